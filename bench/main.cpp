@@ -1,0 +1,79 @@
+// The benchmark program's main: runs every registered benchmark, then prints
+// each registered comparison as a ratio of the two times of this run.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "bench_ratio.h"
+
+namespace kxbench {
+namespace {
+
+struct Ratio {
+    std::string label, numerator, denominator;
+};
+
+std::vector<Ratio> &ratios()
+{
+    static std::vector<Ratio> all;
+    return all;
+}
+
+// Keeps the time per iteration, in nanoseconds, of every finished run.
+class RecordingReporter : public benchmark::ConsoleReporter {
+public:
+    std::map<std::string, double> nanoseconds;
+
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        for (const Run &run : runs) {
+            if (run.run_type != Run::RT_Iteration || run.error_occurred)
+                continue;
+            double scale = 1.0;
+            switch (run.time_unit) {
+            case benchmark::kNanosecond: scale = 1.0; break;
+            case benchmark::kMicrosecond: scale = 1e3; break;
+            case benchmark::kMillisecond: scale = 1e6; break;
+            case benchmark::kSecond: scale = 1e9; break;
+            }
+            nanoseconds[run.benchmark_name()] = run.GetAdjustedRealTime() * scale;
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+}  // namespace
+
+int register_ratio(const char *label, const char *numerator,
+                   const char *denominator)
+{
+    ratios().push_back({label, numerator, denominator});
+    return 0;
+}
+
+}  // namespace kxbench
+
+int main(int argc, char **argv)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    kxbench::RecordingReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+
+    std::printf("\nComparisons (time of the first / time of the second, same run):\n");
+    for (const auto &ratio : kxbench::ratios()) {
+        auto a = reporter.nanoseconds.find(ratio.numerator);
+        auto b = reporter.nanoseconds.find(ratio.denominator);
+        if (a == reporter.nanoseconds.end() || b == reporter.nanoseconds.end() ||
+            b->second <= 0)
+            continue;
+        std::printf("  %-58s %8.3f  (%.1f ns / %.1f ns)\n", ratio.label.c_str(),
+                    a->second / b->second, a->second, b->second);
+    }
+    return 0;
+}

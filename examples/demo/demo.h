@@ -1,0 +1,10 @@
+/* The demonstration's parts, each showing one subsystem as a driver uses it. */
+#ifndef KXSUPP_DEMO_H
+#define KXSUPP_DEMO_H
+
+#include <kxsupp.h>
+
+/* Each returns 0 when everything it showed behaved as described. */
+int demo_memory_and_diagnostics(void);
+
+#endif
