@@ -38,14 +38,17 @@ KX_API void *kx_mem_alloc(MemHandle *handle, size_t size);
 KX_API void *kx_mem_alloc_ex(MemHandle *handle, size_t size,
                              MemDestructor destructor);
 /* A block of a fixed-size record kind, recycled through a per-kind cache of
-   at most 10 blocks. A kind must always be asked for with the same size;
-   kinds of 1000 and above are never cached. Contents are not cleared. */
+   at most 10 blocks, the most recently freed reused first. A kind must
+   always be asked for with the same size; negative kinds and kinds of 1000
+   and above are never cached. Contents are not cleared. Null on failure. */
 KX_API void *kx_mem_alloc_node(MemHandle *handle, size_t size, int32_t kind);
 /* Drops one reference; the last one unlinks the block from its owner, runs
    its destructor and caches or frees it. The handle argument is unused. */
 KX_API void kx_mem_free(MemHandle *handle, void *pointer);
 /* Adds one reference to the block and returns it; the block stays in its
-   first handle. The handle argument is unused. */
+   first handle. The handle argument is unused. A block still referenced when
+   its handle is released loses one reference there and must then be freed
+   with kx_mem_free. */
 KX_API void *kx_mem_clone(MemHandle *handle, void *pointer);
 /* Hooks kept for drivers that call them: init returns its argument, term
    does nothing. */
@@ -64,16 +67,21 @@ KX_API List *ListAppend(void *data, List *list, MemHandle *handle);
    followed it, or null. Null list or empty list: does nothing. */
 KX_API ListElement *ListDelete(List *list, ListElement *element,
                                MemHandle *handle);
+/* The number of elements, 0 for a null list. */
 KX_API int32_t ListCount(const List *list);
+/* The first or last element, null for an empty or null list. */
 KX_API ListElement *ListFirst(const List *list);
 KX_API ListElement *ListLast(const List *list);
+/* The neighbour of an element, or null at either end. */
 KX_API ListElement *ListNext(const ListElement *element);
 KX_API ListElement *ListPrior(const ListElement *element);
+/* Reads or replaces an element's data pointer. */
 KX_API void *ListData(const ListElement *element);
 KX_API void ListRewrite(ListElement *element, void *data);
 /* Links b's elements after a's and returns a; b's header must not be used
    again. Either may be null. */
 KX_API List *ListMerge(List *a, List *b);
+/* Calls callback(data, context, last) for each element, first to last. */
 KX_API void ListEnumerate(List *list, ListCallback callback, void *context);
 
 /* ---- hashlib: string-keyed hash tables ---- */
@@ -81,15 +89,20 @@ KX_API void ListEnumerate(List *list, ListCallback callback, void *context);
 /* Frees one item's data in kx_flush_hash_table. */
 typedef void (*HashDataDestructor)(void *data);
 
-/* A table of size buckets (53 when size is 0). */
+/* A table of size buckets (53 when size is 0 or negative), or null when
+   the heap fails. */
 KX_API HashTable *kx_make_hash_table(int32_t size);
-/* The item for key, made (use count 0) when absent, or the present one with
-   its use count incremented. */
+/* The item for key, made (use count 0, data 0) at the tail of its chain when
+   absent, or the present one with its use count incremented. With a null
+   table, a new 53-bucket table is made for the item and not returned. */
 KX_API HashItem *kx_add_hash_item(const char *key, HashTable *table);
 /* The item for key, its use count incremented, or null. */
 KX_API HashItem *kx_find_hash_item(const char *key, HashTable *table);
-/* Unlinks the item (not freed) and returns it, or null when absent. */
+/* Unlinks the item and returns it (the caller frees it with free()), or
+   null when absent. */
 KX_API HashItem *kx_remove_hash_item(const char *key, HashTable *table);
+/* The bucket of key: h = h * 4 + byte over its bytes as signed chars (32-bit
+   unsigned arithmetic), then (h & 0x7FFFFFFF) modulo the bucket count. */
 KX_API int32_t kx_hash_string(const char *key, const HashTable *table);
 /* First item of bucket index, or null when out of range. */
 KX_API HashItem *kx_get_hash_bucket(int32_t index, const HashTable *table);
@@ -102,11 +115,16 @@ KX_API void kx_dispose_hash_table(HashTable *table);
 
 /* ---- strfunc: ODBC string buffers and small string utilities ---- */
 
+/* Copies source (or as much as fits, terminated) into a buffer of
+   buffer_length bytes; stores the full length through length_out when not
+   null. A null destination asks for the length alone. */
 KX_API int32_t copy_str_buffer(char *destination, uint32_t buffer_length,
                                int16_t *length_out, const char *source);
+/* As copy_str_buffer with a 32-bit length. */
 KX_API int32_t copy_str_bufferl(char *destination, uint32_t buffer_length,
                                 int32_t *length_out, const char *source);
-/* Copies into 16-bit characters, each byte widened with sign extension. */
+/* Copies into a buffer of buffer_length 16-bit characters, each byte widened
+   with sign extension (0xE9 becomes 0xFFE9). */
 KX_API int32_t copy_nstr_bufferl(uint16_t *destination, int32_t buffer_length,
                                  int32_t *length_out, const char *source);
 /* Appends source; *length_in_out holds the current length on entry and the
@@ -117,7 +135,8 @@ KX_API int32_t cat_str_buffer(char *destination, uint32_t buffer_length,
 KX_API char *string_duplicate(const char *source, MemHandle *handle);
 /* 0 when equal ignoring case (both null: 0), 1 otherwise. */
 KX_API int32_t string_compare(const char *a, const char *b);
-/* A re-entrant strtok. */
+/* A re-entrant strtok: the next token of string, or of *save when string is
+   null, or null when only delimiters remain. */
 KX_API char *safe_strtok(char *string, const char *delimiters, char **save);
 /* The name of an ODBC dynamic function code, "" when unknown. */
 KX_API const char *function_string(int32_t code);
