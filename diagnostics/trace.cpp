@@ -1,0 +1,444 @@
+/*
+ * trace.cpp - call tracing for the drivers.
+ *
+ * Exports the trace switch `error_mask` and the two writers `log_message`
+ * and `_log_message`. A driver traces an ODBC entry point with one call:
+ *
+ *     log_message("SQLExecute", 12, 1, "hstmt=%h rc=%e", hstmt, rc);
+ *
+ * which, when category 1 is switched on in error_mask, writes the line
+ *
+ *     [4711]SQLExecute@0012         :hstmt=0x55d0c8 rc=SQL_SUCCESS
+ *
+ * The header "[pid]tag@number" is padded with spaces to 30 characters, so
+ * that the ":" stands in column 31 unless the header is longer. The format
+ * language has directives for ODBC arguments (see format_directive below);
+ * "%%" and unknown directives print nothing.
+ *
+ * A line goes to the file named by "log_file" in "{settings}" of the
+ * profile, read anew for every line, or to standard error when the setting
+ * is empty or the file cannot be opened. The whole line is built in memory
+ * first and then appended with a single write() on a descriptor opened with
+ * O_APPEND, so lines written by several threads or processes at once never
+ * interleave inside a line. Nothing is kept open between lines.
+ */
+#include "kxsupp/config.h"
+#include "kxsupp/diagnostics.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+KX_API uint32_t error_mask = 0;
+
+namespace {
+
+/* The header is padded with spaces up to this many characters. */
+constexpr size_t kHeaderColumn = 30;
+
+/* The profile setting that names the log file, and its buffer size. */
+constexpr const char *kSettingsSection = "settings";
+constexpr const char *kLogFileKey = "log_file";
+constexpr int32_t kLogFileSize = 128;
+
+/* Names of the ODBC return codes for %e. The spelling of code 1 is the
+   one the drivers' trace readers expect. */
+struct ReturnCodeName {
+    int32_t code;
+    const char *name;
+};
+
+constexpr ReturnCodeName kReturnCodeNames[] = {
+    {0, "SQL_SUCCESS"},
+    {1, "SQL_SUCESS_WITH_INFO"},
+    {-1, "SQL_ERROR"},
+    {-2, "SQL_INVALID_HANDLE"},
+    {2, "SQL_STILL_EXECUTING"},
+    {99, "SQL_NEED_DATA"},
+    {100, "SQL_NO_DATA"},
+};
+
+/*
+ * One line under construction. It starts in the record's own area and
+ * moves to the heap when it outgrows it, doubling each time. One octet is
+ * always kept for the final newline, so a line cut short by exhausted
+ * memory still ends in "\n".
+ */
+struct LineBuffer {
+    char *data;
+    size_t length;
+    size_t capacity;  /* octets of data, the newline's octet included */
+    bool on_heap;
+    bool cut;         /* memory ran out: further text is dropped */
+    char local[1024];
+};
+
+void line_init(LineBuffer *line)
+{
+    line->data = line->local;
+    line->length = 0;
+    line->capacity = sizeof line->local;
+    line->on_heap = false;
+    line->cut = false;
+}
+
+void line_release(LineBuffer *line)
+{
+    if (line->on_heap)
+        free(line->data);
+}
+
+/* Makes room for `extra` more octets of text (plus the newline's octet).
+   Returns false, and marks the line cut, when memory is exhausted. */
+bool line_reserve(LineBuffer *line, size_t extra)
+{
+    if (line->cut)
+        return false;
+    size_t room = line->capacity - 1 - line->length;
+    if (extra <= room)
+        return true;
+    size_t needed = line->length + extra + 1;
+    if (needed < line->length) {  /* wrapped */
+        line->cut = true;
+        return false;
+    }
+    size_t capacity = line->capacity;
+    while (capacity < needed) {
+        if (capacity > SIZE_MAX / 2) {
+            capacity = needed;
+            break;
+        }
+        capacity *= 2;
+    }
+    char *data = static_cast<char *>(malloc(capacity));
+    if (data == nullptr) {
+        line->cut = true;
+        return false;
+    }
+    memcpy(data, line->data, line->length);
+    if (line->on_heap)
+        free(line->data);
+    line->data = data;
+    line->capacity = capacity;
+    line->on_heap = true;
+    return true;
+}
+
+/* Appends `count` octets; when memory runs out, as many as fit. */
+void line_append(LineBuffer *line, const char *text, size_t count)
+{
+    if (count == 0)
+        return;
+    if (!line_reserve(line, count)) {
+        size_t room = line->capacity - 1 - line->length;
+        count = count < room ? count : room;
+    }
+    memcpy(line->data + line->length, text, count);
+    line->length += count;
+}
+
+void line_puts(LineBuffer *line, const char *text)
+{
+    line_append(line, text, strlen(text));
+}
+
+void line_putc(LineBuffer *line, char c)
+{
+    line_append(line, &c, 1);
+}
+
+/* Appends a short printf-formatted item (numbers and pointers only). */
+void line_printf(LineBuffer *line, const char *format, ...)
+    __attribute__((format(printf, 2, 3)));
+
+void line_printf(LineBuffer *line, const char *format, ...)
+{
+    char item[128];
+    va_list arguments;
+    va_start(arguments, format);
+    int n = vsnprintf(item, sizeof item, format, arguments);
+    va_end(arguments);
+    if (n < 0)
+        return;
+    size_t count = static_cast<size_t>(n);
+    if (count >= sizeof item)
+        count = sizeof item - 1;
+    line_append(line, item, count);
+}
+
+/* Length of text, looking at no more than `limit` octets. */
+size_t bounded_length(const char *text, size_t limit)
+{
+    const void *end = memchr(text, '\0', limit);
+    return end ? static_cast<size_t>(static_cast<const char *>(end) - text)
+               : limit;
+}
+
+/* Appends `"text"` with at most `count` characters of text (fewer when
+   the text ends first), or the whole text when count is negative. */
+void line_quoted(LineBuffer *line, const char *text, int32_t count)
+{
+    line_putc(line, '"');
+    if (text != nullptr) {
+        size_t length = count < 0 ? strlen(text)
+                                  : bounded_length(text, static_cast<size_t>(count));
+        line_append(line, text, length);
+    }
+    line_putc(line, '"');
+}
+
+void format_return_code(LineBuffer *line, int32_t code)
+{
+    for (const ReturnCodeName &entry : kReturnCodeNames) {
+        if (entry.code == code) {
+            line_puts(line, entry.name);
+            return;
+        }
+    }
+    line_printf(line, "UNKNOWN=%d", code);
+}
+
+/* %S: a text and its ODBC length (SQL_NTS, a count, or another negative
+   number that no caller should pass). */
+void format_counted_text(LineBuffer *line, const char *text, int16_t length)
+{
+    if (length == KX_NTS) {
+        if (text == nullptr)
+            line_puts(line, "<NULL>");
+        else
+            line_quoted(line, text, -1);
+        line_puts(line, "{SQL_NTS}");
+    } else if (length >= 0) {
+        line_quoted(line, text, length);
+        line_printf(line, "{%d}", length);
+    } else {
+        line_printf(line, "\"????\"{%d}", length);
+    }
+}
+
+/* %*S: a text and a pointer to its length. Without a length the whole
+   text is shown, followed by "{NULL}"; a negative pointed-to length also
+   shows the whole text. */
+void format_text_with_length_pointer(LineBuffer *line, const char *text,
+                                     const int16_t *length)
+{
+    if (text == nullptr) {
+        if (length == nullptr)
+            line_puts(line, "<NULLSTR>{NULL}");
+        else
+            line_printf(line, "<NULLSTR>{%p->%d}",
+                        static_cast<const void *>(length), *length);
+        return;
+    }
+    if (length == nullptr) {
+        line_quoted(line, text, -1);
+        line_puts(line, "{NULL}");
+        return;
+    }
+    line_quoted(line, text, *length);
+    line_printf(line, "{%p->%d}", static_cast<const void *>(length), *length);
+}
+
+/*
+ * Formats the directive at *cursor (the character after "%") and moves the
+ * cursor past it. Each directive takes its arguments in order:
+ *
+ *   %I int, %U unsigned, %i / %u the low 16 bits of an int (signed /
+ *   unsigned), %p %h a pointer, %s a string, %e a return code, %S a text
+ *   and its length, %*S a text and a pointer to its length, %*I a pointer
+ *   to an int, %*h a pointer to a pointer.
+ *
+ * Any other character (after "%" or after "%*") is consumed, prints
+ * nothing and takes no argument. The format's terminator is never
+ * consumed.
+ */
+void format_directive(LineBuffer *line, const char **cursor, va_list *arguments)
+{
+    const char *p = *cursor;
+    char letter = *p;
+    if (letter == '\0')
+        return;
+    p++;
+    if (letter == '*') {
+        char second = *p;
+        if (second != '\0')
+            p++;
+        if (second == 'S') {
+            const char *text = va_arg(*arguments, const char *);
+            const int16_t *length = va_arg(*arguments, const int16_t *);
+            format_text_with_length_pointer(line, text, length);
+        } else if (second == 'I') {
+            const int32_t *value = va_arg(*arguments, const int32_t *);
+            if (value == nullptr)
+                line_puts(line, "<NULLPTR>");
+            else
+                line_printf(line, "%p->%d", static_cast<const void *>(value),
+                            *value);
+        } else if (second == 'h') {
+            void *const *value = va_arg(*arguments, void *const *);
+            if (value == nullptr)
+                line_puts(line, "<NULLPTR>");
+            else
+                line_printf(line, "%p->%p", static_cast<const void *>(value),
+                            *value);
+        }
+        *cursor = p;
+        return;
+    }
+    switch (letter) {
+    case 'I':
+        line_printf(line, "%d", va_arg(*arguments, int32_t));
+        break;
+    case 'U':
+        line_printf(line, "%u", va_arg(*arguments, uint32_t));
+        break;
+    case 'i':
+        line_printf(line, "%d",
+                    static_cast<int16_t>(va_arg(*arguments, int32_t)));
+        break;
+    case 'u':
+        line_printf(line, "%u",
+                    static_cast<uint16_t>(va_arg(*arguments, uint32_t)));
+        break;
+    case 'p':
+    case 'h':
+        line_printf(line, "%p", va_arg(*arguments, void *));
+        break;
+    case 's': {
+        const char *text = va_arg(*arguments, const char *);
+        if (text == nullptr) {
+            line_puts(line, "<NULLPTR>");
+        } else {
+            line_printf(line, "%p->", static_cast<const void *>(text));
+            line_puts(line, text);
+        }
+        break;
+    }
+    case 'e':
+        format_return_code(line, va_arg(*arguments, int32_t));
+        break;
+    case 'S': {
+        const char *text = va_arg(*arguments, const char *);
+        int16_t length = static_cast<int16_t>(va_arg(*arguments, int32_t));
+        format_counted_text(line, text, length);
+        break;
+    }
+    default:
+        break;
+    }
+    *cursor = p;
+}
+
+/* Builds the whole line: header, padding, ":", the formatted text and the
+   newline. */
+void build_line(LineBuffer *line, const char *tag, int32_t number,
+                const char *format, va_list *arguments)
+{
+    line_printf(line, "[%d]", static_cast<int>(getpid()));
+    line_puts(line, tag != nullptr ? tag : "(null)");
+    line_printf(line, "@%04d", number);
+    while (line->length < kHeaderColumn && !line->cut)
+        line_putc(line, ' ');
+    line_putc(line, ':');
+
+    if (format == nullptr) {
+        line_puts(line, "<NULL FORMAT>");
+    } else {
+        const char *p = format;
+        while (*p != '\0') {
+            const char *percent = strchr(p, '%');
+            if (percent == nullptr) {
+                line_puts(line, p);
+                break;
+            }
+            line_append(line, p, static_cast<size_t>(percent - p));
+            p = percent + 1;
+            format_directive(line, &p, arguments);
+        }
+    }
+    /* line_reserve always keeps this octet free. */
+    line->data[line->length++] = '\n';
+}
+
+/* Writes all of data to fd, going on after a partial write or a signal. */
+void write_all(int fd, const char *data, size_t count)
+{
+    while (count > 0) {
+        ssize_t n = write(fd, data, count);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return;
+        }
+        data += n;
+        count -= static_cast<size_t>(n);
+    }
+}
+
+/* Appends the line to the log file named in the profile, or to standard
+   error. */
+void emit_line(ProfileHandle *profile, const char *data, size_t count)
+{
+    char log_file[kLogFileSize];
+    log_file[0] = '\0';
+    if (profile != nullptr) {
+        get_profile_string(profile, 0, kSettingsSection, kLogFileKey, "",
+                           log_file, kLogFileSize);
+        log_file[kLogFileSize - 1] = '\0';
+    }
+    int fd = -1;
+    if (log_file[0] != '\0') {
+        do {
+            fd = open(log_file, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+        } while (fd < 0 && errno == EINTR);
+    }
+    if (fd >= 0) {
+        write_all(fd, data, count);
+        close(fd);
+    } else {
+        write_all(STDERR_FILENO, data, count);
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+KX_API int32_t _log_message(const char *tag, int32_t number, uint32_t category,
+                            ProfileHandle *profile, const char *format,
+                            va_list arguments)
+{
+    (void)category;
+    int saved_errno = errno;
+    LineBuffer line;
+    line_init(&line);
+    va_list walk;
+    va_copy(walk, arguments);
+    build_line(&line, tag, number, format, &walk);
+    va_end(walk);
+    emit_line(profile, line.data, line.length);
+    line_release(&line);
+    errno = saved_errno;
+    return 0;
+}
+
+KX_API int32_t log_message(const char *tag, int32_t number, uint32_t category,
+                           const char *format, ...)
+{
+    if ((error_mask & category) == 0)
+        return 0;
+    int saved_errno = errno;
+    ProfileHandle *profile = open_registry();
+    va_list arguments;
+    va_start(arguments, format);
+    _log_message(tag, number, category, profile, format, arguments);
+    va_end(arguments);
+    close_registry(profile);
+    errno = saved_errno;
+    return 0;
+}
+
+}  // extern "C"

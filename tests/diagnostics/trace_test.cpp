@@ -1,0 +1,838 @@
+// Tests of the trace log: the line header and its padding, every directive
+// of the format language with its exact output, the trace switch, the
+// destination (log file from "{settings}" or standard error) and whole
+// lines under concurrent writers.
+#include "kxsupp/config.h"
+#include "kxsupp/diagnostics.h"
+
+#include <gtest/gtest.h>
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::string read_all(const std::string &path)
+{
+    std::string text;
+    FILE *f = fopen(path.c_str(), "rb");
+    if (f == nullptr)
+        return text;
+    char chunk[4096];
+    size_t n;
+    while ((n = fread(chunk, 1, sizeof chunk, f)) > 0)
+        text.append(chunk, n);
+    fclose(f);
+    return text;
+}
+
+void write_all(const std::string &path, const std::string &text)
+{
+    FILE *f = fopen(path.c_str(), "wb");
+    ASSERT_NE(f, nullptr) << path;
+    ASSERT_EQ(fwrite(text.data(), 1, text.size(), f), text.size());
+    ASSERT_EQ(fclose(f), 0);
+}
+
+bool exists(const std::string &path)
+{
+    struct stat st;
+    return stat(path.c_str(), &st) == 0;
+}
+
+std::string pointer_text(const void *p)
+{
+    char text[64];
+    snprintf(text, sizeof text, "%p", p);
+    return text;
+}
+
+std::string pid_text()
+{
+    return std::to_string(static_cast<int>(getpid()));
+}
+
+// The header as a trace reader sees it: "[pid]tag@nnnn", spaces up to 30
+// characters, then ":".
+std::string header(const std::string &tag, const char *number)
+{
+    std::string h = "[" + pid_text() + "]" + tag + "@" + number;
+    while (h.size() < 30)
+        h += ' ';
+    return h + ":";
+}
+
+// Sends standard error to a temporary file while alive.
+class StderrCapture {
+public:
+    StderrCapture()
+    {
+        char path[] = "/tmp/kxtrace_stderr.XXXXXX";
+        fd_ = mkstemp(path);
+        path_ = path;
+        fflush(stderr);
+        saved_ = dup(2);
+        dup2(fd_, 2);
+    }
+    ~StderrCapture()
+    {
+        restore();
+        unlink(path_.c_str());
+    }
+    std::string text()
+    {
+        restore();
+        return read_all(path_);
+    }
+
+private:
+    void restore()
+    {
+        if (saved_ >= 0) {
+            fflush(stderr);
+            dup2(saved_, 2);
+            close(saved_);
+            close(fd_);
+            saved_ = -1;
+        }
+    }
+    int fd_ = -1;
+    int saved_ = -1;
+    std::string path_;
+};
+
+// Each test runs in its own temporary directory, which holds the profile
+// "odbc.ini" that log_message reads from the current directory.
+class TraceTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_NE(getcwd(saved_cwd_, sizeof saved_cwd_), nullptr);
+        char pattern[] = "/tmp/kxtrace.XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir_ = pattern;
+        ASSERT_EQ(chdir(dir_.c_str()), 0);
+        log_ = dir_ + "/trace.log";
+        saved_mask_ = error_mask;
+        error_mask = 0xFFFFFFFFu;
+    }
+    void TearDown() override
+    {
+        error_mask = saved_mask_;
+        ASSERT_EQ(chdir(saved_cwd_), 0);
+        std::string command = "rm -rf '" + dir_ + "'";
+        ASSERT_EQ(system(command.c_str()), 0);
+    }
+    void use_log_file(const std::string &path)
+    {
+        write_all(dir_ + "/odbc.ini",
+                  "[Sales]\nServer = alpha\n{settings}\nlog_file = " + path + "\n");
+    }
+    // Runs one traced call with the log in trace.log and returns the text
+    // that followed the header of the single line written.
+    std::string body_of(const std::function<void()> &call)
+    {
+        use_log_file(log_);
+        unlink(log_.c_str());
+        call();
+        std::string text = read_all(log_);
+        std::string h = header("t", "0000");
+        EXPECT_EQ(text.compare(0, h.size(), h), 0) << text;
+        EXPECT_FALSE(text.empty());
+        EXPECT_EQ(text.back(), '\n');
+        EXPECT_EQ(text.find('\n'), text.size() - 1) << "one line only";
+        if (text.size() < h.size() + 1)
+            return "";
+        return text.substr(h.size(), text.size() - h.size() - 1);
+    }
+
+    char saved_cwd_[PATH_MAX];
+    std::string dir_;
+    std::string log_;
+    uint32_t saved_mask_ = 0;
+};
+
+// ---- the header ----
+
+TEST_F(TraceTest, HeaderIsPaddedToColumnThirty)
+{
+    use_log_file(log_);
+    ASSERT_EQ(log_message("T", 1, 1, "x"), 0);
+    std::string line = read_all(log_);
+    std::string start = "[" + pid_text() + "]T@0001";
+    ASSERT_LT(start.size(), 30u);
+    ASSERT_EQ(line.size(), 33u);  // 30 header columns, ":", "x", newline
+    EXPECT_EQ(line.substr(0, start.size()), start);
+    EXPECT_EQ(line.substr(start.size(), 30 - start.size()),
+              std::string(30 - start.size(), ' '));
+    EXPECT_EQ(line[30], ':');
+    EXPECT_EQ(line.substr(31), "x\n");
+}
+
+TEST_F(TraceTest, HeaderLengthsAroundTheColumn)
+{
+    use_log_file(log_);
+    const std::string fixed = "[" + pid_text() + "]@0007";
+    struct Case {
+        size_t header_length;
+        size_t colon_at;
+    } cases[] = {
+        {28, 30}, {29, 30}, {30, 30}, {31, 31}, {45, 45},
+    };
+    for (const Case &c : cases) {
+        unlink(log_.c_str());
+        std::string tag(c.header_length - fixed.size(), 'g');
+        log_message(tag.c_str(), 7, 1, "%I", 5);
+        std::string line = read_all(log_);
+        std::string h = "[" + pid_text() + "]" + tag + "@0007";
+        ASSERT_EQ(h.size(), c.header_length);
+        EXPECT_EQ(line.substr(0, h.size()), h);
+        ASSERT_EQ(line.size(), c.colon_at + 3) << line;
+        EXPECT_EQ(line.substr(h.size(), c.colon_at - h.size()),
+                  std::string(c.colon_at - h.size(), ' '));
+        EXPECT_EQ(line.substr(c.colon_at), ":5\n");
+    }
+}
+
+TEST_F(TraceTest, NumberIsFourDigitsZeroPadded)
+{
+    use_log_file(log_);
+    struct Case {
+        int32_t number;
+        const char *text;
+    } cases[] = {
+        {0, "0000"}, {1, "0001"}, {42, "0042"}, {999, "0999"},
+        {1234, "1234"}, {12345, "12345"}, {-5, "-005"},
+        {INT32_MIN, "-2147483648"},
+    };
+    for (const Case &c : cases) {
+        unlink(log_.c_str());
+        log_message("SQLFetch", c.number, 1, "done");
+        EXPECT_EQ(read_all(log_), header("SQLFetch", c.text) + "done\n")
+            << c.number;
+    }
+}
+
+TEST_F(TraceTest, NullFormatWritesAMarker)
+{
+    EXPECT_EQ(body_of([] { log_message("t", 0, 1, nullptr); }),
+              "<NULL FORMAT>");
+}
+
+TEST_F(TraceTest, NullTagDoesNotCrash)
+{
+    use_log_file(log_);
+    log_message(nullptr, 3, 1, "x");
+    EXPECT_EQ(read_all(log_), header("(null)", "0003") + "x\n");
+}
+
+TEST_F(TraceTest, LongTagAndLongTextAreWrittenWhole)
+{
+    use_log_file(log_);
+    std::string tag(5000, 'T');
+    std::string text(200000, 'q');
+    text[100] = 'r';
+    log_message(tag.c_str(), 1, 1, "<%s>", text.c_str());
+    std::string expected = "[" + pid_text() + "]" + tag + "@0001:<" +
+                           pointer_text(text.c_str()) + "->" + text + ">\n";
+    EXPECT_TRUE(read_all(log_) == expected);
+}
+
+// ---- the directives ----
+
+struct DirectiveCase {
+    const char *name;
+    std::function<void()> call;
+    std::string expected;
+};
+
+TEST_F(TraceTest, EveryDirective)
+{
+    static char text[] = "abcdef";
+    static int16_t three = 3;
+    static int16_t minus_one = -1;
+    static int16_t nts = -3;
+    static int32_t number = -77;
+    static void *handle = &number;
+    static void *null_handle = nullptr;
+    const std::string text_p = pointer_text(text);
+    const std::string three_p = pointer_text(&three);
+    const std::string number_p = pointer_text(&number);
+    const std::string handle_p = pointer_text(&handle);
+    const std::string null_handle_p = pointer_text(&null_handle);
+
+    const DirectiveCase cases[] = {
+        {"plain text", [] { log_message("t", 0, 1, "SQLExecute called"); },
+         "SQLExecute called"},
+        {"empty format", [] { log_message("t", 0, 1, ""); }, ""},
+        {"%I", [] { log_message("t", 0, 1, "%I", -123456); }, "-123456"},
+        {"%I min", [] { log_message("t", 0, 1, "%I", INT32_MIN); },
+         "-2147483648"},
+        {"%U", [] { log_message("t", 0, 1, "%U", 4294967295u); },
+         "4294967295"},
+        {"%U of -1", [] { log_message("t", 0, 1, "%U", -1); }, "4294967295"},
+        {"%i low 16 bits", [] { log_message("t", 0, 1, "%i", 0x12345678); },
+         "22136"},
+        {"%i negative", [] { log_message("t", 0, 1, "%i", 0xFFFF); }, "-1"},
+        {"%i short", [] { log_message("t", 0, 1, "%i", (int16_t)-300); },
+         "-300"},
+        {"%u low 16 bits", [] { log_message("t", 0, 1, "%u", -1); }, "65535"},
+        {"%u", [] { log_message("t", 0, 1, "%u", 0x10002); }, "2"},
+        {"%p", [] { log_message("t", 0, 1, "%p", (void *)text); }, text_p},
+        {"%p null", [] { log_message("t", 0, 1, "%p", (void *)nullptr); },
+         pointer_text(nullptr)},
+        {"%h", [] { log_message("t", 0, 1, "%h", (void *)&number); },
+         number_p},
+        {"%s", [] { log_message("t", 0, 1, "%s", text); },
+         text_p + "->abcdef"},
+        {"%s null", [] { log_message("t", 0, 1, "%s", (char *)nullptr); },
+         "<NULLPTR>"},
+        {"%e 0", [] { log_message("t", 0, 1, "%e", 0); }, "SQL_SUCCESS"},
+        {"%e 1", [] { log_message("t", 0, 1, "%e", 1); },
+         "SQL_SUCESS_WITH_INFO"},
+        {"%e -1", [] { log_message("t", 0, 1, "%e", -1); }, "SQL_ERROR"},
+        {"%e -2", [] { log_message("t", 0, 1, "%e", -2); },
+         "SQL_INVALID_HANDLE"},
+        {"%e 2", [] { log_message("t", 0, 1, "%e", 2); },
+         "SQL_STILL_EXECUTING"},
+        {"%e 99", [] { log_message("t", 0, 1, "%e", 99); }, "SQL_NEED_DATA"},
+        {"%e 100", [] { log_message("t", 0, 1, "%e", 100); }, "SQL_NO_DATA"},
+        {"%e other", [] { log_message("t", 0, 1, "%e", 3); }, "UNKNOWN=3"},
+        {"%e negative", [] { log_message("t", 0, 1, "%e", -3); },
+         "UNKNOWN=-3"},
+        {"%e short", [] { log_message("t", 0, 1, "%e", (int16_t)-1); },
+         "SQL_ERROR"},
+        {"%S nts", [] { log_message("t", 0, 1, "%S", text, -3); },
+         "\"abcdef\"{SQL_NTS}"},
+        {"%S nts null", [] { log_message("t", 0, 1, "%S", (char *)nullptr, -3); },
+         "<NULL>{SQL_NTS}"},
+        {"%S three", [] { log_message("t", 0, 1, "%S", text, 3); },
+         "\"abc\"{3}"},
+        {"%S zero", [] { log_message("t", 0, 1, "%S", text, 0); }, "\"\"{0}"},
+        {"%S exact", [] { log_message("t", 0, 1, "%S", text, 6); },
+         "\"abcdef\"{6}"},
+        {"%S other negative", [] { log_message("t", 0, 1, "%S", text, -5); },
+         "\"????\"{-5}"},
+        {"%S null other negative",
+         [] { log_message("t", 0, 1, "%S", (char *)nullptr, -1); },
+         "\"????\"{-1}"},
+        {"%S 16-bit length", [] { log_message("t", 0, 1, "%S", text, 0x10002); },
+         "\"ab\"{2}"},
+        {"%S 16-bit nts", [] { log_message("t", 0, 1, "%S", text, 0xFFFD); },
+         "\"abcdef\"{SQL_NTS}"},
+        {"%S short", [] { log_message("t", 0, 1, "%S", text, (int16_t)4); },
+         "\"abcd\"{4}"},
+        {"%*S both null",
+         [] { log_message("t", 0, 1, "%*S", (char *)nullptr, (int16_t *)nullptr); },
+         "<NULLSTR>{NULL}"},
+        {"%*S null text",
+         [] { log_message("t", 0, 1, "%*S", (char *)nullptr, &three); },
+         "<NULLSTR>{" + three_p + "->3}"},
+        {"%*S both set", [] { log_message("t", 0, 1, "%*S", text, &three); },
+         "\"abc\"{" + three_p + "->3}"},
+        {"%*S null length",
+         [] { log_message("t", 0, 1, "%*S", text, (int16_t *)nullptr); },
+         "\"abcdef\"{NULL}"},
+        {"%*S negative length",
+         [] { log_message("t", 0, 1, "%*S", text, &nts); },
+         "\"abcdef\"{" + pointer_text(&nts) + "->-3}"},
+        {"%*S minus one", [] { log_message("t", 0, 1, "%*S", text, &minus_one); },
+         "\"abcdef\"{" + pointer_text(&minus_one) + "->-1}"},
+        {"%*I", [] { log_message("t", 0, 1, "%*I", &number); },
+         number_p + "->-77"},
+        {"%*I null", [] { log_message("t", 0, 1, "%*I", (int32_t *)nullptr); },
+         "<NULLPTR>"},
+        {"%*h", [] { log_message("t", 0, 1, "%*h", &handle); },
+         handle_p + "->" + pointer_text(handle)},
+        {"%*h to null", [] { log_message("t", 0, 1, "%*h", &null_handle); },
+         null_handle_p + "->" + pointer_text(nullptr)},
+        {"%*h null", [] { log_message("t", 0, 1, "%*h", (void **)nullptr); },
+         "<NULLPTR>"},
+        {"%% is silent", [] { log_message("t", 0, 1, "100%%"); }, "100"},
+        {"%% inside", [] { log_message("t", 0, 1, "a%%b%I", 4); }, "ab4"},
+        {"unknown letter takes no argument",
+         [] { log_message("t", 0, 1, "%d|%I|%x", 7, 8); }, "|7|"},
+        {"unknown letters of the range",
+         [] { log_message("t", 0, 1, "%*%%+%0%A%Z%a%t%I", 9); }, "9"},
+        {"letters above the range",
+         [] { log_message("t", 0, 1, "%v%z%~%I", 5); }, "5"},
+        {"unknown after star",
+         [] { log_message("t", 0, 1, "%*s%*e%*p%*U%*i%I", 6); }, "6"},
+        {"star then star", [] { log_message("t", 0, 1, "%**I", 2); }, "I"},
+        {"control character after percent",
+         [] { log_message("t", 0, 1, "a%\tb%I", 1); }, "ab1"},
+        {"percent at the end", [] { log_message("t", 0, 1, "abc%"); }, "abc"},
+        {"percent star at the end", [] { log_message("t", 0, 1, "abc%*"); },
+         "abc"},
+        {"several directives",
+         [] { log_message("t", 0, 1, "hstmt=%h rc=%e cols=%i name=%S", (void *)text, 1, 3, text, 2); },
+         "hstmt=" + text_p + " rc=SQL_SUCESS_WITH_INFO cols=3 name=\"ab\"{2}"},
+    };
+    for (const DirectiveCase &c : cases)
+        EXPECT_EQ(body_of(c.call), c.expected) << c.name;
+}
+
+// A text given with a count longer than the text shows what is there and
+// never reads past the terminator.
+TEST_F(TraceTest, CountLongerThanTextStopsAtTheTerminator)
+{
+    static char shortText[] = "abc";
+    static int16_t ten = 10;
+    EXPECT_EQ(body_of([] { log_message("t", 0, 1, "%S", shortText, 10); }),
+              "\"abc\"{10}");
+    EXPECT_EQ(body_of([] { log_message("t", 0, 1, "%*S", shortText, &ten); }),
+              "\"abc\"{" + pointer_text(&ten) + "->10}");
+}
+
+// A text with an explicit count need not be terminated at all.
+TEST_F(TraceTest, CountedTextNeedNotBeTerminated)
+{
+    static const char bytes[4] = {'w', 'x', 'y', 'z'};
+    EXPECT_EQ(body_of([] { log_message("t", 0, 1, "%S", bytes, 4); }),
+              "\"wxyz\"{4}");
+}
+
+// ---- the switch ----
+
+TEST_F(TraceTest, MaskZeroWritesNothing)
+{
+    use_log_file(log_);
+    error_mask = 0;
+    StderrCapture capture;
+    for (uint32_t category : {0u, 1u, 2u, 0x80000000u, 0xFFFFFFFFu})
+        EXPECT_EQ(log_message("t", 1, category, "%s", "x"), 0);
+    EXPECT_FALSE(exists(log_));
+    EXPECT_EQ(capture.text(), "");
+}
+
+TEST_F(TraceTest, CategoryMustShareABitWithTheMask)
+{
+    use_log_file(log_);
+    error_mask = 0x6;
+    log_message("t", 1, 1, "one");
+    log_message("t", 2, 0x8, "eight");
+    log_message("t", 3, 0, "zero");
+    EXPECT_FALSE(exists(log_));
+    log_message("t", 4, 2, "two");
+    log_message("t", 5, 0x5, "five");
+    log_message("t", 6, 0xFFFFFFFF, "all");
+    EXPECT_EQ(read_all(log_), header("t", "0004") + "two\n" +
+                                  header("t", "0005") + "five\n" +
+                                  header("t", "0006") + "all\n");
+}
+
+// With the mask at 0 the profile is not even opened: "odbc.ini" is a FIFO
+// here, and a watcher tells whether anybody opened it for reading.
+TEST_F(TraceTest, MaskZeroReadsNoProfile)
+{
+    ASSERT_EQ(mkfifo("odbc.ini", 0600), 0);
+    auto profile_was_opened = [this](uint32_t mask) {
+        error_mask = mask;
+        std::atomic<bool> done{false};
+        std::thread writer([&] { log_message("t", 1, 1, "x"); done = true; });
+        bool opened = false;
+        auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+        while (std::chrono::steady_clock::now() < limit) {
+            int fd = open((dir_ + "/odbc.ini").c_str(), O_WRONLY | O_NONBLOCK);
+            if (fd >= 0) {  // a reader is waiting: let it see end of file
+                opened = true;
+                close(fd);
+                break;
+            }
+            if (done)
+                break;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        writer.join();
+        return opened;
+    };
+    StderrCapture capture;
+    EXPECT_FALSE(profile_was_opened(0));
+    // The watcher does see a reader when tracing is on.
+    EXPECT_TRUE(profile_was_opened(1));
+    std::string err = capture.text();
+    EXPECT_EQ(err, header("t", "0001") + "x\n");
+}
+
+// ---- the destination ----
+
+TEST_F(TraceTest, NoProfileSendsLinesToStandardError)
+{
+    StderrCapture capture;
+    log_message("SQLConnect", 12, 1, "dsn=%S", "Sales", -3);
+    EXPECT_EQ(capture.text(),
+              header("SQLConnect", "0012") + "dsn=\"Sales\"{SQL_NTS}\n");
+}
+
+TEST_F(TraceTest, EmptyOrMissingLogFileSendsLinesToStandardError)
+{
+    const char *profiles[] = {
+        "{settings}\nlog_file =\n",
+        "{settings}\nlog_file =    \n",
+        "{settings}\nother = x\n",
+        "[settings]\nlog_file = wrong_kind.log\n",
+        "(settings)\nlog_file = wrong_kind.log\n",
+        "{default}\nlog_file = wrong_section.log\n",
+        "",
+    };
+    for (const char *profile : profiles) {
+        write_all("odbc.ini", profile);
+        StderrCapture capture;
+        log_message("t", 1, 1, "%I", 42);
+        EXPECT_EQ(capture.text(), header("t", "0001") + "42\n") << profile;
+    }
+    EXPECT_FALSE(exists("wrong_kind.log"));
+    EXPECT_FALSE(exists("wrong_section.log"));
+}
+
+TEST_F(TraceTest, UnopenableLogFileSendsLinesToStandardError)
+{
+    use_log_file(dir_ + "/no/such/dir/trace.log");
+    StderrCapture capture;
+    log_message("t", 2, 1, "lost?");
+    EXPECT_EQ(capture.text(), header("t", "0002") + "lost?\n");
+}
+
+TEST_F(TraceTest, LinesAreAppendedAndTheFileIsNotTruncated)
+{
+    write_all(log_, "earlier\n");
+    use_log_file(log_);
+    StderrCapture capture;
+    log_message("a", 1, 1, "first");
+    log_message("b", 2, 1, "second");
+    EXPECT_EQ(read_all(log_), "earlier\n" + header("a", "0001") + "first\n" +
+                                  header("b", "0002") + "second\n");
+    EXPECT_EQ(capture.text(), "");
+}
+
+TEST_F(TraceTest, RelativeLogFileIsRelativeToTheCurrentDirectory)
+{
+    write_all("odbc.ini", "{settings}\nlog_file   =   relative.log  \n");
+    log_message("t", 1, 1, "r");
+    EXPECT_EQ(read_all(dir_ + "/relative.log"), header("t", "0001") + "r\n");
+}
+
+// The setting is read for every line: a changed profile takes effect at the
+// next line.
+TEST_F(TraceTest, LogFileIsReadForEveryLine)
+{
+    std::string second = dir_ + "/second.log";
+    use_log_file(log_);
+    log_message("t", 1, 1, "one");
+    write_all("odbc.ini.new", "{settings}\nlog_file = " + second + "\n");
+    ASSERT_EQ(rename("odbc.ini.new", "odbc.ini"), 0);
+    log_message("t", 2, 1, "two");
+    unlink("odbc.ini");
+    StderrCapture capture;
+    log_message("t", 3, 1, "three");
+    EXPECT_EQ(read_all(log_), header("t", "0001") + "one\n");
+    EXPECT_EQ(read_all(second), header("t", "0002") + "two\n");
+    EXPECT_EQ(capture.text(), header("t", "0003") + "three\n");
+}
+
+// _log_message writes with the caller's profile handle, whatever the mask.
+TEST_F(TraceTest, LogMessageWithAProfileHandle)
+{
+    std::string profile_path = dir_ + "/elsewhere.ini";
+    std::string other_log = dir_ + "/other.log";
+    write_all(profile_path, "{settings}\nlog_file = " + other_log + "\n");
+    ProfileHandle *profile = open_registry();
+    ASSERT_NE(profile, nullptr);
+    set_config(profile, profile_path.c_str());
+    error_mask = 0;
+    auto call = [&](const char *format, ...) {
+        va_list arguments;
+        va_start(arguments, format);
+        EXPECT_EQ(_log_message("SQLPrepare", 9, 4, profile, format, arguments), 0);
+        va_end(arguments);
+    };
+    call("%S %I %e", "select 1", -3, 17, 100);
+    close_registry(profile);
+    EXPECT_EQ(read_all(other_log),
+              header("SQLPrepare", "0009") + "\"select 1\"{SQL_NTS} 17 SQL_NO_DATA\n");
+}
+
+TEST_F(TraceTest, NullProfileHandleSendsLinesToStandardError)
+{
+    StderrCapture capture;
+    auto call = [&](const char *format, ...) {
+        va_list arguments;
+        va_start(arguments, format);
+        _log_message("t", 1, 1, nullptr, format, arguments);
+        va_end(arguments);
+    };
+    call("%U", 5u);
+    EXPECT_EQ(capture.text(), header("t", "0001") + "5\n");
+}
+
+// Tracing does not disturb errno, which the driver may be about to report.
+TEST_F(TraceTest, ErrnoIsKept)
+{
+    use_log_file(dir_ + "/no/such/dir/trace.log");
+    StderrCapture capture;
+    errno = ERANGE;
+    log_message("t", 1, 1, "x");
+    EXPECT_EQ(errno, ERANGE);
+}
+
+// "log_file" is read into a 128-octet buffer: a 127-character name fits,
+// a longer one is cut to 126 characters followed by the "0" marker.
+TEST_F(TraceTest, LogFileNameIsReadIntoOneHundredTwentyEightOctets)
+{
+    struct Case {
+        size_t value_length;
+        std::string expected_name;
+    } cases[] = {
+        {126, std::string(126, 'n')},
+        {127, std::string(127, 'n')},
+        {128, std::string(126, 'n') + "0"},
+        {200, std::string(126, 'n') + "0"},
+    };
+    for (const Case &c : cases) {
+        write_all("odbc.ini",
+                  "{settings}\nlog_file = " + std::string(c.value_length, 'n') + "\n");
+        unlink(c.expected_name.c_str());
+        StderrCapture capture;
+        log_message("t", 1, 1, "%I", static_cast<int32_t>(c.value_length));
+        EXPECT_EQ(capture.text(), "") << c.value_length;
+        EXPECT_EQ(read_all(dir_ + "/" + c.expected_name),
+                  header("t", "0001") + std::to_string(c.value_length) + "\n")
+            << c.value_length;
+        if (c.value_length != c.expected_name.size()) {
+            EXPECT_FALSE(exists(std::string(c.value_length, 'n')));
+        }
+        unlink(c.expected_name.c_str());
+    }
+}
+
+// The tag is text, never a format.
+TEST_F(TraceTest, TagIsWrittenAsItIs)
+{
+    use_log_file(log_);
+    log_message("a%s%Ib%%", 2, 1, "%I", 3);
+    EXPECT_EQ(read_all(log_), header("a%s%Ib%%", "0002") + "3\n");
+}
+
+// A null text with a count never reads through the null pointer.
+TEST_F(TraceTest, NullTextWithACountIsSafe)
+{
+    static int16_t five = 5;
+    EXPECT_EQ(body_of([] { log_message("t", 0, 1, "%S", (char *)nullptr, 5); }),
+              "\"\"{5}");
+    EXPECT_EQ(body_of([] { log_message("t", 0, 1, "%S", (char *)nullptr, 0); }),
+              "\"\"{0}");
+    EXPECT_EQ(body_of([] { log_message("t", 0, 1, "%*S", (char *)nullptr, &five); }),
+              "<NULLSTR>{" + pointer_text(&five) + "->5}");
+}
+
+// Each line opens the log anew: a log removed or renamed between lines is
+// created again at its path, and the renamed file gets nothing more.
+TEST_F(TraceTest, RemovedOrRenamedLogIsCreatedAgain)
+{
+    use_log_file(log_);
+    log_message("t", 1, 1, "one");
+    ASSERT_EQ(unlink(log_.c_str()), 0);
+    log_message("t", 2, 1, "two");
+    EXPECT_EQ(read_all(log_), header("t", "0002") + "two\n");
+    std::string moved = dir_ + "/moved.log";
+    ASSERT_EQ(rename(log_.c_str(), moved.c_str()), 0);
+    log_message("t", 3, 1, "three");
+    EXPECT_EQ(read_all(moved), header("t", "0002") + "two\n");
+    EXPECT_EQ(read_all(log_), header("t", "0003") + "three\n");
+    // A file put in its place takes the following lines.
+    write_all(log_ + ".new", "replaced\n");
+    ASSERT_EQ(rename((log_ + ".new").c_str(), log_.c_str()), 0);
+    log_message("t", 4, 1, "four");
+    EXPECT_EQ(read_all(log_), "replaced\n" + header("t", "0004") + "four\n");
+}
+
+// A log that can no longer be opened for writing sends the next line to
+// standard error: here a directory takes the file's place, and (checked
+// only when not running as root, who may open any file) the file loses its
+// write permission.
+TEST_F(TraceTest, LogThatBecameUnopenableSendsLinesToStandardError)
+{
+    use_log_file(log_);
+    log_message("t", 1, 1, "one");
+    std::string moved = dir_ + "/moved.log";
+    ASSERT_EQ(rename(log_.c_str(), moved.c_str()), 0);
+    ASSERT_EQ(mkdir(log_.c_str(), 0700), 0);
+    {
+        StderrCapture capture;
+        log_message("t", 2, 1, "two");
+        EXPECT_EQ(capture.text(), header("t", "0002") + "two\n");
+    }
+    EXPECT_EQ(read_all(moved), header("t", "0001") + "one\n");
+    ASSERT_EQ(rmdir(log_.c_str()), 0);
+
+    if (geteuid() == 0)
+        return;
+    log_message("t", 3, 1, "three");
+    ASSERT_EQ(chmod(log_.c_str(), 0444), 0);
+    StderrCapture capture;
+    log_message("t", 4, 1, "four");
+    EXPECT_EQ(capture.text(), header("t", "0004") + "four\n");
+    EXPECT_EQ(read_all(log_), header("t", "0003") + "three\n");
+}
+
+// Nothing stays open between calls: the process has the same descriptors
+// after tracing as before.
+int open_descriptor_count()
+{
+    int count = 0;
+    for (int fd = 0; fd < 1024; ++fd)
+        if (fcntl(fd, F_GETFD) != -1)
+            ++count;
+    return count;
+}
+
+TEST_F(TraceTest, NoDescriptorIsLeftOpen)
+{
+    use_log_file(log_);
+    int before = open_descriptor_count();
+    for (int n = 0; n < 50; ++n)
+        log_message("t", n, 1, "%I", n);
+    use_log_file(dir_ + "/no/such/dir/trace.log");
+    {
+        StderrCapture capture;
+        log_message("t", 1, 1, "lost");
+    }
+    EXPECT_EQ(open_descriptor_count(), before);
+}
+
+// ---- whole lines under concurrent writers ----
+
+std::string thread_payload(int writer, int sequence)
+{
+    // Long enough that a split write would show.
+    std::string filler(200 + (sequence % 37) * 11, static_cast<char>('a' + writer));
+    return "w" + std::to_string(writer) + " n" + std::to_string(sequence) + " " + filler;
+}
+
+void check_whole_lines(const std::string &text, int writers, int lines_each,
+                       const std::function<std::string(int)> &pid_of)
+{
+    std::set<std::string> expected;
+    for (int w = 0; w < writers; ++w)
+        for (int n = 0; n < lines_each; ++n) {
+            std::string h = "[" + pid_of(w) + "]writer" + std::to_string(w) + "@" +
+                            (n < 10 ? "000" : n < 100 ? "00" : n < 1000 ? "0" : "") +
+                            std::to_string(n);
+            while (h.size() < 30)
+                h += ' ';
+            expected.insert(h + ":" + thread_payload(w, n) + "|" + std::to_string(n));
+        }
+    std::istringstream in(text);
+    std::string line;
+    std::set<std::string> seen;
+    int count = 0;
+    int bad = 0;
+    while (std::getline(in, line)) {
+        ++count;
+        if (expected.count(line) == 0) {
+            if (++bad < 3)
+                ADD_FAILURE() << "broken line: " << line.substr(0, 120);
+        } else {
+            seen.insert(line);
+        }
+    }
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(count, writers * lines_each);
+    EXPECT_EQ(seen.size(), expected.size());
+    EXPECT_EQ(text.back(), '\n');
+}
+
+TEST_F(TraceTest, FourThreadsWriteWholeLines)
+{
+    use_log_file(log_);
+    constexpr int kThreads = 4;
+    constexpr int kLines = 250;
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int w = 0; w < kThreads; ++w)
+        threads.emplace_back([w, &ready] {
+            std::string tag = "writer" + std::to_string(w);
+            ready++;
+            while (ready < kThreads) {
+            }
+            for (int n = 0; n < kLines; ++n) {
+                std::string payload = thread_payload(w, n);
+                log_message(tag.c_str(), n, 1, "%s|%I", payload.c_str(), n);
+            }
+        });
+    for (std::thread &t : threads)
+        t.join();
+    // "%s" prints the pointer first: strip "0x...->" to compare payloads.
+    std::string text = read_all(log_);
+    std::string cleaned;
+    std::istringstream in(text);
+    std::string line;
+    while (std::getline(in, line)) {
+        size_t colon = line.find(':');
+        size_t arrow = line.find("->");
+        if (colon != std::string::npos && arrow != std::string::npos && arrow > colon)
+            line = line.substr(0, colon + 1) + line.substr(arrow + 2);
+        cleaned += line + "\n";
+    }
+    check_whole_lines(cleaned, kThreads, kLines, [](int) { return pid_text(); });
+}
+
+TEST_F(TraceTest, SeveralProcessesWriteWholeLines)
+{
+    use_log_file(log_);
+    constexpr int kProcesses = 3;
+    constexpr int kLines = 200;
+    std::vector<pid_t> children;
+    for (int w = 0; w < kProcesses; ++w) {
+        pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            std::string tag = "writer" + std::to_string(w);
+            for (int n = 0; n < kLines; ++n) {
+                std::string payload = thread_payload(w, n);
+                log_message(tag.c_str(), n, 1, "%S|%I", payload.c_str(), -3, n);
+            }
+            _exit(0);
+        }
+        children.push_back(child);
+    }
+    for (pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    // "%S" with SQL_NTS quotes the text and adds "{SQL_NTS}": undo that.
+    std::string text = read_all(log_);
+    std::string cleaned;
+    std::istringstream in(text);
+    std::string line;
+    while (std::getline(in, line)) {
+        size_t q1 = line.find(":\"");
+        size_t q2 = line.find("\"{SQL_NTS}|");
+        if (q1 != std::string::npos && q2 != std::string::npos)
+            line = line.substr(0, q1 + 1) + line.substr(q1 + 2, q2 - q1 - 2) +
+                   line.substr(q2 + 10);
+        cleaned += line + "\n";
+    }
+    check_whole_lines(cleaned, kProcesses, kLines, [&children](int w) {
+        return std::to_string(static_cast<int>(children[w]));
+    });
+}
+
+}  // namespace
