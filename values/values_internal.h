@@ -1,0 +1,40 @@
+// Internals shared by the values module's source files (model and text).
+#ifndef KXSUPP_VALUES_INTERNAL_H
+#define KXSUPP_VALUES_INTERNAL_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "kxsupp/common.h"
+
+namespace kx {
+
+// A double truncated toward zero into 32 bits: beyond the range it
+// saturates at INT32_MAX / INT32_MIN, and NaN gives INT32_MIN.
+int32_t double_to_int32(double d);
+// The same into 64 bits (INT64_MAX / INT64_MIN, NaN gives INT64_MIN).
+int64_t double_to_int64(double d);
+
+// A text under construction in a caller's buffer of capacity octets: it
+// never writes past capacity - 1 characters and the terminator, and counts
+// the full length of everything appended. Capacity SIZE_MAX is unbounded.
+struct TextSink {
+    char *buf;
+    size_t capacity;
+    size_t length;  // full length appended so far
+
+    void append(const char *text, size_t n);
+    void append(const char *text);
+    void append_char(char c);
+    // Terminates at min(length, capacity - 1); nothing when capacity is 0.
+    void finish();
+};
+
+// Writes the texts of the values module through a sink. value is not null
+// and its null flag is zero.
+void render_value(const Value *value, TextSink &sink);
+void render_interval(const Value *value, TextSink &sink, bool sql_form);
+
+}  // namespace kx
+
+#endif
