@@ -1,0 +1,87 @@
+/*
+ * timefunc - today's date and the comparisons of date, time and timestamp
+ * records.
+ *
+ * Exports current_year, current_month, current_day, date_compare,
+ * time_compare and timestamp_compare.  The records have the layouts of
+ * ODBC's SQL_DATE_STRUCT, SQL_TIME_STRUCT and SQL_TIMESTAMP_STRUCT.  A
+ * comparison returns the raw difference a - b of the first field that
+ * differs, in 32-bit signed arithmetic (the year signed, the other fields
+ * unsigned and widened), not -1 or 1: callers look only at the sign.
+ */
+#include <time.h>
+
+#include "kxsupp/arith.h"
+
+namespace {
+
+// The local broken-down time of now; each caller reads the clock anew.
+struct tm local_now()
+{
+    struct tm parts = {};
+    time_t now = time(nullptr);
+    localtime_r(&now, &parts);
+    return parts;
+}
+
+inline int32_t difference(uint32_t a, uint32_t b)
+{
+    return static_cast<int32_t>(a - b);
+}
+
+}  // namespace
+
+extern "C" {
+
+KX_API int32_t current_year(void)
+{
+    return local_now().tm_year + 1900;
+}
+
+KX_API int32_t current_month(void)
+{
+    return local_now().tm_mon + 1;
+}
+
+KX_API int32_t current_day(void)
+{
+    return local_now().tm_mday;
+}
+
+KX_API int32_t date_compare(const DateStruct *a, const DateStruct *b)
+{
+    if (a->year != b->year)
+        return int32_t{a->year} - int32_t{b->year};
+    if (a->month != b->month)
+        return int32_t{a->month} - int32_t{b->month};
+    return int32_t{a->day} - int32_t{b->day};
+}
+
+KX_API int32_t time_compare(const TimeStruct *a, const TimeStruct *b)
+{
+    if (a->hour != b->hour)
+        return int32_t{a->hour} - int32_t{b->hour};
+    if (a->minute != b->minute)
+        return int32_t{a->minute} - int32_t{b->minute};
+    return int32_t{a->second} - int32_t{b->second};
+}
+
+KX_API int32_t timestamp_compare(const TimestampStruct *a,
+                                 const TimestampStruct *b)
+{
+    if (a->year != b->year)
+        return int32_t{a->year} - int32_t{b->year};
+    if (a->month != b->month)
+        return int32_t{a->month} - int32_t{b->month};
+    if (a->day != b->day)
+        return int32_t{a->day} - int32_t{b->day};
+    if (a->hour != b->hour)
+        return int32_t{a->hour} - int32_t{b->hour};
+    if (a->minute != b->minute)
+        return int32_t{a->minute} - int32_t{b->minute};
+    if (a->second != b->second)
+        return int32_t{a->second} - int32_t{b->second};
+    return difference(a->fraction, b->fraction);
+}
+
+}  // extern "C"
