@@ -6,5 +6,8 @@
 
 /* Each returns 0 when everything it showed behaved as described. */
 int demo_memory_and_diagnostics(void);
+int demo_intervals(void);
+int demo_values(void);
+int demo_config(void);
 
 #endif
