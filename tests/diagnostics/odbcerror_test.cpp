@@ -2,6 +2,7 @@
 // message building and its 1024-byte bound, GetDiagRec / GetDiagField
 // results and truncation, PostDalError, and the error exit.
 #include <csetjmp>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -513,6 +514,56 @@ TEST_F(Diagnostics, LongMessageComesBackTruncated)
     EXPECT_EQ(std::strlen(text), 99u);
     EXPECT_EQ(std::string(text), ("[Varnel ODBC]" + body).substr(0, 99));
     EXPECT_EQ(length, 613);
+}
+
+TEST_F(Diagnostics, ExtremeRecordNumbersAndBufferLengths)
+{
+    PostError(odbc3_, 1, 0, nullptr, 0, 0, "ODBC 3.0", "HY000", "abc");
+    char text[8];
+    int32_t word = -77;
+    const struct {
+        int32_t record;
+        int16_t rec_result;
+        int16_t field_result;
+    } records[] = {
+        {INT32_MIN, -1, -1}, {-1, -1, -1}, {0, -1, -1},
+        {2, 100, 100},       {INT32_MAX, 100, 100},
+    };
+    for (const auto &c : records) {
+        SCOPED_TRACE(c.record);
+        std::memset(text, '#', sizeof text);
+        EXPECT_EQ(GetDiagRec(odbc3_, c.record, text, &word, text, sizeof text,
+                             nullptr),
+                  c.rec_result);
+        EXPECT_EQ(GetDiagField(kStmt, odbc3_, c.record, kMessageText, text,
+                               sizeof text, nullptr),
+                  c.field_result);
+        EXPECT_EQ(text[0], '#');
+        EXPECT_EQ(word, -77);
+    }
+    // Negative and tiny lengths never write past what they allow.
+    const struct {
+        int32_t buffer_length;
+        const char *text;  // null: nothing written
+    } lengths[] = {
+        {INT32_MIN, nullptr}, {-1, nullptr}, {0, nullptr}, {1, ""}, {2, "["},
+    };
+    for (const auto &c : lengths) {
+        SCOPED_TRACE(c.buffer_length);
+        for (int32_t field : {kMessageText, kSqlState, kServerName}) {
+            std::memset(text, '#', sizeof text);
+            int16_t length = -9;
+            EXPECT_EQ(GetDiagField(kStmt, odbc3_, 1, field, text,
+                                   c.buffer_length, &length),
+                      1);
+            if (c.text == nullptr) {
+                EXPECT_EQ(text[0], '#');
+            } else if (field == kMessageText) {
+                EXPECT_STREQ(text, c.text);
+            }
+            EXPECT_EQ(text[c.buffer_length > 0 ? c.buffer_length : 0], '#');
+        }
+    }
 }
 
 TEST_F(Diagnostics, EveryStringFieldTruncates)
