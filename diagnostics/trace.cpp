@@ -150,7 +150,29 @@ void line_putc(LineBuffer *line, char c)
     line_append(line, &c, 1);
 }
 
-/* Appends a short printf-formatted item (numbers and pointers only). */
+/* Appends value in decimal, zero-padded after any sign to at least
+   `width` characters, as "%0*d" writes it. Numbers are on every line
+   (process id, call number), so they do not go through printf. */
+void line_decimal(LineBuffer *line, int64_t value, int width)
+{
+    char item[24];
+    char *end = item + sizeof item;
+    char *p = end;
+    uint64_t magnitude = value < 0 ? 0 - static_cast<uint64_t>(value)
+                                   : static_cast<uint64_t>(value);
+    do {
+        *--p = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    int digits = value < 0 ? width - 1 : width;
+    while (end - p < digits && p > item + 1)
+        *--p = '0';
+    if (value < 0)
+        *--p = '-';
+    line_append(line, p, static_cast<size_t>(end - p));
+}
+
+/* Appends a short printf-formatted item (pointers). */
 void line_printf(LineBuffer *line, const char *format, ...)
     __attribute__((format(printf, 2, 3)));
 
@@ -198,7 +220,8 @@ void format_return_code(LineBuffer *line, int32_t code)
             return;
         }
     }
-    line_printf(line, "UNKNOWN=%d", code);
+    line_puts(line, "UNKNOWN=");
+    line_decimal(line, code, 0);
 }
 
 /* %S: a text and its ODBC length (SQL_NTS, a count, or another negative
@@ -213,9 +236,13 @@ void format_counted_text(LineBuffer *line, const char *text, int16_t length)
         line_puts(line, "{SQL_NTS}");
     } else if (length >= 0) {
         line_quoted(line, text, length);
-        line_printf(line, "{%d}", length);
+        line_putc(line, '{');
+        line_decimal(line, length, 0);
+        line_putc(line, '}');
     } else {
-        line_printf(line, "\"????\"{%d}", length);
+        line_puts(line, "\"????\"{");
+        line_decimal(line, length, 0);
+        line_putc(line, '}');
     }
 }
 
@@ -290,18 +317,16 @@ void format_directive(LineBuffer *line, const char **cursor, va_list *arguments)
     }
     switch (letter) {
     case 'I':
-        line_printf(line, "%d", va_arg(*arguments, int32_t));
+        line_decimal(line, va_arg(*arguments, int32_t), 0);
         break;
     case 'U':
-        line_printf(line, "%u", va_arg(*arguments, uint32_t));
+        line_decimal(line, va_arg(*arguments, uint32_t), 0);
         break;
     case 'i':
-        line_printf(line, "%d",
-                    static_cast<int16_t>(va_arg(*arguments, int32_t)));
+        line_decimal(line, static_cast<int16_t>(va_arg(*arguments, int32_t)), 0);
         break;
     case 'u':
-        line_printf(line, "%u",
-                    static_cast<uint16_t>(va_arg(*arguments, uint32_t)));
+        line_decimal(line, static_cast<uint16_t>(va_arg(*arguments, uint32_t)), 0);
         break;
     case 'p':
     case 'h':
@@ -337,9 +362,12 @@ void format_directive(LineBuffer *line, const char **cursor, va_list *arguments)
 void build_line(LineBuffer *line, const char *tag, int32_t number,
                 const char *format, va_list *arguments)
 {
-    line_printf(line, "[%d]", static_cast<int>(getpid()));
+    line_putc(line, '[');
+    line_decimal(line, static_cast<int>(getpid()), 0);
+    line_putc(line, ']');
     line_puts(line, tag != nullptr ? tag : "(null)");
-    line_printf(line, "@%04d", number);
+    line_putc(line, '@');
+    line_decimal(line, number, 4);
     while (line->length < kHeaderColumn && !line->cut)
         line_putc(line, ' ');
     line_putc(line, ':');

@@ -218,7 +218,8 @@ TEST_F(TraceTest, NumberIsFourDigitsZeroPadded)
         const char *text;
     } cases[] = {
         {0, "0000"}, {1, "0001"}, {42, "0042"}, {999, "0999"},
-        {1234, "1234"}, {12345, "12345"}, {-5, "-005"},
+        {1234, "1234"}, {12345, "12345"}, {-5, "-005"}, {-99, "-099"},
+        {-999, "-999"}, {-1234, "-1234"}, {INT32_MAX, "2147483647"},
         {INT32_MIN, "-2147483648"},
     };
     for (const Case &c : cases) {
@@ -284,6 +285,19 @@ TEST_F(TraceTest, EveryDirective)
         {"%I", [] { log_message("t", 0, 1, "%I", -123456); }, "-123456"},
         {"%I min", [] { log_message("t", 0, 1, "%I", INT32_MIN); },
          "-2147483648"},
+        {"%I zero", [] { log_message("t", 0, 1, "%I", 0); }, "0"},
+        {"%I max", [] { log_message("t", 0, 1, "%I", INT32_MAX); },
+         "2147483647"},
+        {"%U zero", [] { log_message("t", 0, 1, "%U", 0u); }, "0"},
+        {"%U high bit", [] { log_message("t", 0, 1, "%U", 0x80000000u); },
+         "2147483648"},
+        {"%i minimum", [] { log_message("t", 0, 1, "%i", 0x18000); }, "-32768"},
+        {"%u zero", [] { log_message("t", 0, 1, "%u", 0x30000); }, "0"},
+        {"%e minimum", [] { log_message("t", 0, 1, "%e", INT32_MIN); },
+         "UNKNOWN=-2147483648"},
+        {"%S most negative",
+         [] { log_message("t", 0, 1, "%S", "abc", 0x8000); },
+         "\"????\"{-32768}"},
         {"%U", [] { log_message("t", 0, 1, "%U", 4294967295u); },
          "4294967295"},
         {"%U of -1", [] { log_message("t", 0, 1, "%U", -1); }, "4294967295"},
