@@ -255,6 +255,11 @@ extern "C" {
 KX_API int32_t get_base_value(const IntervalStruct *interval,
                               int32_t *fraction_out)
 {
+    if (interval == nullptr) {
+        if (fraction_out)
+            *fraction_out = 0;
+        return 0;
+    }
     const YearMonthStruct &ym = interval->intval.year_month;
     const DaySecondStruct &ds = interval->intval.day_second;
     int32_t day = static_cast<int32_t>(ds.day);
@@ -327,6 +332,8 @@ KX_API int32_t get_base_value(const IntervalStruct *interval,
 
 KX_API void normalise_interval(int32_t base, int32_t fraction, Value *result)
 {
+    if (result == nullptr)
+        return;
     IntervalStruct &iv = result->payload.interval;
     int32_t b = base;
     int32_t f = fraction;
@@ -411,6 +418,8 @@ KX_API int32_t interval_operation(Value *a, Value *b, Value *result,
                                   intptr_t unused, int32_t op)
 {
     (void)unused;
+    if (a == nullptr || b == nullptr || result == nullptr)
+        return 0;
     if (a->null_flag != 0 || b->null_flag != 0) {
         result->null_flag = -1;
         return 0;
@@ -478,6 +487,8 @@ KX_API int32_t timestamp_add(Value *result, const Value *source,
                              int32_t months, int32_t seconds,
                              int32_t fraction)
 {
+    if (result == nullptr || source == nullptr)
+        return 0;
     int32_t type = source->type;
     if (!is_datetime(type))
         return 0;
@@ -496,6 +507,8 @@ KX_API int32_t timestamp_add_noconvert(Value *result, const Value *source,
                                        int32_t months, int32_t seconds,
                                        int32_t fraction)
 {
+    if (result == nullptr || source == nullptr)
+        return 0;
     Fields f = shift_datetime(source, months, seconds, fraction);
     copy_value_part(result, source, is_datetime(source->type));
     result->type = VALUE_TIMESTAMP;
@@ -506,6 +519,8 @@ KX_API int32_t timestamp_add_noconvert(Value *result, const Value *source,
 KX_API int32_t date_add(Value *result, const Value *source, int32_t months,
                         int32_t days)
 {
+    if (result == nullptr || source == nullptr)
+        return 0;
     Fields f = {};
     const bool source_is_time = source->type == VALUE_TIME;
     if (source->type == VALUE_DATE || source->type == VALUE_TIMESTAMP) {
@@ -532,6 +547,8 @@ KX_API int32_t date_add(Value *result, const Value *source, int32_t months,
 KX_API void time_add(Value *result, const Value *source, int32_t seconds,
                      int32_t fraction)
 {
+    if (result == nullptr || source == nullptr)
+        return;
     int32_t hour = 0, minute = 0, second = 0;
     if (source->type == VALUE_TIME || source->type == VALUE_TIMESTAMP) {
         Fields all = fields_of(source);
@@ -576,6 +593,8 @@ KX_API void time_add(Value *result, const Value *source, int32_t seconds,
 KX_API int32_t interval_compare(const IntervalStruct *a,
                                 const IntervalStruct *b)
 {
+    if (a == nullptr || b == nullptr)
+        return 0;
     int32_t fa = 0, fb = 0;
     int32_t ba = get_base_value(a, &fa);
     int32_t bb = get_base_value(b, &fb);
@@ -588,6 +607,8 @@ KX_API int32_t interval_compare(const IntervalStruct *a,
 
 KX_API int32_t compare_interval(const Value *a, const Value *b)
 {
+    if (a == nullptr || b == nullptr)
+        return 0;
     return interval_compare(&a->payload.interval, &b->payload.interval);
 }
 

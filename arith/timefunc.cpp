@@ -50,6 +50,8 @@ KX_API int32_t current_day(void)
 
 KX_API int32_t date_compare(const DateStruct *a, const DateStruct *b)
 {
+    if (a == nullptr || b == nullptr)
+        return 0;
     if (a->year != b->year)
         return int32_t{a->year} - int32_t{b->year};
     if (a->month != b->month)
@@ -59,6 +61,8 @@ KX_API int32_t date_compare(const DateStruct *a, const DateStruct *b)
 
 KX_API int32_t time_compare(const TimeStruct *a, const TimeStruct *b)
 {
+    if (a == nullptr || b == nullptr)
+        return 0;
     if (a->hour != b->hour)
         return int32_t{a->hour} - int32_t{b->hour};
     if (a->minute != b->minute)
@@ -69,6 +73,8 @@ KX_API int32_t time_compare(const TimeStruct *a, const TimeStruct *b)
 KX_API int32_t timestamp_compare(const TimestampStruct *a,
                                  const TimestampStruct *b)
 {
+    if (a == nullptr || b == nullptr)
+        return 0;
     if (a->year != b->year)
         return int32_t{a->year} - int32_t{b->year};
     if (a->month != b->month)

@@ -147,7 +147,7 @@ KX_API int32_t current_day(void);
 
 /* Three-way comparisons, field by field in record order: 0 when equal,
    otherwise the raw difference a - b of the first differing field (callers
-   test only its sign). */
+   test only its sign).  A null record pointer gives 0. */
 KX_API int32_t date_compare(const DateStruct *a, const DateStruct *b);
 KX_API int32_t time_compare(const TimeStruct *a, const TimeStruct *b);
 KX_API int32_t timestamp_compare(const TimestampStruct *a,
@@ -156,6 +156,9 @@ KX_API int32_t timestamp_compare(const TimestampStruct *a,
 /* ---- end calendar ---- */
 
 /* ---- evalint: interval and datetime arithmetic ---- */
+
+/* In this family a null record or Value pointer makes the call do nothing
+   (a routine with a result gives 0). */
 
 /* The interval reduced to one number: months for the year-month kinds,
    seconds for the day-second kinds (0 for an unknown kind), negated when the

@@ -149,6 +149,29 @@ TEST(Calendar, AnyPositiveOrNegativeSelectorWorks)
     EXPECT_EQ(y * 10000 + m * 100 + d, 17520902);
 }
 
+// The automatic test going in looks at year x 10000 + month x 100 + day as
+// given, so out-of-range fields that reach 17520903 count as Gregorian.
+TEST(Calendar, AutomaticSelectorUsesTheCombinedNumber)
+{
+    const struct { int32_t year, month, day; bool gregorian; } cases[] = {
+        {1752, 8, 102, false},   // 17520902
+        {1752, 8, 103, true},    // 17520903
+        {1752, 10, -97, true},   // 17520903
+        {1752, 10, -98, false},  // 17520902
+        {1751, 99, 99, false},   // 17519999
+        {1752, 9, 2, false},
+        {1752, 9, 3, true},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.year << "/" << c.month << "/" << c.day);
+        EXPECT_EQ(ymd_to_jdnl(c.year, c.month, c.day, kAutomatic),
+                  ymd_to_jdnl(c.year, c.month, c.day, c.gregorian ? kGregorian : kJulian));
+    }
+    // Gregorian and Julian differ there by 11 days, so the cases above
+    // really tell the calendars apart.
+    EXPECT_EQ(ymd_to_jdnl(1752, 8, 103, kJulian) - ymd_to_jdnl(1752, 8, 103, kGregorian), 11);
+}
+
 // The change of 1752 in automatic mode: consecutive day numbers across it,
 // and the eleven dates of the gap that go in by the Gregorian rule and come
 // back by the Julian one (3 September returns as 23 August).
@@ -282,6 +305,19 @@ TEST(Calendar, DayOfWeekIsATruncatingRemainder)
 TEST(Calendar, OutputPointersMayBeNull)
 {
     EXPECT_EQ(jdnl_to_ymd(2451545, nullptr, nullptr, nullptr, kAutomatic), 1);
+}
+
+TEST(Calendar, NullRecordsCompareEqual)
+{
+    DateStruct d = {2004, 1, 1};
+    TimeStruct t = {1, 2, 3};
+    TimestampStruct ts = {2004, 1, 1, 1, 2, 3, 4};
+    EXPECT_EQ(date_compare(nullptr, &d), 0);
+    EXPECT_EQ(date_compare(&d, nullptr), 0);
+    EXPECT_EQ(time_compare(nullptr, &t), 0);
+    EXPECT_EQ(time_compare(&t, nullptr), 0);
+    EXPECT_EQ(timestamp_compare(nullptr, &ts), 0);
+    EXPECT_EQ(timestamp_compare(&ts, nullptr), 0);
 }
 
 // ---- today ----

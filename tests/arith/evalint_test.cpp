@@ -370,6 +370,58 @@ TEST(Evalint, NullOperandGivesNull)
     EXPECT_EQ(r2.type, 0);
 }
 
+TEST(Evalint, NullLeftOperandGivesNullForEveryKindOfOperation)
+{
+    Value day = ds(KX_IS_DAY, 2, 0, 0, 0);
+    const Value lefts[] = {ds(KX_IS_DAY, 1, 0, 0, 0), ym(KX_IS_YEAR, 1, 0), integer(3),
+                           date(2004, 1, 1), time_of_day(1, 2, 3)};
+    for (const Value &left : lefts) {
+        for (int32_t op : {1, 2}) {
+            Value a = left;
+            a.null_flag = -1;
+            Value r = blank();
+            r.type = 42;
+            r.payload.integer = 99;
+            interval_operation(&a, &day, &r, 0, op);
+            EXPECT_EQ(r.null_flag, -1) << left.type << " op " << op;
+            EXPECT_EQ(r.type, 42);  // nothing else is written
+            EXPECT_EQ(r.payload.integer, 99);
+        }
+    }
+}
+
+// A null pointer makes any routine of the family do nothing (0 where a
+// result is returned), with nothing read or written through it.
+TEST(Evalint, NullPointersDoNothing)
+{
+    Value a = ds(KX_IS_DAY, 1, 0, 0, 0);
+    Value t = timestamp(2004, 1, 1, 1, 2, 3, 4);
+    Value r = blank();
+    r.type = 42;
+    Value before = r;
+    int32_t frac = 77;
+    EXPECT_EQ(get_base_value(nullptr, &frac), 0);
+    EXPECT_EQ(frac, 0);
+    EXPECT_EQ(get_base_value(nullptr, nullptr), 0);
+    normalise_interval(5, 0, nullptr);
+    EXPECT_EQ(interval_operation(nullptr, &a, &r, 0, 1), 0);
+    EXPECT_EQ(interval_operation(&a, nullptr, &r, 0, 1), 0);
+    EXPECT_EQ(interval_operation(&a, &a, nullptr, 0, 1), 0);
+    EXPECT_EQ(timestamp_add(&r, nullptr, 1, 1, 1), 0);
+    EXPECT_EQ(timestamp_add(nullptr, &t, 1, 1, 1), 0);
+    EXPECT_EQ(timestamp_add_noconvert(&r, nullptr, 1, 1, 1), 0);
+    EXPECT_EQ(timestamp_add_noconvert(nullptr, &t, 1, 1, 1), 0);
+    EXPECT_EQ(date_add(&r, nullptr, 1, 1), 0);
+    EXPECT_EQ(date_add(nullptr, &t, 1, 1), 0);
+    time_add(&r, nullptr, 1, 1);
+    time_add(nullptr, &t, 1, 1);
+    EXPECT_EQ(std::memcmp(&r, &before, sizeof r), 0);
+    EXPECT_EQ(interval_compare(nullptr, &a.payload.interval), 0);
+    EXPECT_EQ(interval_compare(&a.payload.interval, nullptr), 0);
+    EXPECT_EQ(compare_interval(nullptr, &a), 0);
+    EXPECT_EQ(compare_interval(&a, nullptr), 0);
+}
+
 TEST(Evalint, OtherOperatorsLeaveTheResultAlone)
 {
     Value a = ds(KX_IS_DAY, 1, 0, 0, 0), b = ds(KX_IS_DAY, 2, 0, 0, 0);
