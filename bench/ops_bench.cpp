@@ -1,6 +1,7 @@
 // Operators and comparisons on the evaluator's hot paths:
 //  - compare_values of two 40-character texts of different declared length
-//    (the blank-padded rule) against strcmp of the same texts;
+//    (the blank-padded rule) against strcmp of the same texts, once with
+//    equal texts and once where 10 trailing blanks meet the padding;
 //  - numeric_operation add and compare of two numerics against the bare
 //    add_numeric / numeric_compare they rest on;
 //  - compare_dm of two numeric row buffers against numeric_compare.

@@ -34,20 +34,24 @@ int32_t compare_blank_padded(const char *a, const char *b, size_t padded)
     int r = std::strcmp(a, b);
     if (r == 0)
         return 0;
-    // The text that sorts first under strcmp may have ended at the mismatch.
-    const char *shorter = r < 0 ? a : b;
-    const char *longer = r < 0 ? b : a;
-    size_t length = std::strlen(shorter);
-    if (std::strncmp(shorter, longer, length) != 0)
-        return r;
-    // shorter continues with blanks up to `padded`, then ends.
-    for (size_t i = length; longer[i] != '\0'; ++i) {
-        int pad = i < padded ? ' ' : 0;
-        int c = static_cast<unsigned char>(longer[i]);
-        if (c != pad)
-            return r < 0 ? pad - c : c - pad;
-    }
-    return 0;
+    size_t la = std::strlen(a);
+    size_t lb = std::strlen(b);
+    size_t common = la < lb ? la : lb;
+    if (std::memcmp(a, b, common) != 0)
+        return r;  // they differ inside both texts: padding plays no part
+    // The shorter text continues with blanks up to `padded`, then ends; the
+    // longer one goes on with its own characters.
+    const unsigned char *longer = reinterpret_cast<const unsigned char *>(la > lb ? a : b);
+    size_t end = la > lb ? la : lb;
+    size_t blank_end = padded < end ? padded : end;
+    size_t i = common;
+    while (i < blank_end && longer[i] == ' ')
+        ++i;
+    if (i == end)
+        return 0;
+    int pad = i < padded ? ' ' : 0;
+    int c = longer[i];
+    return la > lb ? c - pad : pad - c;
 }
 
 // Compares two binaries zero-padded to `padded` octets; each holds `la` or

@@ -558,9 +558,10 @@ TEST_F(ValueTextTest, BoundedFormsAtEveryCapacity)
             EXPECT_EQ(length, expected.size());
             for (size_t i = capacity; i < sizeof buf; i++)
                 ASSERT_EQ(buf[i], '#') << expected << " capacity " << capacity;
-            if (capacity > 0)
+            if (capacity > 0) {
                 EXPECT_EQ(std::string(buf),
                           expected.substr(0, std::min(capacity - 1, expected.size())));
+            }
         }
         for (size_t capacity = 0; capacity <= ex_expected.size() + 2; capacity++) {
             char buf[1100];
@@ -572,9 +573,10 @@ TEST_F(ValueTextTest, BoundedFormsAtEveryCapacity)
             EXPECT_EQ(length, ex_expected.size());
             for (size_t i = capacity; i < sizeof buf; i++)
                 ASSERT_EQ(buf[i], '#') << ex_expected << " capacity " << capacity;
-            if (capacity > 0)
+            if (capacity > 0) {
                 EXPECT_EQ(std::string(buf),
                           ex_expected.substr(0, std::min(capacity - 1, ex_expected.size())));
+            }
         }
     }
 }
