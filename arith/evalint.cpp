@@ -25,31 +25,17 @@
  * Every routine that takes a result Value accepts the source (or an
  * operand) itself as the result: all inputs are read before it is written.
  */
+#include "arith/calendar_internal.h"
 #include "kxsupp/arith.h"
 #include "kxsupp/parse.h"
 #include "kxsupp/values.h"
 
 namespace {
 
-inline int32_t wrap_add(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
-}
-
-inline int32_t wrap_sub(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
-}
-
-inline int32_t wrap_mul(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
-}
-
-inline int32_t wrap_neg(int32_t a)
-{
-    return static_cast<int32_t>(0u - static_cast<uint32_t>(a));
-}
+using kx::wrap_add;
+using kx::wrap_sub;
+using kx::wrap_mul;
+using kx::wrap_neg;
 
 inline int32_t abs32(int32_t a)
 {

@@ -19,26 +19,24 @@
  * unsigned 32-bit arithmetic so that absurd inputs wrap instead of being
  * undefined behaviour.
  */
+#include "arith/calendar_internal.h"
 #include "kxsupp/arith.h"
 
 namespace {
 
+using kx::wrap_add;
+using kx::wrap_sub;
+using kx::wrap_mul;
+
 constexpr int32_t kGregorianChangeYmd = 17520903;  // 3 September 1752
 constexpr int32_t kGregorianChangeJdn = 2361222;   // 14 September 1752
 
-inline int32_t wrap_add(int32_t a, int32_t b)
+// Whether a conversion goes by the Gregorian rule: always for calendar 0,
+// never for a positive selector, and for the automatic calendar (< 0) when
+// the date is on the Gregorian side of the change.
+inline bool goes_by_gregorian(int32_t calendar, bool after_change)
 {
-    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
-}
-
-inline int32_t wrap_sub(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
-}
-
-inline int32_t wrap_mul(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
+    return calendar == 0 || (calendar < 0 && after_change);
 }
 
 // The conversion of a day number back to a date, with the calendar's
@@ -67,14 +65,10 @@ extern "C" {
 KX_API int32_t ymd_to_jdnl(int32_t year, int32_t month, int32_t day,
                            int32_t calendar)
 {
-    bool gregorian;
-    if (calendar == 0)
-        gregorian = true;
-    else if (calendar > 0)
-        gregorian = false;
-    else
-        gregorian = wrap_add(wrap_add(wrap_mul(year, 10000), wrap_mul(month, 100)),
-                             day) >= kGregorianChangeYmd;
+    bool gregorian = goes_by_gregorian(
+        calendar,
+        wrap_add(wrap_add(wrap_mul(year, 10000), wrap_mul(month, 100)), day) >=
+            kGregorianChangeYmd);
 
     if (year < 0)
         year++;  // 1 BC is year 0 from here on
@@ -97,13 +91,7 @@ KX_API int32_t ymd_to_jdnl(int32_t year, int32_t month, int32_t day,
 KX_API int32_t jdnl_to_ymd(int32_t jdn, int32_t *year, int32_t *month,
                            int32_t *day, int32_t calendar)
 {
-    bool gregorian;
-    if (calendar == 0)
-        gregorian = true;
-    else if (calendar > 0)
-        gregorian = false;
-    else
-        gregorian = jdn >= kGregorianChangeJdn;
+    bool gregorian = goes_by_gregorian(calendar, jdn >= kGregorianChangeJdn);
 
     int32_t y, m, d;
     if (gregorian)

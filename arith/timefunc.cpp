@@ -29,6 +29,29 @@ inline int32_t difference(uint32_t a, uint32_t b)
     return static_cast<int32_t>(a - b);
 }
 
+// year, month, day of a date or timestamp record, in that order: the
+// difference of the first that differs, 0 when all three are equal.
+template <typename Record>
+inline int32_t compare_date_fields(const Record *a, const Record *b)
+{
+    if (a->year != b->year)
+        return int32_t{a->year} - int32_t{b->year};
+    if (a->month != b->month)
+        return int32_t{a->month} - int32_t{b->month};
+    return int32_t{a->day} - int32_t{b->day};
+}
+
+// hour, minute, second of a time or timestamp record, the same way.
+template <typename Record>
+inline int32_t compare_time_fields(const Record *a, const Record *b)
+{
+    if (a->hour != b->hour)
+        return int32_t{a->hour} - int32_t{b->hour};
+    if (a->minute != b->minute)
+        return int32_t{a->minute} - int32_t{b->minute};
+    return int32_t{a->second} - int32_t{b->second};
+}
+
 }  // namespace
 
 extern "C" {
@@ -52,22 +75,14 @@ KX_API int32_t date_compare(const DateStruct *a, const DateStruct *b)
 {
     if (a == nullptr || b == nullptr)
         return 0;
-    if (a->year != b->year)
-        return int32_t{a->year} - int32_t{b->year};
-    if (a->month != b->month)
-        return int32_t{a->month} - int32_t{b->month};
-    return int32_t{a->day} - int32_t{b->day};
+    return compare_date_fields(a, b);
 }
 
 KX_API int32_t time_compare(const TimeStruct *a, const TimeStruct *b)
 {
     if (a == nullptr || b == nullptr)
         return 0;
-    if (a->hour != b->hour)
-        return int32_t{a->hour} - int32_t{b->hour};
-    if (a->minute != b->minute)
-        return int32_t{a->minute} - int32_t{b->minute};
-    return int32_t{a->second} - int32_t{b->second};
+    return compare_time_fields(a, b);
 }
 
 KX_API int32_t timestamp_compare(const TimestampStruct *a,
@@ -75,18 +90,10 @@ KX_API int32_t timestamp_compare(const TimestampStruct *a,
 {
     if (a == nullptr || b == nullptr)
         return 0;
-    if (a->year != b->year)
-        return int32_t{a->year} - int32_t{b->year};
-    if (a->month != b->month)
-        return int32_t{a->month} - int32_t{b->month};
-    if (a->day != b->day)
-        return int32_t{a->day} - int32_t{b->day};
-    if (a->hour != b->hour)
-        return int32_t{a->hour} - int32_t{b->hour};
-    if (a->minute != b->minute)
-        return int32_t{a->minute} - int32_t{b->minute};
-    if (a->second != b->second)
-        return int32_t{a->second} - int32_t{b->second};
+    if (int32_t r = compare_date_fields(a, b))
+        return r;
+    if (int32_t r = compare_time_fields(a, b))
+        return r;
     return difference(a->fraction, b->fraction);
 }
 
