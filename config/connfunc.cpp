@@ -81,6 +81,19 @@ void free_text(MemHandle *handle, char *text)
         kx_mem_free(handle, text);
 }
 
+// Replaces the text in *field by a copy of text (null stores null), freeing
+// the old one. When the copy cannot be made, *field is left as it was and
+// false is returned.
+bool replace_text(MemHandle *handle, char **field, const char *text)
+{
+    char *copy = copy_text(handle, text);
+    if (text != nullptr && copy == nullptr)
+        return false;
+    free_text(handle, *field);
+    *field = copy;
+    return true;
+}
+
 ConnectionPair *pair_of(const ListElement *element)
 {
     return static_cast<ConnectionPair *>(ListData(element));
@@ -302,16 +315,7 @@ KX_API int32_t merge_connection_string(ConnectionString *target,
             if (to == nullptr || !same_keyword(to->keyword, from->keyword))
                 continue;
             present = true;
-            if (from->value == nullptr) {
-                free_text(handle, to->value);
-                to->value = nullptr;
-                continue;
-            }
-            char *copy = copy_text(handle, from->value);
-            if (copy != nullptr) {
-                free_text(handle, to->value);
-                to->value = copy;
-            }
+            replace_text(handle, &to->value, from->value);
         }
         if (!present)
             append_pair(target, from->keyword, from->value, handle);
@@ -337,11 +341,7 @@ KX_API int32_t modify_connection_string(ConnectionString *cs,
     ConnectionPair *pair = find_pair(cs, keyword);
     if (pair == nullptr)
         return 0;
-    char *copy = copy_text(handle, value);
-    if (value != nullptr && copy == nullptr)
-        return 0;
-    free_text(handle, pair->value);
-    pair->value = copy;
+    replace_text(handle, &pair->value, value);
     return 0;
 }
 
@@ -353,11 +353,7 @@ KX_API int32_t change_connection_string(ConnectionString *cs,
     ConnectionPair *pair = find_pair(cs, keyword);
     if (pair == nullptr || new_keyword == nullptr)
         return 0;
-    char *copy = copy_text(handle, new_keyword);
-    if (copy == nullptr)
-        return 0;
-    free_text(handle, pair->keyword);
-    pair->keyword = copy;
+    replace_text(handle, &pair->keyword, new_keyword);
     return 0;
 }
 
@@ -382,12 +378,7 @@ KX_API int32_t replace_connection_string(ConnectionString *cs,
     }
     if (last_match == nullptr)
         return 0;
-    char *copy = copy_text(handle, new_keyword);
-    if (copy == nullptr)
-        return 0;
-    free_text(handle, last_match->keyword);
-    last_match->keyword = copy;
-    return 1;
+    return replace_text(handle, &last_match->keyword, new_keyword) ? 1 : 0;
 }
 
 KX_API int32_t delete_connection_string(ConnectionString *cs,
