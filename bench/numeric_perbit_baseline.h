@@ -9,14 +9,15 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "arith/numeric_internal.h"
 #include "kxsupp/common.h"
 
 namespace perbit {
 
-// factors[k] is the decimal text of 2^k.
-extern const char *const factors[128];
-// "340282366920938463463374607431768211455"
-extern const char *const max_num;
+// factors[k] is the decimal text of 2^k; max_num is
+// "340282366920938463463374607431768211455". Both are the library's tables.
+using kx::factors;
+using kx::max_num;
 
 // accumulator += addend (decimal digit strings; accumulator holds >= 160).
 void add_string(char *accumulator, const char *addend);
