@@ -23,19 +23,14 @@
 
 #include "kxsupp/arith.h"
 #include "kxsupp/values.h"
+#include "support/kx_test_support.h"
 
 namespace {
 
 using namespace std::chrono;
 using nanos = std::chrono::nanoseconds;
 
-Value blank()
-{
-    Value v;
-    std::memset(&v, 0, sizeof v);
-    v.kind = NODE_VALUE;
-    return v;
-}
+using kxtest::blank;
 
 // A timestamp as <chrono> sees it.  Whole seconds and the fraction are kept
 // apart: nanoseconds since 1970 in 64 bits do not reach the year 2400, and

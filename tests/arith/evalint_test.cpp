@@ -10,16 +10,15 @@
 
 #include "kxsupp/arith.h"
 #include "kxsupp/values.h"
+#include "support/kx_test_support.h"
 
 namespace {
 
-Value blank()
-{
-    Value v;
-    std::memset(&v, 0, sizeof v);
-    v.kind = NODE_VALUE;
-    return v;
-}
+using kxtest::blank;
+using kxtest::date;
+using kxtest::integer;
+using kxtest::time_of_day;
+using kxtest::timestamp;
 
 Value ym(int32_t kind, uint32_t year, uint32_t month, int16_t sign = 0)
 {
@@ -45,39 +44,6 @@ Value ds(int32_t kind, uint32_t day, uint32_t hour, uint32_t minute, uint32_t se
     f.minute = minute;
     f.second = second;
     f.fraction = fraction;
-    return v;
-}
-
-Value timestamp(int16_t y, uint16_t mo, uint16_t d, uint16_t h = 0, uint16_t mi = 0,
-                uint16_t s = 0, uint32_t fraction = 0)
-{
-    Value v = blank();
-    v.type = VALUE_TIMESTAMP;
-    v.payload.timestamp = TimestampStruct{y, mo, d, h, mi, s, fraction};
-    return v;
-}
-
-Value date(int16_t y, uint16_t mo, uint16_t d)
-{
-    Value v = blank();
-    v.type = VALUE_DATE;
-    v.payload.date = DateStruct{y, mo, d};
-    return v;
-}
-
-Value time_of_day(uint16_t h, uint16_t mi, uint16_t s)
-{
-    Value v = blank();
-    v.type = VALUE_TIME;
-    v.payload.time = TimeStruct{h, mi, s};
-    return v;
-}
-
-Value integer(int32_t n)
-{
-    Value v = blank();
-    v.type = VALUE_INTEGER;
-    v.payload.integer = n;
     return v;
 }
 

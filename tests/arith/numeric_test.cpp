@@ -20,6 +20,7 @@
 #include "kxsupp/arith.h"
 #include "kxsupp/diagnostics.h"
 #include "kxsupp/memory.h"
+#include "support/kx_test_support.h"
 
 // The reference algorithm is compiled into this test.
 #include "bench/numeric_perbit_baseline.cpp"
@@ -719,18 +720,10 @@ TEST(DivNumeric, Cases) {
 }
 
 TEST(DivNumeric, ByZeroWithContextPostsAndLeaves) {
-    MemHandle *mem = kx_mem_alloc_handle(nullptr);
-    ASSERT_NE(mem, nullptr);
-    ErrorHeader *header = CreateErrorHeader(mem, nullptr);
+    kxtest::StatementContext on_statement;
+    ErrorHeader *header = on_statement.errors();
     ASSERT_NE(header, nullptr);
-    DriverStatement stmt;
-    memset(&stmt, 0, sizeof stmt);
-    stmt.kind = KX_KIND_STATEMENT;
-    stmt.errors = header;
-    EvalContext context;
-    memset(&context, 0, sizeof context);
-    context.stmt = &stmt;
-    context.mem = mem;
+    EvalContext &context = on_statement.context;
 
     NumericStruct a = make(5, 0);
     NumericStruct zero = make(0, 2, 0);
@@ -759,7 +752,6 @@ TEST(DivNumeric, ByZeroWithContextPostsAndLeaves) {
     EXPECT_EQ(native, 0);
     EXPECT_EQ(length, static_cast<int16_t>(strlen("[Varnel ODBC]Division by zero")));
     EXPECT_EQ(GetDiagRec(header, 2, sqlstate, &native, message, sizeof message, &length), 100);
-    kx_mem_release_handle(mem);
 }
 
 // Calls div_numeric with the exit point armed as a driver arms it; returns
@@ -784,18 +776,10 @@ TEST(DivNumeric, ByZeroRecordFields) {
         {make(kMax, 7), make(0, 127, 0)},
     };
     for (auto &c : cases) {
-        MemHandle *mem = kx_mem_alloc_handle(nullptr);
-        ASSERT_NE(mem, nullptr);
-        ErrorHeader *header = CreateErrorHeader(mem, nullptr);
+        kxtest::StatementContext on_statement;
+        ErrorHeader *header = on_statement.errors();
         ASSERT_NE(header, nullptr);
-        DriverStatement stmt;
-        memset(&stmt, 0, sizeof stmt);
-        stmt.kind = KX_KIND_STATEMENT;
-        stmt.errors = header;
-        EvalContext context;
-        memset(&context, 0, sizeof context);
-        context.stmt = &stmt;
-        context.mem = mem;
+        EvalContext &context = on_statement.context;
         context.result = 77;
 
         NumericStruct a = c.a;
@@ -822,7 +806,6 @@ TEST(DivNumeric, ByZeroRecordFields) {
         EXPECT_EQ(GetDiagField(3, header, 1, 9 /* SQL_DIAG_SUBCLASS_ORIGIN */, text,
                                sizeof text, &len), 0);
         EXPECT_STREQ(text, "ISO 9075");
-        kx_mem_release_handle(mem);
     }
 }
 

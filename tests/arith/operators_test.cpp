@@ -11,55 +11,16 @@
 #include "kxsupp/diagnostics.h"
 #include "kxsupp/memory.h"
 #include "kxsupp/values.h"
+#include "support/kx_test_support.h"
 
 namespace {
 
-Value blank(int32_t type)
-{
-    Value v;
-    std::memset(&v, 0, sizeof v);
-    v.kind = NODE_VALUE;
-    v.type = type;
-    return v;
-}
-
-Value integer(int32_t i)
-{
-    Value v = blank(VALUE_INTEGER);
-    v.payload.integer = i;
-    return v;
-}
-
-Value dbl(double d)
-{
-    Value v = blank(VALUE_DOUBLE);
-    v.payload.dbl = d;
-    return v;
-}
-
-Value bigint(int64_t x)
-{
-    Value v = blank(VALUE_BIGINT);
-    v.payload.bigint.high = static_cast<int32_t>(static_cast<uint64_t>(x) >> 32);
-    v.payload.bigint.low = static_cast<uint32_t>(x);
-    return v;
-}
-
-Value text(char *t)
-{
-    Value v = blank(VALUE_STRING);
-    v.payload.text = t;
-    v.length = static_cast<int32_t>(std::strlen(t));
-    return v;
-}
+using namespace kxtest;
 
 // A numeric of the given magnitude (decimal digits), scale and precision.
 Value numeric(const char *digits, int8_t scale, uint8_t precision = 10, bool negative = false)
 {
-    Value v = blank(VALUE_NUMERIC);
-    std::string copy(digits);
-    string_to_numeric(copy.data(), &v.payload.numeric, precision, scale);
-    v.payload.numeric.sign = negative ? 0 : 1;
+    Value v = numeric_value(digits, scale, precision, negative);
     v.attr[0] = precision;
     v.attr[1] = scale;
     return v;
@@ -70,14 +31,6 @@ std::string as_text(const Value &v)
     char buffer[128];
     numeric_to_string(&v.payload.numeric, buffer, sizeof buffer, nullptr);
     return buffer;
-}
-
-int64_t bigint_of(const Value &v)
-{
-    return static_cast<int64_t>((static_cast<uint64_t>(static_cast<uint32_t>(
-                                     v.payload.bigint.high))
-                                 << 32) |
-                                v.payload.bigint.low);
 }
 
 // ---- numeric_operation: arithmetic ----
@@ -386,22 +339,7 @@ int divide_numeric(EvalContext *context, Value *a, Value *b, Value *result)
 
 class DivisionByZero : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        handle = kx_mem_alloc_handle(nullptr);
-        std::memset(&statement, 0, sizeof statement);
-        statement.kind = KX_KIND_STATEMENT;
-        statement.errors = CreateErrorHeader(handle, nullptr);
-        ASSERT_NE(statement.errors, nullptr);
-        std::memset(&context, 0, sizeof context);
-        context.stmt = &statement;
-        context.mem = handle;
-    }
-    void TearDown() override
-    {
-        FreeErrorHeader(statement.errors);
-        kx_mem_release_handle(handle);
-    }
+    void SetUp() override { ASSERT_NE(statement.errors, nullptr); }
 
     void expect_posted(const char *subclass_origin)
     {
@@ -425,9 +363,9 @@ protected:
                   100);
     }
 
-    MemHandle *handle = nullptr;
-    DriverStatement statement;
-    EvalContext context;
+    StatementContext on_statement;
+    DriverStatement &statement = on_statement.statement;
+    EvalContext &context = on_statement.context;
 };
 
 TEST_F(DivisionByZero, BigintLeavesThroughTheContext)

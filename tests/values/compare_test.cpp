@@ -10,47 +10,15 @@
 
 #include "kxsupp/arith.h"
 #include "kxsupp/values.h"
+#include "support/kx_test_support.h"
 
 namespace {
 
-Value blank(int32_t type)
-{
-    Value v;
-    std::memset(&v, 0, sizeof v);
-    v.kind = NODE_VALUE;
-    v.type = type;
-    return v;
-}
+using namespace kxtest;
 
-Value integer(int32_t i, int32_t type = VALUE_INTEGER)
+Value numeric(const char *digits, int8_t scale, bool negative = false)
 {
-    Value v = blank(type);
-    v.payload.integer = i;
-    return v;
-}
-
-Value dbl(double d)
-{
-    Value v = blank(VALUE_DOUBLE);
-    v.payload.dbl = d;
-    return v;
-}
-
-Value bigint(int64_t x)
-{
-    Value v = blank(VALUE_BIGINT);
-    v.payload.bigint.high = static_cast<int32_t>(static_cast<uint64_t>(x) >> 32);
-    v.payload.bigint.low = static_cast<uint32_t>(x);
-    return v;
-}
-
-// A string whose length field may differ from its text's length.
-Value text(const char *t, int32_t length = -1)
-{
-    Value v = blank(VALUE_STRING);
-    v.payload.text = const_cast<char *>(t);
-    v.length = length < 0 ? static_cast<int32_t>(std::strlen(t)) : length;
-    return v;
+    return numeric_value(digits, scale, 20, negative);
 }
 
 Value binary(const unsigned char *octets, int32_t data_length, int32_t length)
@@ -59,15 +27,6 @@ Value binary(const unsigned char *octets, int32_t data_length, int32_t length)
     v.payload.bytes = const_cast<unsigned char *>(octets);
     v.data_length = data_length;
     v.length = length;
-    return v;
-}
-
-Value numeric(const char *digits, int8_t scale, bool negative = false)
-{
-    Value v = blank(VALUE_NUMERIC);
-    std::string copy(digits);
-    string_to_numeric(copy.data(), &v.payload.numeric, 20, scale);
-    v.payload.numeric.sign = negative ? 0 : 1;
     return v;
 }
 
@@ -306,16 +265,11 @@ TEST(CompareValues, LongBinariesNeedNoFixedBuffer)
 
 TEST(CompareValues, DatesTimesTimestamps)
 {
-    Value d1 = blank(VALUE_DATE);
-    d1.payload.date = {2004, 1, 31};
-    Value d2 = blank(VALUE_DATE);
-    d2.payload.date = {2004, 2, 1};
-    Value t1 = blank(VALUE_TIME);
-    t1.payload.time = {10, 20, 30};
-    Value t2 = blank(VALUE_TIME);
-    t2.payload.time = {10, 20, 29};
-    Value s1 = blank(VALUE_TIMESTAMP);
-    s1.payload.timestamp = {2004, 1, 31, 10, 0, 0, 5};
+    Value d1 = date(2004, 1, 31);
+    Value d2 = date(2004, 2, 1);
+    Value t1 = time_of_day(10, 20, 30);
+    Value t2 = time_of_day(10, 20, 29);
+    Value s1 = timestamp(2004, 1, 31, 10, 0, 0, 5);
     Value s2 = s1;
     s2.payload.timestamp.fraction = 6;
     // The right payload is read as the left's type, whatever its type code.

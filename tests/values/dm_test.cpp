@@ -10,48 +10,17 @@
 #include "kxsupp/arith.h"
 #include "kxsupp/memory.h"
 #include "kxsupp/values.h"
+#include "support/kx_test_support.h"
 
 namespace {
 
 constexpr unsigned char kFill = 0xCC;
 
-Value blank(int32_t type)
-{
-    Value v;
-    std::memset(&v, 0, sizeof v);
-    v.kind = NODE_VALUE;
-    v.type = type;
-    return v;
-}
-
-Value integer(int32_t i, int32_t type = VALUE_INTEGER)
-{
-    Value v = blank(type);
-    v.payload.integer = i;
-    return v;
-}
-
-Value dbl(double d)
-{
-    Value v = blank(VALUE_DOUBLE);
-    v.payload.dbl = d;
-    return v;
-}
-
-Value bigint(int64_t x)
-{
-    Value v = blank(VALUE_BIGINT);
-    v.payload.bigint.high = static_cast<int32_t>(static_cast<uint64_t>(x) >> 32);
-    v.payload.bigint.low = static_cast<uint32_t>(x);
-    return v;
-}
+using namespace kxtest;
 
 Value numeric(const char *digits, int8_t scale)
 {
-    Value v = blank(VALUE_NUMERIC);
-    std::string copy(digits);
-    string_to_numeric(copy.data(), &v.payload.numeric, 10, scale);
-    return v;
+    return numeric_value(digits, scale, 10, false);
 }
 
 Value interval(int32_t kind, uint32_t first, uint32_t second)
@@ -444,16 +413,11 @@ Value binary_value(const unsigned char *octets, int32_t length)
 
 TEST(CompareDm, Cases)
 {
-    Value d1 = blank(VALUE_DATE);
-    d1.payload.date = {2004, 1, 31};
-    Value d2 = blank(VALUE_DATE);
-    d2.payload.date = {2004, 2, 1};
-    Value t1 = blank(VALUE_TIME);
-    t1.payload.time = {10, 0, 1};
-    Value t2 = blank(VALUE_TIME);
-    t2.payload.time = {9, 59, 59};
-    Value s1 = blank(VALUE_TIMESTAMP);
-    s1.payload.timestamp = {2004, 1, 31, 10, 0, 0, 1};
+    Value d1 = date(2004, 1, 31);
+    Value d2 = date(2004, 2, 1);
+    Value t1 = time_of_day(10, 0, 1);
+    Value t2 = time_of_day(9, 59, 59);
+    Value s1 = timestamp(2004, 1, 31, 10, 0, 0, 1);
     Value s2 = s1;
     s2.payload.timestamp.fraction = 0;
     const unsigned char b1[] = {1, 2, 3};

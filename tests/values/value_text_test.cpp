@@ -10,40 +10,17 @@
 
 #include "kxsupp/memory.h"
 #include "kxsupp/values.h"
+#include "support/kx_test_support.h"
 
 namespace {
 
-class ValueTextTest : public ::testing::Test {
+class ValueTextTest : public kxtest::ValueFixture {
 protected:
-    void SetUp() override { handle = kx_mem_alloc_handle(nullptr); }
-    void TearDown() override { kx_mem_release_handle(handle); }
-
-    Value *make(int32_t type)
+    Value *make(int32_t type) override
     {
-        Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, handle));
-        v->type = type;
+        Value *v = ValueFixture::make(type);
         v->attr[2] = 2;  // the interval precisions' defaults
         v->attr[3] = 6;
-        return v;
-    }
-    Value *make_int(int32_t i)
-    {
-        Value *v = make(VALUE_INTEGER);
-        v->payload.integer = i;
-        return v;
-    }
-    Value *make_double(double d)
-    {
-        Value *v = make(VALUE_DOUBLE);
-        v->payload.dbl = d;
-        return v;
-    }
-    Value *make_bigint(int64_t b)
-    {
-        Value *v = make(VALUE_BIGINT);
-        uint64_t bits = static_cast<uint64_t>(b);
-        v->payload.bigint.high = static_cast<int32_t>(bits >> 32);
-        v->payload.bigint.low = static_cast<uint32_t>(bits);
         return v;
     }
     Value *make_string(const char *text)
@@ -64,13 +41,7 @@ protected:
     }
     Value *make_numeric(uint64_t magnitude, int8_t scale, uint8_t sign)
     {
-        Value *v = make(VALUE_NUMERIC);
-        v->payload.numeric.precision = 20;
-        v->payload.numeric.scale = scale;
-        v->payload.numeric.sign = sign;
-        for (int i = 0; i < 8; i++)
-            v->payload.numeric.val[i] = static_cast<uint8_t>(magnitude >> (8 * i));
-        return v;
+        return ValueFixture::make_numeric(magnitude, scale, sign, 20);
     }
     Value *make_date(int16_t y, uint16_t m, uint16_t d)
     {
@@ -122,8 +93,6 @@ protected:
         EXPECT_EQ(interval_as_text(v, buf, sql_form), buf);
         return buf;
     }
-
-    MemHandle *handle = nullptr;
 };
 
 // ---- value_as_text ----

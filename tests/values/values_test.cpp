@@ -13,46 +13,12 @@
 #include "kxsupp/memory.h"
 #include "kxsupp/values.h"
 #include "memory/memsys_internal.h"
+#include "support/kx_test_support.h"
 
 namespace {
 
-class ValuesTest : public ::testing::Test {
+class ValuesTest : public kxtest::ValueFixture {
 protected:
-    void SetUp() override
-    {
-        handle = kx_mem_alloc_handle(nullptr);
-        ASSERT_NE(handle, nullptr);
-    }
-    void TearDown() override { kx_mem_release_handle(handle); }
-
-    // A zeroed value of a type, as the literal builders make them.
-    Value *make(int32_t type)
-    {
-        Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, handle));
-        EXPECT_NE(v, nullptr);
-        v->type = type;
-        return v;
-    }
-    Value *make_int(int32_t i)
-    {
-        Value *v = make(VALUE_INTEGER);
-        v->payload.integer = i;
-        return v;
-    }
-    Value *make_double(double d)
-    {
-        Value *v = make(VALUE_DOUBLE);
-        v->payload.dbl = d;
-        return v;
-    }
-    Value *make_bigint(int64_t b)
-    {
-        Value *v = make(VALUE_BIGINT);
-        uint64_t bits = static_cast<uint64_t>(b);
-        v->payload.bigint.high = static_cast<int32_t>(bits >> 32);
-        v->payload.bigint.low = static_cast<uint32_t>(bits);
-        return v;
-    }
     // A string value with its text inline, as a driver makes one.
     Value *make_string(const char *text)
     {
@@ -68,25 +34,6 @@ protected:
         std::memcpy(v->payload.text, text, static_cast<size_t>(length) + 1);
         return v;
     }
-    // A numeric value: magnitude (up to 64 bits), scale, sign.
-    Value *make_numeric(uint64_t magnitude, int8_t scale, uint8_t sign)
-    {
-        Value *v = make(VALUE_NUMERIC);
-        v->payload.numeric.precision = 38;
-        v->payload.numeric.scale = scale;
-        v->payload.numeric.sign = sign;
-        for (int i = 0; i < 8; i++)
-            v->payload.numeric.val[i] = static_cast<uint8_t>(magnitude >> (8 * i));
-        return v;
-    }
-
-    int64_t bigint_payload(const Value *v)
-    {
-        return static_cast<int64_t>(
-            (static_cast<uint64_t>(static_cast<uint32_t>(v->payload.bigint.high)) << 32) |
-            v->payload.bigint.low);
-    }
-
     // Blocks currently linked in the handle.
     int block_count()
     {
@@ -95,8 +42,6 @@ protected:
             n++;
         return n;
     }
-
-    MemHandle *handle = nullptr;
 };
 
 // ---- sql_to_value_type ----
@@ -697,7 +642,7 @@ TEST_F(ValuesTest, SetValueToDoubleStoresInTheCurrentType)
 
     Value *b = make_bigint(0);
     set_value_to_double(b, -12345678901.9);
-    EXPECT_EQ(bigint_payload(b), -12345678901LL);
+    EXPECT_EQ(kxtest::bigint_of(*b), -12345678901LL);
     EXPECT_EQ(b->payload.bigint.high, -3);
     set_value_to_double(b, 4294967296.0);
     EXPECT_EQ(b->payload.bigint.high, 1);
