@@ -9,53 +9,65 @@
 // do-nothing hooks kx_mem_trace_init and kx_mem_trace_term.
 //
 // Representation: a block is one system allocation laid out as
-//     [ MemBlock header, 56 bytes ][ back pointer, 8 bytes ][ user bytes ]
+//     [ MemBlock header, 40 bytes ][ back pointer, 8 bytes ][ user bytes ]
 // The back pointer holds the header's address, so any user pointer finds its
-// header by reading the word 8 bytes before it. A handle's blocks form a
-// doubly linked list through the headers, newest first, headed by the
-// handle's first_block word. The kind cache holds, for each kind below 1000,
-// a stack of up to 10 retired blocks (an array and a count, so that a pop or
-// a push is one indexed load or store), each with its user area still
-// attached; the newest retired block is reused first. The cache is
-// unguarded: the drivers serialise the calls that touch it.
+// header by reading the word 8 bytes before it (the header also sits at a
+// fixed distance before the user pointer, which the hot paths use directly).
+// A handle's blocks form a doubly linked list through the headers, newest
+// first, headed by the handle's first_block word; each header's `link` is
+// the word that points at it, so unlinking needs neither the owner nor a
+// test for the head. The kind cache holds, for each kind below 1000, a stack
+// of up to 10 retired blocks linked through their next words (type_cache)
+// and its depth (type_count); each keeps its user area attached, and the
+// newest retired block is reused first. The cache is unguarded: the drivers
+// serialise the calls that touch it.
 #include <cstdlib>
 
 #include "memory/memsys_internal.h"
 
-static_assert(sizeof(MemBlock) == 56, "header + back pointer = 64 bytes");
+static_assert(sizeof(MemBlock) == 40, "header + back pointer = 48 bytes");
+static_assert(offsetof(MemBlock, next) == 0,
+              "a block's address is the address of its next word");
 static_assert(offsetof(MemHandle, first_block) == 0,
               "a handle's address is the address of its first-block word");
+
+#define KX_LIKELY(x) __builtin_expect(!!(x), 1)
+#define KX_UNLIKELY(x) __builtin_expect(!!(x), 0)
 
 namespace {
 
 constexpr size_t kBlockOverhead = sizeof(MemBlock) + sizeof(void *);
 
-// The retired blocks of one kind, oldest first; count is how many.
-struct KindCache {
-    int32_t count;
-    MemBlock *block[kx::kMemCacheDepth];
-};
+// The retired blocks of each kind, newest first, and how many there are.
+MemBlock *type_cache[kx::kMemKindLimit];
+int32_t type_count[kx::kMemKindLimit];
 
-KindCache type_cache[kx::kMemKindLimit];
-
-// The user area sits at a fixed distance from the header (both live in one
-// allocation), so the hot paths compute it rather than load block->data.
+// The user area and the header sit at a fixed distance from each other (both
+// live in one allocation), so the hot paths compute one from the other
+// rather than load the back pointer.
 inline void *user_pointer(MemBlock *block)
 {
     return reinterpret_cast<char *>(block) + kBlockOverhead;
 }
 
-// A fresh block of size user bytes from the system heap, or null.
-inline MemBlock *new_block(size_t size)
+inline MemBlock *header_of(void *pointer)
 {
-    if (size > SIZE_MAX - kBlockOverhead)
+    return reinterpret_cast<MemBlock *>(static_cast<char *>(pointer) -
+                                        kBlockOverhead);
+}
+
+// A fresh block of size user bytes and the given kind from the system heap,
+// or null.
+inline MemBlock *new_block(size_t size, int32_t kind)
+{
+    if (KX_UNLIKELY(size > SIZE_MAX - kBlockOverhead))
         return nullptr;
     MemBlock *block = static_cast<MemBlock *>(std::malloc(kBlockOverhead + size));
-    if (block == nullptr)
+    if (KX_UNLIKELY(block == nullptr))
         return nullptr;
-    block->data = reinterpret_cast<char *>(block) + sizeof(MemBlock);
-    *static_cast<MemBlock **>(block->data) = block;
+    *reinterpret_cast<MemBlock **>(block + 1) = block;  // the back pointer
     block->size = size;
+    block->kind = kind;
     return block;
 }
 
@@ -65,59 +77,77 @@ inline void *link_block(MemHandle *handle, MemBlock *block,
 {
     MemBlock *head = handle->first_block;
     block->next = head;
-    block->prev = nullptr;
+    block->link = &handle->first_block;
     block->destructor = destructor;
     block->ref_count = 1;
-    block->owner = handle;
     if (head != nullptr)
-        head->prev = block;
+        head->link = &block->next;
     handle->first_block = block;
     return user_pointer(block);
 }
 
-// Takes block out of its owner's list. A block that outlived its handle has
-// no owner and no neighbours.
+// Takes block out of the list that holds it. A block that outlived its
+// handle links to its own next word, so this touches nothing else.
 inline void unlink_block(MemBlock *block)
 {
     MemBlock *next = block->next;
-    MemBlock *prev = block->prev;
-    if (prev != nullptr)
-        prev->next = next;
-    else if (block->owner != nullptr)
-        block->owner->first_block = next;
+    MemBlock **link = block->link;
+    *link = next;
     if (next != nullptr)
-        next->prev = prev;
+        next->link = link;
 }
 
-// The end of an unlinked block's life: its destructor, then the cache when
-// its kind has room there, else the system heap.
-inline void retire_block(MemBlock *block, void *pointer)
+// Puts an unlinked block whose life is over in its kind's cache when the
+// kind has one with room, else gives it back to the system heap.
+inline void cache_or_free(MemBlock *block)
 {
-    if (block->destructor != nullptr)
-        block->destructor(pointer);
     uint32_t kind = static_cast<uint32_t>(block->kind);  // -1 is never cached
     if (kind < static_cast<uint32_t>(kx::kMemKindLimit)) {
-        KindCache &cache = type_cache[kind];
-        int32_t count = cache.count;
+        int32_t count = type_count[kind];
         if (count < kx::kMemCacheDepth) {
-            cache.block[count] = block;
-            cache.count = count + 1;
+            block->next = type_cache[kind];
+            type_cache[kind] = block;
+            type_count[kind] = count + 1;
             return;
         }
     }
     std::free(block);
 }
 
-inline void *alloc_block(MemHandle *handle, size_t size,
+// The end of the life of an unlinked block that has a destructor. Kept out
+// of line so that the common path, a block without one, needs no call.
+[[gnu::noinline]] void destroy_block(MemBlock *block, void *pointer)
+{
+    block->destructor(pointer);
+    cache_or_free(block);
+}
+
+// The end of an unlinked block's life: its destructor, then the cache or
+// the system heap.
+inline void retire_block(MemBlock *block, void *pointer)
+{
+    if (KX_UNLIKELY(block->destructor != nullptr))
+        destroy_block(block, pointer);
+    else
+        cache_or_free(block);
+}
+
+// A fresh block of the given kind linked into handle, or null.
+inline void *alloc_fresh(MemHandle *handle, size_t size, int32_t kind,
                          MemDestructor destructor)
 {
-    if (handle == nullptr)
+    MemBlock *block = new_block(size, kind);
+    if (KX_UNLIKELY(block == nullptr))
         return nullptr;
-    MemBlock *block = new_block(size);
-    if (block == nullptr)
-        return nullptr;
-    block->kind = -1;
     return link_block(handle, block, destructor);
+}
+
+// kx_mem_alloc_node without a cached block to reuse. Out of line, so that a
+// cache hit costs no register saves.
+[[gnu::noinline]] void *alloc_fresh_node(MemHandle *handle, size_t size,
+                                          int32_t kind)
+{
+    return alloc_fresh(handle, size, kind, nullptr);
 }
 
 // Removes handle from its parent's list of children.
@@ -142,23 +172,20 @@ void detach_from_parent(MemHandle *handle)
 // Releases one handle that has no children left: its blocks newest first,
 // then the handle record. The head is re-read after every block, so a
 // destructor that frees another block of the same handle is safe. A block
-// still shared (count above 1) loses one reference and is detached: it no
-// longer names the handle, so its final kx_mem_free touches nothing freed.
+// still shared (count above 1) loses one reference and is detached: it
+// links to itself, so its final kx_mem_free touches nothing freed.
 void release_childless(MemHandle *handle)
 {
     detach_from_parent(handle);
     MemBlock *block;
     while ((block = handle->first_block) != nullptr) {
-        handle->first_block = block->next;
-        if (block->next != nullptr)
-            block->next->prev = nullptr;
+        unlink_block(block);
         if (block->ref_count == 1) {
             retire_block(block, user_pointer(block));
         } else {
             block->ref_count--;
             block->next = nullptr;
-            block->prev = nullptr;
-            block->owner = nullptr;
+            block->link = &block->next;
         }
     }
     std::free(handle);
@@ -172,7 +199,14 @@ int32_t mem_cached_count(int32_t kind)
 {
     if (kind < 0 || kind >= kMemKindLimit)
         return 0;
-    return type_cache[kind].count;
+    return type_count[kind];
+}
+
+MemBlock *mem_cached_head(int32_t kind)
+{
+    if (kind < 0 || kind >= kMemKindLimit)
+        return nullptr;
+    return type_cache[kind];
 }
 
 // Children go first, newest first and depth first, then the handle itself.
@@ -221,13 +255,17 @@ KX_API void kx_mem_release_handle(MemHandle *handle)
 
 KX_API void *kx_mem_alloc(MemHandle *handle, size_t size)
 {
-    return alloc_block(handle, size, nullptr);
+    if (KX_UNLIKELY(handle == nullptr))
+        return nullptr;
+    return alloc_fresh(handle, size, -1, nullptr);
 }
 
 KX_API void *kx_mem_alloc_ex(MemHandle *handle, size_t size,
                              MemDestructor destructor)
 {
-    return alloc_block(handle, size, destructor);
+    if (KX_UNLIKELY(handle == nullptr))
+        return nullptr;
+    return alloc_fresh(handle, size, -1, destructor);
 }
 
 // A cached block is reused only when it is at least as large as asked, so a
@@ -235,30 +273,26 @@ KX_API void *kx_mem_alloc_ex(MemHandle *handle, size_t size,
 // of an overrun.
 KX_API void *kx_mem_alloc_node(MemHandle *handle, size_t size, int32_t kind)
 {
-    if (handle == nullptr)
+    if (KX_UNLIKELY(handle == nullptr))
         return nullptr;
     uint32_t slot = static_cast<uint32_t>(kind);
     MemBlock *block;
-    int32_t count;
     if (slot < static_cast<uint32_t>(kx::kMemKindLimit) &&
-        (count = type_cache[slot].count) > 0 &&
-        (block = type_cache[slot].block[count - 1])->size >= size) {
-        type_cache[slot].count = count - 1;
-    } else {
-        block = new_block(size);
-        if (block == nullptr)
-            return nullptr;
-        block->kind = kind;
+        KX_LIKELY((block = type_cache[slot]) != nullptr) &&
+        KX_LIKELY(block->size >= size)) {
+        type_cache[slot] = block->next;
+        type_count[slot]--;
+        return link_block(handle, block, nullptr);
     }
-    return link_block(handle, block, nullptr);
+    return alloc_fresh_node(handle, size, kind);
 }
 
 KX_API void kx_mem_free(MemHandle *, void *pointer)
 {
-    if (pointer == nullptr)
+    if (KX_UNLIKELY(pointer == nullptr))
         return;
-    MemBlock *block = kx::mem_block_of(pointer);
-    if (block->ref_count != 1) {
+    MemBlock *block = header_of(pointer);
+    if (KX_UNLIKELY(block->ref_count != 1)) {
         block->ref_count--;
         return;
     }
@@ -269,7 +303,7 @@ KX_API void kx_mem_free(MemHandle *, void *pointer)
 KX_API void *kx_mem_clone(MemHandle *, void *pointer)
 {
     if (pointer != nullptr)
-        kx::mem_block_of(pointer)->ref_count++;
+        header_of(pointer)->ref_count++;
     return pointer;
 }
 

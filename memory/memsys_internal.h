@@ -10,18 +10,22 @@
 
 // One block: the header, then the back-pointer word, then the caller's
 // bytes, all in one system allocation. The word 8 bytes before a user
-// pointer holds the header's address, which is how kx_mem_free finds the
-// header without a search. The header is 56 bytes, so the user pointer sits
-// 64 bytes into a 16-aligned allocation and is itself 16-aligned.
+// pointer holds the header's address, which is how a user pointer finds its
+// header without a search. The header is 40 bytes, so the user pointer sits
+// 48 bytes into a 16-aligned allocation and is itself 16-aligned.
+//
+// A handle's blocks are a doubly linked list, newest first. Instead of a
+// pointer to the newer block and one to the owning handle, each block keeps
+// `link`: the address of the word that points at it, which is the newer
+// block's `next` or, for the newest block, the handle's first_block word.
+// Unlinking is then `*link = next` whatever the block's place in the list.
 struct MemBlock {
-    void *data;               // the back-pointer word; user pointer = data + 8
+    MemBlock *next;           // towards older blocks; first, so &next == block
+    MemBlock **link;          // the word that points at this block
     size_t size;              // user size asked for when the block was made
-    MemBlock *next;           // towards older blocks
-    MemBlock *prev;           // towards newer blocks; null for the head
     MemDestructor destructor; // run with the user pointer when the block dies
     int32_t ref_count;        // 1 when allocated
     int32_t kind;             // cache slot, or -1 for an ordinary block
-    MemHandle *owner;         // null once the block has outlived its handle
 };
 
 namespace kx {
@@ -33,7 +37,9 @@ constexpr int32_t kMemCacheDepth = 10;
 
 // The number of blocks in the cache of kind (0 for kinds without a slot).
 int32_t mem_cached_count(int32_t kind);
-// The header of a block from its user pointer.
+// The most recently cached block of kind (the next to be reused), or null.
+MemBlock *mem_cached_head(int32_t kind);
+// The header of a block from its user pointer, read from the back pointer.
 inline MemBlock *mem_block_of(const void *pointer)
 {
     return *reinterpret_cast<MemBlock *const *>(

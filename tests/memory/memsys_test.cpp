@@ -33,18 +33,34 @@ void *tagged_block(MemHandle *handle, char tag)
     return p;
 }
 
-// The handle's blocks, newest first, checking the back links on the way.
+// The user pointer of a block: right after its header and back pointer.
+void *user_of(MemBlock *b)
+{
+    return reinterpret_cast<char *>(b) + sizeof(MemBlock) + 8;
+}
+
+// The handle's blocks, newest first, checking the back links on the way:
+// each block's link is the word that points at it.
 std::vector<void *> blocks_of(MemHandle *handle)
 {
     std::vector<void *> out;
-    MemBlock *prev = nullptr;
+    MemBlock **expected_link = &handle->first_block;
     for (MemBlock *b = handle->first_block; b != nullptr; b = b->next) {
-        EXPECT_EQ(b->prev, prev);
-        EXPECT_EQ(b->owner, handle);
-        out.push_back(static_cast<char *>(b->data) + 8);
-        prev = b;
+        EXPECT_EQ(b->link, expected_link);
+        EXPECT_EQ(kx::mem_block_of(user_of(b)), b);
+        out.push_back(user_of(b));
+        expected_link = &b->next;
     }
     return out;
+}
+
+// Whether the block of pointer is in handle's list.
+bool listed_in(MemHandle *handle, void *pointer)
+{
+    for (void *p : blocks_of(handle))
+        if (p == pointer)
+            return true;
+    return false;
 }
 
 std::vector<MemHandle *> children_of(MemHandle *handle)
@@ -102,13 +118,12 @@ TEST_F(MemsysTest, WordBeforeUserPointerFindsHeader)
     ASSERT_NE(p, nullptr);
     MemBlock *header = *reinterpret_cast<MemBlock **>(static_cast<char *>(p) - 8);
     EXPECT_EQ(header, root->first_block);
-    EXPECT_EQ(static_cast<char *>(header->data) + 8, p);
+    EXPECT_EQ(user_of(header), p);
     EXPECT_EQ(header->size, 40u);
     EXPECT_EQ(header->ref_count, 1);
     EXPECT_EQ(header->kind, -1);
     EXPECT_EQ(header->destructor, nullptr);
-    EXPECT_EQ(header->owner, root);
-    EXPECT_EQ(header->prev, nullptr);
+    EXPECT_EQ(header->link, &root->first_block);
     EXPECT_EQ(header->next, nullptr);
 }
 
@@ -138,7 +153,7 @@ TEST_F(MemsysTest, BlockIsWritableOverItsWholeSize)
     ASSERT_NE(p, nullptr);
     std::memset(p, 0xAB, 1000);
     EXPECT_EQ(p[999], 0xAB);
-    EXPECT_EQ(kx::mem_block_of(p)->owner, root);
+    EXPECT_TRUE(listed_in(root, p));
 }
 
 TEST_F(MemsysTest, FreeingNewestMakesOlderTheHead)
@@ -160,7 +175,7 @@ TEST_F(MemsysTest, FreeingMiddleKeepsNeighboursLinked)
     kx_mem_free(root, b);
     EXPECT_EQ(blocks_of(root), (std::vector<void *>{c, a}));
     EXPECT_EQ(kx::mem_block_of(c)->next, kx::mem_block_of(a));
-    EXPECT_EQ(kx::mem_block_of(a)->prev, kx::mem_block_of(c));
+    EXPECT_EQ(kx::mem_block_of(a)->link, &kx::mem_block_of(c)->next);
 }
 
 TEST_F(MemsysTest, FreeingOldestLeavesTheRest)
@@ -220,7 +235,7 @@ TEST_F(MemsysTest, CloneIntoAnotherHandleLeavesBlockInFirst)
     void *a = tagged_block(root, 'a');
     EXPECT_EQ(kx_mem_clone(other, a), a);
     EXPECT_EQ(other->first_block, nullptr);
-    EXPECT_EQ(kx::mem_block_of(a)->owner, root);
+    EXPECT_TRUE(listed_in(root, a));
     kx_mem_release_handle(other);
     EXPECT_EQ(death_log, "");
     kx_mem_free(root, a);
@@ -313,7 +328,9 @@ TEST_F(MemsysTest, SharedBlockOutlivesItsHandle)
     EXPECT_EQ(death_log, "no");
     MemBlock *header = kx::mem_block_of(shared);
     EXPECT_EQ(header->ref_count, 1);
-    EXPECT_EQ(header->owner, nullptr);  // no longer names the freed handle
+    // It no longer points into the freed handle: it links to itself.
+    EXPECT_EQ(header->link, &header->next);
+    EXPECT_EQ(header->next, nullptr);
     EXPECT_EQ(static_cast<char *>(shared)[0], 's');
     // Its last free touches nothing of the freed handle (the sanitizer build
     // checks that) and runs its destructor once.
@@ -399,7 +416,7 @@ TEST_F(MemsysTest, NodeBlockRecordsKindAndSize)
     EXPECT_EQ(b->kind, 904);
     EXPECT_EQ(b->size, 48u);
     EXPECT_EQ(b->ref_count, 1);
-    EXPECT_EQ(b->owner, root);
+    EXPECT_EQ(b->link, &root->first_block);
     EXPECT_EQ(b->destructor, nullptr);
 }
 
@@ -451,7 +468,7 @@ TEST_F(MemsysTest, RecycledBlockIsRelinkedAndKeepsItsContents)
     ASSERT_EQ(b, a);
     EXPECT_STREQ(b, "previous life");  // contents are not cleared
     MemBlock *header = kx::mem_block_of(b);
-    EXPECT_EQ(header->owner, other);
+    EXPECT_EQ(header->link, &other->first_block);
     EXPECT_EQ(header->ref_count, 1);
     EXPECT_EQ(header->kind, kind);
     EXPECT_EQ(blocks_of(other), (std::vector<void *>{b, older}));
@@ -531,6 +548,117 @@ TEST_F(MemsysTest, CachedBlockTooSmallForTheRequestIsNotUsed)
     EXPECT_NE(static_cast<void *>(big), small);
     std::memset(big, 0, 256);
     EXPECT_EQ(kx::mem_cached_count(kind), 1);
+}
+
+}  // namespace
+
+namespace {
+
+// ---- order of operations ----
+
+// A destructor that records whether its block was still listed in the
+// handle when it ran.
+MemHandle *watched_handle;
+std::string listing_log;
+
+int note_listing(void *pointer)
+{
+    bool listed = false;
+    for (MemBlock *b = watched_handle->first_block; b != nullptr; b = b->next)
+        if (b == kx::mem_block_of(pointer))
+            listed = true;
+    listing_log += listed ? 'L' : 'u';
+    return 0;
+}
+
+TEST_F(MemsysTest, DestructorRunsAfterTheBlockIsUnlinked)
+{
+    listing_log.clear();
+    watched_handle = kx_mem_alloc_handle(root);
+    void *a = kx_mem_alloc_ex(watched_handle, 8, note_listing);
+    kx_mem_alloc(watched_handle, 8);
+    kx_mem_free(nullptr, a);  // by free
+    kx_mem_alloc_ex(watched_handle, 8, note_listing);
+    kx_mem_alloc_ex(watched_handle, 8, note_listing);
+    kx_mem_release_handle(watched_handle);  // by release
+    EXPECT_EQ(listing_log, "uuu");
+}
+
+// A destructor that allocates into the handle being released: the new block
+// is released with the rest (the sanitizer build would report a leak).
+MemHandle *growing_handle;
+int allocate_more(void *)
+{
+    void *p = kx_mem_alloc(growing_handle, 32);
+    EXPECT_NE(p, nullptr);
+    return 0;
+}
+
+TEST_F(MemsysTest, BlockMadeByADestructorDuringReleaseIsReleasedToo)
+{
+    growing_handle = kx_mem_alloc_handle(root);
+    kx_mem_alloc_ex(growing_handle, 8, allocate_more);
+    kx_mem_release_handle(growing_handle);
+    EXPECT_EQ(root->first_child, nullptr);
+}
+
+TEST_F(MemsysTest, ReleaseCachesTheTenNewestAndReuseStartsFromTheLastCached)
+{
+    // Blocks b0 (oldest) to b11 (newest). The release walks newest first, so
+    // b11 .. b2 go to the cache, b2 last, and b1, b0 go back to the heap. The
+    // most recently cached comes back first: b2, b3, ..., b11.
+    const int32_t kind = 910;
+    MemHandle *h = kx_mem_alloc_handle(root);
+    std::vector<void *> b;
+    for (int i = 0; i < 12; i++)
+        b.push_back(kx_mem_alloc_node(h, 24, kind));
+    kx_mem_release_handle(h);
+    ASSERT_EQ(kx::mem_cached_count(kind), 10);
+    EXPECT_EQ(kx::mem_cached_head(kind), kx::mem_block_of(b[2]));
+    for (int i = 2; i < 12; i++)
+        EXPECT_EQ(kx_mem_alloc_node(root, 24, kind), b[i]) << i;
+    EXPECT_EQ(kx::mem_cached_count(kind), 0);
+    EXPECT_EQ(kx::mem_cached_head(kind), nullptr);
+}
+
+TEST_F(MemsysTest, CachedBlocksAreChainedNewestFirst)
+{
+    const int32_t kind = 911;
+    void *a = kx_mem_alloc_node(root, 16, kind);
+    void *b = kx_mem_alloc_node(root, 16, kind);
+    void *c = kx_mem_alloc_node(root, 16, kind);
+    kx_mem_free(root, b);
+    kx_mem_free(root, a);
+    kx_mem_free(root, c);
+    MemBlock *head = kx::mem_cached_head(kind);
+    ASSERT_NE(head, nullptr);
+    EXPECT_EQ(head, kx::mem_block_of(c));
+    EXPECT_EQ(head->next, kx::mem_block_of(a));
+    EXPECT_EQ(head->next->next, kx::mem_block_of(b));
+    EXPECT_EQ(head->next->next->next, nullptr);
+    EXPECT_EQ(kx::mem_cached_count(kind), 3);
+}
+
+TEST_F(MemsysTest, FreeingASharedBlockOnlyDropsAReference)
+{
+    // A count above 1 is decremented and nothing else changes: the block
+    // stays listed where it was and its destructor does not run.
+    void *a = tagged_block(root, 'a');
+    void *b = tagged_block(root, 'b');
+    void *c = tagged_block(root, 'c');
+    kx_mem_clone(root, b);
+    kx_mem_clone(root, b);
+    kx_mem_free(root, b);
+    EXPECT_EQ(kx::mem_block_of(b)->ref_count, 2);
+    EXPECT_EQ(blocks_of(root), (std::vector<void *>{c, b, a}));
+    EXPECT_EQ(death_log, "");
+    kx_mem_release_handle(kx_mem_alloc_handle(root));  // unrelated release
+    EXPECT_EQ(blocks_of(root), (std::vector<void *>{c, b, a}));
+    kx_mem_free(root, b);
+    EXPECT_EQ(death_log, "");
+    kx_mem_free(root, b);
+    EXPECT_EQ(death_log, "b");
+    EXPECT_EQ(blocks_of(root), (std::vector<void *>{c, a}));
 }
 
 }  // namespace

@@ -307,7 +307,7 @@ TEST(StringDuplicate, CopiesIntoTheHandle)
     ASSERT_NE(copy, nullptr);
     EXPECT_NE(copy, source);
     EXPECT_STREQ(copy, source);
-    EXPECT_EQ(kx::mem_block_of(copy)->owner, mem);
+    EXPECT_EQ(mem->first_block, kx::mem_block_of(copy));
     EXPECT_EQ(kx::mem_block_of(copy)->size, sizeof source);
     char *empty = string_duplicate(nullptr, mem);
     ASSERT_NE(empty, nullptr);
