@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,11 +27,21 @@ std::vector<Ratio> &ratios()
 class RecordingReporter : public benchmark::ConsoleReporter {
 public:
     std::map<std::string, double> nanoseconds;
+    std::set<std::string> medians;
 
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.error_occurred)
+            if (run.error_occurred)
+                continue;
+            // With repetitions, the median stands for the benchmark; a
+            // single run is its own figure.
+            bool median = run.run_type == Run::RT_Aggregate &&
+                          run.aggregate_name == "median";
+            if (!median && run.run_type != Run::RT_Iteration)
+                continue;
+            std::string name = run.run_name.str();
+            if (!median && medians.count(name))
                 continue;
             double scale = 1.0;
             switch (run.time_unit) {
@@ -39,7 +50,9 @@ public:
             case benchmark::kMillisecond: scale = 1e6; break;
             case benchmark::kSecond: scale = 1e9; break;
             }
-            nanoseconds[run.benchmark_name()] = run.GetAdjustedRealTime() * scale;
+            nanoseconds[name] = run.GetAdjustedRealTime() * scale;
+            if (median)
+                medians.insert(name);
         }
         ConsoleReporter::ReportRuns(runs);
     }
