@@ -979,10 +979,9 @@ KX_API int32_t set_profile_string(ProfileHandle *handle, int32_t mode,
     int error = errno;
     std::free(out.data);
     forget_path(path);
-    if (stage == WriteStage::kRename) {
-        post_errno(handle, "Failed to rename %s to %s, %s", temp, path, error);
-        return -1;
-    }
+    // Putting the new contents in place is creating the file anew: any
+    // failure there, the final rename included, is the output message on
+    // the file's own path (the temporary name never reaches the caller).
     if (stage != WriteStage::kNone) {
         post_errno(handle, "Failed to open %s for output, %s", path, nullptr, error);
         return -1;
