@@ -388,7 +388,9 @@ void render_value(const Value *value, TextSink &sink)
 
 namespace {
 
-const char kNullText[] = "NULL";
+// The text value_as_text hands back for a NULL. Not const: the classic entry
+// point returns a plain char pointer; nothing in the library writes to it.
+char kNullText[] = "NULL";
 
 char *render_ex(const Value *value, kx::TextSink &sink,
                 const char *date_prefix, const char *date_suffix,
@@ -452,9 +454,14 @@ char *render_ex(const Value *value, kx::TextSink &sink,
 
 extern "C" {
 
-KX_API const char *value_as_text(const Value *value, char *buf)
+KX_API char *value_as_text(const Value *value, char *buf)
 {
-    return value_as_text_n(value, buf, SIZE_MAX, nullptr);
+    if (value == nullptr || value->null_flag != 0)
+        return kNullText;
+    kx::TextSink sink{buf, buf != nullptr ? SIZE_MAX : 0, 0};
+    kx::render_value(value, sink);
+    sink.finish();
+    return buf;
 }
 
 KX_API const char *value_as_text_n(const Value *value, char *buf,

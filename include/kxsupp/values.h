@@ -89,12 +89,13 @@ KX_API uint32_t get_long_from_interval(const Value *value,
    SQL_C_DEFAULT), 0 for long and unknown types. */
 KX_API int32_t get_buffer_length(int32_t length, int32_t type);
 
-/* The SQL literal of value: "NULL" (a static text, buf untouched) when its
-   null flag is nonzero, otherwise buf, which receives e.g. 'O''Brien',
-   {d'2004-06-16'}, B'0FF' or {INTERVAL '3' YEAR}. Long, keyword and unknown
-   types write "". buf must hold the whole text: 1024 octets hold any value
-   but long texts and binaries; use value_as_text_n for those. */
-KX_API const char *value_as_text(const Value *value, char *buf);
+/* The SQL literal of value: "NULL" (a static text that the caller must not
+   modify, buf untouched) when its null flag is nonzero, otherwise buf, which
+   receives e.g. 'O''Brien', {d'2004-06-16'}, B'0FF' or {INTERVAL '3' YEAR}.
+   Long, keyword and unknown types write "". buf must hold the whole text:
+   1024 octets hold any value but long texts and binaries; use
+   value_as_text_n for those. */
+KX_API char *value_as_text(const Value *value, char *buf);
 /* As value_as_text, writing at most capacity octets: the text is cut to
    capacity - 1 octets and terminated (nothing is written when capacity is
    0). *length_out, when not null, receives the full text length, so a
