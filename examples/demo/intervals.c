@@ -82,7 +82,7 @@ int demo_intervals(void)
     char text[256];
     failures = 0;
 
-    printf("\nInterval and datetime arithmetic\n");
+    printf("\n== Interval and datetime arithmetic ==\n");
     if (!handle) {
         printf("  !! no memory handle\n");
         return 1;

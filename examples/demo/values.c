@@ -87,7 +87,7 @@ int demo_values(void)
     size_t full_length = 0;
 
     failures = 0;
-    printf("\nValues and their literal forms\n");
+    printf("\n== Values and their literal forms ==\n");
     if (handle == NULL)
         return 1;
 
