@@ -8,91 +8,18 @@
 #include <cstring>
 
 #include <kxsupp.h>
+#include "support/kx_test_support.h"
 
 namespace {
 
-Value blank(int32_t type)
-{
-    Value v;
-    std::memset(&v, 0, sizeof v);
-    v.kind = NODE_VALUE;
-    v.type = type;
-    return v;
-}
-
-IntervalStruct ym(int32_t kind, uint32_t year, uint32_t month, int16_t sign = 0)
-{
-    IntervalStruct i;
-    std::memset(&i, 0, sizeof i);
-    i.interval_type = kind;
-    i.interval_sign = sign;
-    i.intval.year_month.year = year;
-    i.intval.year_month.month = month;
-    return i;
-}
-
-IntervalStruct ds(int32_t kind, uint32_t day, uint32_t hour, uint32_t minute,
-                  uint32_t second, uint32_t fraction = 0, int16_t sign = 0)
-{
-    IntervalStruct i;
-    std::memset(&i, 0, sizeof i);
-    i.interval_type = kind;
-    i.interval_sign = sign;
-    i.intval.day_second.day = day;
-    i.intval.day_second.hour = hour;
-    i.intval.day_second.minute = minute;
-    i.intval.day_second.second = second;
-    i.intval.day_second.fraction = fraction;
-    return i;
-}
-
-Value interval_value(const IntervalStruct &i)
-{
-    bool year_month = i.interval_type == KX_IS_YEAR || i.interval_type == KX_IS_MONTH ||
-                      i.interval_type == KX_IS_YEAR_TO_MONTH;
-    Value v = blank(year_month ? VALUE_INTERVAL_YM : VALUE_INTERVAL_DS);
-    v.payload.interval = i;
-    return v;
-}
-
-Value timestamp_value(int16_t y, uint16_t mo, uint16_t d, uint16_t h, uint16_t mi,
-                      uint16_t s, uint32_t f = 0)
-{
-    Value v = blank(VALUE_TIMESTAMP);
-    v.payload.timestamp.year = y;
-    v.payload.timestamp.month = mo;
-    v.payload.timestamp.day = d;
-    v.payload.timestamp.hour = h;
-    v.payload.timestamp.minute = mi;
-    v.payload.timestamp.second = s;
-    v.payload.timestamp.fraction = f;
-    return v;
-}
-
-Value date_value(int16_t y, uint16_t mo, uint16_t d)
-{
-    Value v = blank(VALUE_DATE);
-    v.payload.date.year = y;
-    v.payload.date.month = mo;
-    v.payload.date.day = d;
-    return v;
-}
-
-Value time_value(uint16_t h, uint16_t mi, uint16_t s)
-{
-    Value v = blank(VALUE_TIME);
-    v.payload.time.hour = h;
-    v.payload.time.minute = mi;
-    v.payload.time.second = s;
-    return v;
-}
-
-Value int_value(int32_t n)
-{
-    Value v = blank(VALUE_INTEGER);
-    v.payload.integer = n;
-    return v;
-}
+using kxtest::blank;
+using kxtest::date;
+using kxtest::day_second;
+using kxtest::integer;
+using kxtest::interval;
+using kxtest::time_of_day;
+using kxtest::timestamp;
+using kxtest::year_month;
 
 struct Ts {
     int32_t y, mo, d, h, mi, s;
@@ -121,25 +48,25 @@ TEST(EvalintCases, BaseValueOfEveryKind)
         int32_t base;
         int32_t fraction;
     } const cases[] = {
-        {ym(KX_IS_YEAR, 3, 5), 36, 0},          // month not read for YEAR
-        {ym(KX_IS_MONTH, 3, 5), 5, 0},          // year not read for MONTH
-        {ym(KX_IS_YEAR_TO_MONTH, 1, 11), 23, 0},
-        {ds(KX_IS_DAY, 2, 5, 6, 7, 8), 172800, 0},
-        {ds(KX_IS_HOUR, 2, 3, 6, 7, 8), 10800, 0},
-        {ds(KX_IS_MINUTE, 2, 3, 4, 7, 8), 240, 0},
-        {ds(KX_IS_SECOND, 2, 3, 4, 7, 5), 7, 5},
-        {ds(KX_IS_DAY_TO_HOUR, 1, 2, 6, 7, 8), 93600, 0},
-        {ds(KX_IS_DAY_TO_MINUTE, 1, 1, 1, 7, 8), 90060, 0},
-        {ds(KX_IS_DAY_TO_SECOND, 1, 1, 1, 1, 5), 90061, 5},
-        {ds(KX_IS_HOUR_TO_MINUTE, 9, 1, 1, 7, 8), 3660, 0},
-        {ds(KX_IS_HOUR_TO_SECOND, 9, 1, 1, 1, 8), 3661, 8},
-        {ds(KX_IS_MINUTE_TO_SECOND, 9, 9, 1, 30, 8), 90, 8},
-        {ds(0, 1, 1, 1, 1, 1), 0, 0},
-        {ds(14, 1, 1, 1, 1, 1), 0, 0},
+        {year_month(KX_IS_YEAR, 3, 5), 36, 0},          // month not read for YEAR
+        {year_month(KX_IS_MONTH, 3, 5), 5, 0},          // year not read for MONTH
+        {year_month(KX_IS_YEAR_TO_MONTH, 1, 11), 23, 0},
+        {day_second(KX_IS_DAY, 2, 5, 6, 7, 8), 172800, 0},
+        {day_second(KX_IS_HOUR, 2, 3, 6, 7, 8), 10800, 0},
+        {day_second(KX_IS_MINUTE, 2, 3, 4, 7, 8), 240, 0},
+        {day_second(KX_IS_SECOND, 2, 3, 4, 7, 5), 7, 5},
+        {day_second(KX_IS_DAY_TO_HOUR, 1, 2, 6, 7, 8), 93600, 0},
+        {day_second(KX_IS_DAY_TO_MINUTE, 1, 1, 1, 7, 8), 90060, 0},
+        {day_second(KX_IS_DAY_TO_SECOND, 1, 1, 1, 1, 5), 90061, 5},
+        {day_second(KX_IS_HOUR_TO_MINUTE, 9, 1, 1, 7, 8), 3660, 0},
+        {day_second(KX_IS_HOUR_TO_SECOND, 9, 1, 1, 1, 8), 3661, 8},
+        {day_second(KX_IS_MINUTE_TO_SECOND, 9, 9, 1, 30, 8), 90, 8},
+        {day_second(0, 1, 1, 1, 1, 1), 0, 0},
+        {day_second(14, 1, 1, 1, 1, 1), 0, 0},
         // Negative intervals: base and fraction negated.
-        {ym(KX_IS_YEAR_TO_MONTH, 1, 11, 1), -23, 0},
-        {ds(KX_IS_DAY_TO_SECOND, 1, 1, 1, 1, 5, 1), -90061, -5},
-        {ds(KX_IS_HOUR, 0, 2, 0, 0, 0, 1), -7200, 0},
+        {year_month(KX_IS_YEAR_TO_MONTH, 1, 11, 1), -23, 0},
+        {day_second(KX_IS_DAY_TO_SECOND, 1, 1, 1, 1, 5, 1), -90061, -5},
+        {day_second(KX_IS_HOUR, 0, 2, 0, 0, 0, 1), -7200, 0},
     };
     int n = 0;
     for (const auto &c : cases) {
@@ -154,11 +81,11 @@ TEST(EvalintCases, BaseValueOfEveryKind)
 TEST(EvalintCases, BaseValueWrapsSilently)
 {
     // 30000 days are 2592000000 seconds, beyond the signed 32-bit range.
-    IntervalStruct i = ds(KX_IS_DAY, 30000, 0, 0, 0);
+    IntervalStruct i = day_second(KX_IS_DAY, 30000, 0, 0, 0);
     EXPECT_EQ(static_cast<int32_t>(2592000000u - 4294967296u), get_base_value(&i, nullptr));
 
-    Value a = interval_value(i);
-    Value b = interval_value(i);
+    Value a = interval(i);
+    Value b = interval(i);
     Value r = blank(0);
     interval_operation(&a, &b, &r, 0, 1);
     // -1702967296 twice wraps to 889032704: 10289 days.
@@ -170,8 +97,8 @@ TEST(EvalintCases, BaseValueWrapsSilently)
 TEST(EvalintCases, IncompatibleKindsDoNotCrash)
 {
     // A day-time interval with a year-month one has no covering kind.
-    Value a = interval_value(ds(KX_IS_DAY, 1, 0, 0, 0));
-    Value b = interval_value(ym(KX_IS_YEAR, 1, 0));
+    Value a = interval(day_second(KX_IS_DAY, 1, 0, 0, 0));
+    Value b = interval(year_month(KX_IS_YEAR, 1, 0));
     Value r = blank(0);
     interval_operation(&a, &b, &r, 0, 1);
     interval_operation(&a, &b, &r, 0, 2);
@@ -219,7 +146,7 @@ TEST(EvalintCases, SpreadOverEveryKind)
     int n = 0;
     for (const Spread &c : kSpreads) {
         Value r = blank(VALUE_INTERVAL_DS);
-        r.payload.interval = ds(c.kind, 77, 77, 77, 77, 77);
+        r.payload.interval = day_second(c.kind, 77, 77, 77, 77, 77);
         normalise_interval(c.base, c.fraction, &r);
         const IntervalStruct &i = r.payload.interval;
         EXPECT_EQ(c.kind, i.interval_type) << "case " << n;
@@ -236,7 +163,7 @@ TEST(EvalintCases, SpreadOverEveryKind)
 TEST(EvalintCases, SpreadKeepsANegativeSignForAPositiveBase)
 {
     Value r = blank(VALUE_INTERVAL_DS);
-    r.payload.interval = ds(KX_IS_HOUR, 0, 0, 0, 0, 0, 1);
+    r.payload.interval = day_second(KX_IS_HOUR, 0, 0, 0, 0, 0, 1);
     normalise_interval(7200, 0, &r);
     EXPECT_EQ(1, r.payload.interval.interval_sign);
     EXPECT_EQ(2u, r.payload.interval.intval.day_second.hour);
@@ -246,8 +173,8 @@ TEST(EvalintCases, SpreadKeepsANegativeSignForAPositiveBase)
 
 TEST(EvalintCases, YearToMonthPlusMonth)
 {
-    Value a = interval_value(ym(KX_IS_YEAR_TO_MONTH, 1, 11));
-    Value b = interval_value(ym(KX_IS_MONTH, 0, 1));
+    Value a = interval(year_month(KX_IS_YEAR_TO_MONTH, 1, 11));
+    Value b = interval(year_month(KX_IS_MONTH, 0, 1));
     a.attr[2] = 2;
     a.attr[3] = 1;
     b.attr[2] = 5;
@@ -266,8 +193,8 @@ TEST(EvalintCases, YearToMonthPlusMonth)
 
 TEST(EvalintCases, YearMinusMonthGoesNegative)
 {
-    Value a = interval_value(ym(KX_IS_YEAR, 1, 0));
-    Value b = interval_value(ym(KX_IS_MONTH, 0, 13));
+    Value a = interval(year_month(KX_IS_YEAR, 1, 0));
+    Value b = interval(year_month(KX_IS_MONTH, 0, 13));
     Value r = blank(0);
     interval_operation(&a, &b, &r, 0, 2);
     EXPECT_EQ(VALUE_INTERVAL_YM, r.type);
@@ -287,34 +214,34 @@ TEST(EvalintCases, DaySecondPlusAndMinus)
         uint32_t day, hour, minute, second, fraction;
     } const cases[] = {
         // DAY 1 + HOUR 24 promotes to DAY TO HOUR: 2 days.
-        {ds(KX_IS_DAY, 1, 0, 0, 0), ds(KX_IS_HOUR, 0, 24, 0, 0), 1, KX_IS_DAY_TO_HOUR, 0,
+        {day_second(KX_IS_DAY, 1, 0, 0, 0), day_second(KX_IS_HOUR, 0, 24, 0, 0), 1, KX_IS_DAY_TO_HOUR, 0,
          2, 0, 0, 0, 0},
         // HOUR 4 + DAY 3 promotes to DAY TO HOUR.
-        {ds(KX_IS_HOUR, 0, 4, 0, 0), ds(KX_IS_DAY, 3, 0, 0, 0), 1, KX_IS_DAY_TO_HOUR, 0,
+        {day_second(KX_IS_HOUR, 0, 4, 0, 0), day_second(KX_IS_DAY, 3, 0, 0, 0), 1, KX_IS_DAY_TO_HOUR, 0,
          3, 4, 0, 0, 0},
         // 1 day - 1 second.
-        {ds(KX_IS_DAY_TO_SECOND, 1, 0, 0, 0), ds(KX_IS_SECOND, 0, 0, 0, 1), 2,
+        {day_second(KX_IS_DAY_TO_SECOND, 1, 0, 0, 0), day_second(KX_IS_SECOND, 0, 0, 0, 1), 2,
          KX_IS_DAY_TO_SECOND, 0, 0, 23, 59, 59, 0},
         // 1 hour - 2 hours = -1 hour.
-        {ds(KX_IS_HOUR, 0, 1, 0, 0), ds(KX_IS_HOUR, 0, 2, 0, 0), 2, KX_IS_HOUR, 1,
+        {day_second(KX_IS_HOUR, 0, 1, 0, 0), day_second(KX_IS_HOUR, 0, 2, 0, 0), 2, KX_IS_HOUR, 1,
          0, 1, 0, 0, 0},
         // Fractions carry into seconds.
-        {ds(KX_IS_SECOND, 0, 0, 0, 1, 500000000), ds(KX_IS_SECOND, 0, 0, 0, 0, 600000000),
+        {day_second(KX_IS_SECOND, 0, 0, 0, 1, 500000000), day_second(KX_IS_SECOND, 0, 0, 0, 0, 600000000),
          1, KX_IS_SECOND, 0, 0, 0, 0, 2, 100000000},
         // 2 s - 0.5 s borrows from the seconds.
-        {ds(KX_IS_SECOND, 0, 0, 0, 2, 0), ds(KX_IS_SECOND, 0, 0, 0, 0, 500000000),
+        {day_second(KX_IS_SECOND, 0, 0, 0, 2, 0), day_second(KX_IS_SECOND, 0, 0, 0, 0, 500000000),
          2, KX_IS_SECOND, 0, 0, 0, 0, 1, 500000000},
         // MINUTE + SECOND promotes to MINUTE TO SECOND.
-        {ds(KX_IS_MINUTE, 0, 0, 2, 0), ds(KX_IS_SECOND, 0, 0, 0, 75), 1,
+        {day_second(KX_IS_MINUTE, 0, 0, 2, 0), day_second(KX_IS_SECOND, 0, 0, 0, 75), 1,
          KX_IS_MINUTE_TO_SECOND, 0, 0, 0, 3, 15, 0},
         // A negative operand.
-        {ds(KX_IS_HOUR_TO_MINUTE, 0, 1, 30, 0, 0, 1), ds(KX_IS_MINUTE, 0, 0, 20, 0), 1,
+        {day_second(KX_IS_HOUR_TO_MINUTE, 0, 1, 30, 0, 0, 1), day_second(KX_IS_MINUTE, 0, 0, 20, 0), 1,
          KX_IS_HOUR_TO_MINUTE, 1, 0, 1, 10, 0, 0},
     };
     int n = 0;
     for (const auto &c : cases) {
-        Value a = interval_value(c.a);
-        Value b = interval_value(c.b);
+        Value a = interval(c.a);
+        Value b = interval(c.b);
         Value r = blank(0);
         interval_operation(&a, &b, &r, 0, c.op);
         const IntervalStruct &i = r.payload.interval;
@@ -332,8 +259,8 @@ TEST(EvalintCases, DaySecondPlusAndMinus)
 
 TEST(EvalintCases, DaySecondPrecisionWordsTakeTheLarger)
 {
-    Value a = interval_value(ds(KX_IS_DAY, 1, 0, 0, 0));
-    Value b = interval_value(ds(KX_IS_SECOND, 0, 0, 0, 1));
+    Value a = interval(day_second(KX_IS_DAY, 1, 0, 0, 0));
+    Value b = interval(day_second(KX_IS_SECOND, 0, 0, 0, 1));
     a.attr[2] = 2;
     a.attr[3] = 6;
     b.attr[2] = 4;
@@ -347,8 +274,8 @@ TEST(EvalintCases, DaySecondPrecisionWordsTakeTheLarger)
 
 TEST(EvalintCases, ResultMayBeTheLeftOperand)
 {
-    Value a = interval_value(ds(KX_IS_HOUR, 0, 5, 0, 0));
-    Value b = interval_value(ds(KX_IS_HOUR, 0, 3, 0, 0));
+    Value a = interval(day_second(KX_IS_HOUR, 0, 5, 0, 0));
+    Value b = interval(day_second(KX_IS_HOUR, 0, 3, 0, 0));
     interval_operation(&a, &b, &a, 0, 1);
     EXPECT_EQ(VALUE_INTERVAL_DS, a.type);
     EXPECT_EQ(KX_IS_HOUR, a.payload.interval.interval_type);
@@ -357,16 +284,16 @@ TEST(EvalintCases, ResultMayBeTheLeftOperand)
 
 TEST(EvalintCases, NullOperandMakesANullResult)
 {
-    Value a = interval_value(ds(KX_IS_DAY, 1, 0, 0, 0));
-    Value b = interval_value(ds(KX_IS_DAY, 2, 0, 0, 0));
+    Value a = interval(day_second(KX_IS_DAY, 1, 0, 0, 0));
+    Value b = interval(day_second(KX_IS_DAY, 2, 0, 0, 0));
     b.null_flag = -1;
     Value r = blank(0);
     interval_operation(&a, &b, &r, 0, 1);
     EXPECT_EQ(-1, r.null_flag);
 
-    Value a2 = timestamp_value(2004, 1, 1, 0, 0, 0);
+    Value a2 = timestamp(2004, 1, 1, 0, 0, 0);
     a2.null_flag = -1;
-    Value b2 = interval_value(ds(KX_IS_DAY, 2, 0, 0, 0));
+    Value b2 = interval(day_second(KX_IS_DAY, 2, 0, 0, 0));
     Value r2 = blank(0);
     interval_operation(&a2, &b2, &r2, 0, 2);
     EXPECT_EQ(-1, r2.null_flag);
@@ -376,15 +303,15 @@ TEST(EvalintCases, OtherOperatorLeavesTheResultUntouched)
 {
     const int32_t ops[] = {0, 3, 4, 5, 6, 11, -1};
     for (int32_t op : ops) {
-        Value a = interval_value(ds(KX_IS_DAY, 1, 0, 0, 0));
-        Value b = interval_value(ds(KX_IS_DAY, 2, 0, 0, 0));
+        Value a = interval(day_second(KX_IS_DAY, 1, 0, 0, 0));
+        Value b = interval(day_second(KX_IS_DAY, 2, 0, 0, 0));
         Value r;
         std::memset(&r, 0x5a, sizeof r);
         Value before = r;
         interval_operation(&a, &b, &r, 0, op);
         EXPECT_EQ(0, std::memcmp(&before, &r, sizeof r)) << "op " << op;
 
-        Value t = timestamp_value(2004, 1, 1, 0, 0, 0);
+        Value t = timestamp(2004, 1, 1, 0, 0, 0);
         interval_operation(&t, &b, &r, 0, op);
         EXPECT_EQ(0, std::memcmp(&before, &r, sizeof r)) << "op " << op;
     }
@@ -400,24 +327,24 @@ TEST(EvalintCases, NumberAndInterval)
         uint32_t f1, f2, f3, f4, f5;
     } const cases[] = {
         // 3 + INTERVAL '2' DAY = 5 days; 3 - INTERVAL '5' DAY = 2 days.
-        {3, ds(KX_IS_DAY, 2, 0, 0, 0), 1, 0, 5, 0, 0, 0, 0},
-        {3, ds(KX_IS_DAY, 5, 0, 0, 0), 2, 0, 2, 0, 0, 0, 0},
+        {3, day_second(KX_IS_DAY, 2, 0, 0, 0), 1, 0, 5, 0, 0, 0, 0},
+        {3, day_second(KX_IS_DAY, 5, 0, 0, 0), 2, 0, 2, 0, 0, 0, 0},
         // The interval minus the number, whatever the order.
-        {7, ds(KX_IS_DAY, 5, 0, 0, 0), 2, 1, 2, 0, 0, 0, 0},
-        {2, ds(KX_IS_HOUR, 0, 1, 0, 0), 1, 0, 0, 3, 0, 0, 0},
-        {2, ds(KX_IS_MINUTE, 0, 0, 1, 0), 1, 0, 0, 0, 3, 0, 0},
-        {1, ds(KX_IS_SECOND, 0, 0, 0, 2, 7), 1, 0, 0, 0, 0, 3, 7},
+        {7, day_second(KX_IS_DAY, 5, 0, 0, 0), 2, 1, 2, 0, 0, 0, 0},
+        {2, day_second(KX_IS_HOUR, 0, 1, 0, 0), 1, 0, 0, 3, 0, 0, 0},
+        {2, day_second(KX_IS_MINUTE, 0, 0, 1, 0), 1, 0, 0, 0, 3, 0, 0},
+        {1, day_second(KX_IS_SECOND, 0, 0, 0, 2, 7), 1, 0, 0, 0, 0, 3, 7},
         // A compound kind has unit 0: the number adds nothing.
-        {5, ds(KX_IS_DAY_TO_HOUR, 1, 2, 0, 0), 1, 0, 1, 2, 0, 0, 0},
-        {5, ds(KX_IS_MINUTE_TO_SECOND, 0, 0, 1, 30), 2, 0, 0, 0, 1, 30, 0},
+        {5, day_second(KX_IS_DAY_TO_HOUR, 1, 2, 0, 0), 1, 0, 1, 2, 0, 0, 0},
+        {5, day_second(KX_IS_MINUTE_TO_SECOND, 0, 0, 1, 30), 2, 0, 0, 0, 1, 30, 0},
         // Year-month intervals: unit 12 for YEAR, 1 for MONTH.
-        {2, ym(KX_IS_YEAR, 1, 0), 1, 0, 3, 0, 0, 0, 0},
-        {2, ym(KX_IS_MONTH, 0, 5), 1, 0, 0, 7, 0, 0, 0},
+        {2, year_month(KX_IS_YEAR, 1, 0), 1, 0, 3, 0, 0, 0, 0},
+        {2, year_month(KX_IS_MONTH, 0, 5), 1, 0, 0, 7, 0, 0, 0},
     };
     int n = 0;
     for (const auto &c : cases) {
-        Value a = int_value(c.n);
-        Value b = interval_value(c.b);
+        Value a = integer(c.n);
+        Value b = interval(c.b);
         b.attr[2] = 3;
         b.attr[3] = 4;
         Value r = blank(0);
@@ -447,30 +374,30 @@ TEST(EvalintCases, DatetimePlusOrMinusInterval)
 {
     {
         // One month after 31 January 2004 is "31 February".
-        Value a = timestamp_value(2004, 1, 31, 10, 0, 0);
-        Value b = interval_value(ym(KX_IS_MONTH, 0, 1));
+        Value a = timestamp(2004, 1, 31, 10, 0, 0);
+        Value b = interval(year_month(KX_IS_MONTH, 0, 1));
         Value r = blank(0);
         interval_operation(&a, &b, &r, 0, 1);
         expect_ts({2004, 2, 31, 10, 0, 0, 0}, r, "+1 month");
     }
     {
-        Value a = timestamp_value(2004, 3, 31, 10, 0, 0);
-        Value b = interval_value(ym(KX_IS_MONTH, 0, 1));
+        Value a = timestamp(2004, 3, 31, 10, 0, 0);
+        Value b = interval(year_month(KX_IS_MONTH, 0, 1));
         Value r = blank(0);
         interval_operation(&a, &b, &r, 0, 2);
         expect_ts({2004, 2, 31, 10, 0, 0, 0}, r, "-1 month");
     }
     {
-        Value a = timestamp_value(2004, 3, 1, 0, 0, 0);
-        Value b = interval_value(ds(KX_IS_SECOND, 0, 0, 0, 1));
+        Value a = timestamp(2004, 3, 1, 0, 0, 0);
+        Value b = interval(day_second(KX_IS_SECOND, 0, 0, 0, 1));
         Value r = blank(0);
         interval_operation(&a, &b, &r, 0, 2);
         expect_ts({2004, 2, 29, 23, 59, 59, 0}, r, "-1 second");
     }
     {
         // A date stays a date.
-        Value a = date_value(2004, 2, 28);
-        Value b = interval_value(ds(KX_IS_DAY, 1, 0, 0, 0));
+        Value a = date(2004, 2, 28);
+        Value b = interval(day_second(KX_IS_DAY, 1, 0, 0, 0));
         Value r = blank(0);
         interval_operation(&a, &b, &r, 0, 1);
         EXPECT_EQ(VALUE_DATE, r.type);
@@ -481,16 +408,16 @@ TEST(EvalintCases, DatetimePlusOrMinusInterval)
     {
         // Subtracting a fraction of 5 adds the unsigned 4294967291, which the
         // 999999 rule turns into 4294 seconds and a fraction of 971585.
-        Value a = timestamp_value(2004, 1, 1, 0, 0, 0, 0);
-        Value b = interval_value(ds(KX_IS_SECOND, 0, 0, 0, 10, 5));
+        Value a = timestamp(2004, 1, 1, 0, 0, 0, 0);
+        Value b = interval(day_second(KX_IS_SECOND, 0, 0, 0, 10, 5));
         Value r = blank(0);
         interval_operation(&a, &b, &r, 0, 2);
         expect_ts({2004, 1, 1, 1, 11, 24, 971585}, r, "-10.000000005 s");
     }
     {
         // A time wraps at midnight.
-        Value a = time_value(23, 30, 0);
-        Value b = interval_value(ds(KX_IS_HOUR, 0, 1, 0, 0));
+        Value a = time_of_day(23, 30, 0);
+        Value b = interval(day_second(KX_IS_HOUR, 0, 1, 0, 0));
         Value r = blank(0);
         interval_operation(&a, &b, &r, 0, 1);
         EXPECT_EQ(VALUE_TIME, r.type);
@@ -544,7 +471,7 @@ TEST(EvalintCases, TimestampShifts)
     int n = 0;
     for (const auto &c : cases) {
         const Ts &s = c.source;
-        Value src = timestamp_value(s.y, s.mo, s.d, s.h, s.mi, s.s, s.f);
+        Value src = timestamp(s.y, s.mo, s.d, s.h, s.mi, s.s, s.f);
         Value r = blank(0);
         timestamp_add(&r, &src, c.months, c.seconds, c.fraction);
         std::string label = "case " + std::to_string(n);
@@ -561,7 +488,7 @@ TEST(EvalintCases, TimestampShifts)
 
 TEST(EvalintCases, TimestampAddCopiesTheSourceFirst)
 {
-    Value src = timestamp_value(2004, 1, 31, 10, 0, 0);
+    Value src = timestamp(2004, 1, 31, 10, 0, 0);
     src.attr[0] = 11;
     src.attr[2] = 3;
     src.driver[1] = 42;
@@ -577,7 +504,7 @@ TEST(EvalintCases, TimestampAddCopiesTheSourceFirst)
 
 TEST(EvalintCases, DateShiftsStoreADate)
 {
-    Value src = date_value(2004, 2, 28);
+    Value src = date(2004, 2, 28);
     Value r = blank(0);
     timestamp_add(&r, &src, 0, 86400, 0);
     EXPECT_EQ(VALUE_DATE, r.type);
@@ -593,7 +520,7 @@ TEST(EvalintCases, DateShiftsStoreADate)
 TEST(EvalintCases, TimeShifts)
 {
     // 23:30:00 + 3600 s wraps to 00:30:00 through timestamp_add...
-    Value src = time_value(23, 30, 0);
+    Value src = time_of_day(23, 30, 0);
     Value r = blank(0);
     timestamp_add(&r, &src, 0, 3600, 0);
     EXPECT_EQ(VALUE_TIME, r.type);
@@ -641,7 +568,7 @@ TEST(EvalintCases, DateAdd)
     };
     int n = 0;
     for (const auto &c : cases) {
-        Value src = date_value(c.y, c.mo, c.d);
+        Value src = date(c.y, c.mo, c.d);
         Value r = blank(VALUE_DATE);
         date_add(&r, &src, c.months, c.days);
         EXPECT_EQ(VALUE_DATE, r.type) << "case " << n;
@@ -654,8 +581,8 @@ TEST(EvalintCases, DateAdd)
 
 TEST(EvalintCases, DateAddOfATimestampClearsTheTime)
 {
-    Value src = timestamp_value(2004, 2, 28, 10, 20, 30, 500);
-    Value r = timestamp_value(1999, 9, 9, 9, 9, 9, 9);
+    Value src = timestamp(2004, 2, 28, 10, 20, 30, 500);
+    Value r = timestamp(1999, 9, 9, 9, 9, 9, 9);
     date_add(&r, &src, 0, 1);
     expect_ts({2004, 2, 29, 0, 0, 0, 0}, r, "timestamp result");
 
@@ -665,8 +592,8 @@ TEST(EvalintCases, DateAddOfATimestampClearsTheTime)
 
 TEST(EvalintCases, DateAddOfATimeZeroesTheFirstFields)
 {
-    Value src = time_value(10, 20, 30);
-    Value r = time_value(1, 2, 3);
+    Value src = time_of_day(10, 20, 30);
+    Value r = time_of_day(1, 2, 3);
     date_add(&r, &src, 1, 1);
     EXPECT_EQ(0, r.payload.time.hour);
     EXPECT_EQ(0, r.payload.time.minute);
@@ -698,7 +625,7 @@ TEST(EvalintCases, TimeAdd)
     };
     int n = 0;
     for (const auto &c : cases) {
-        Value src = time_value(c.h, c.mi, c.s);
+        Value src = time_of_day(c.h, c.mi, c.s);
         Value r = blank(VALUE_TIME);
         time_add(&r, &src, c.seconds, c.fraction);
         EXPECT_EQ(c.eh, r.payload.time.hour) << "case " << n;
@@ -710,8 +637,8 @@ TEST(EvalintCases, TimeAdd)
 
 TEST(EvalintCases, TimeAddIntoATimestampClearsTheFraction)
 {
-    Value src = timestamp_value(2004, 2, 28, 10, 20, 30, 500);
-    Value r = timestamp_value(2004, 2, 28, 10, 20, 30, 500);
+    Value src = timestamp(2004, 2, 28, 10, 20, 30, 500);
+    Value r = timestamp(2004, 2, 28, 10, 20, 30, 500);
     time_add(&r, &src, 30, 0);
     EXPECT_EQ(2004, r.payload.timestamp.year);
     EXPECT_EQ(2, r.payload.timestamp.month);
@@ -722,7 +649,7 @@ TEST(EvalintCases, TimeAddIntoATimestampClearsTheFraction)
     EXPECT_EQ(0u, r.payload.timestamp.fraction);
 
     // A date source gives a zero time.
-    Value d = date_value(2004, 2, 28);
+    Value d = date(2004, 2, 28);
     Value r2 = blank(VALUE_TIME);
     time_add(&r2, &d, 3661, 0);
     EXPECT_EQ(1, r2.payload.time.hour);
@@ -738,27 +665,27 @@ TEST(EvalintCases, Compare)
         IntervalStruct a, b;
         int32_t expected;
     } const cases[] = {
-        {ds(KX_IS_DAY, 1, 0, 0, 0), ds(KX_IS_HOUR, 0, 24, 0, 0), 0},
-        {ds(KX_IS_DAY, 1, 0, 0, 0), ds(KX_IS_HOUR, 0, 25, 0, 0), -1},
-        {ds(KX_IS_HOUR, 0, 25, 0, 0), ds(KX_IS_DAY, 1, 0, 0, 0), 1},
-        {ym(KX_IS_YEAR, 1, 0), ym(KX_IS_MONTH, 0, 12), 0},
-        {ym(KX_IS_YEAR, 1, 0), ym(KX_IS_MONTH, 0, 13), -1},
-        {ym(KX_IS_YEAR_TO_MONTH, 1, 2), ym(KX_IS_MONTH, 0, 13), 1},
-        {ds(KX_IS_SECOND, 0, 0, 0, 1, 5), ds(KX_IS_SECOND, 0, 0, 0, 1, 4), 1},
-        {ds(KX_IS_SECOND, 0, 0, 0, 1, 4), ds(KX_IS_SECOND, 0, 0, 0, 1, 5), -1},
-        {ds(KX_IS_SECOND, 0, 0, 0, 1, 5), ds(KX_IS_MINUTE_TO_SECOND, 0, 0, 0, 1, 5), 0},
-        {ds(KX_IS_DAY, 1, 0, 0, 0, 0, 1), ds(KX_IS_DAY, 0, 0, 0, 0), -1},
-        {ds(KX_IS_DAY, 1, 0, 0, 0, 0, 1), ds(KX_IS_DAY, 2, 0, 0, 0, 0, 1), 1},
-        {ds(KX_IS_SECOND, 0, 0, 0, 1, 5, 1), ds(KX_IS_SECOND, 0, 0, 0, 1, 4, 1), -1},
+        {day_second(KX_IS_DAY, 1, 0, 0, 0), day_second(KX_IS_HOUR, 0, 24, 0, 0), 0},
+        {day_second(KX_IS_DAY, 1, 0, 0, 0), day_second(KX_IS_HOUR, 0, 25, 0, 0), -1},
+        {day_second(KX_IS_HOUR, 0, 25, 0, 0), day_second(KX_IS_DAY, 1, 0, 0, 0), 1},
+        {year_month(KX_IS_YEAR, 1, 0), year_month(KX_IS_MONTH, 0, 12), 0},
+        {year_month(KX_IS_YEAR, 1, 0), year_month(KX_IS_MONTH, 0, 13), -1},
+        {year_month(KX_IS_YEAR_TO_MONTH, 1, 2), year_month(KX_IS_MONTH, 0, 13), 1},
+        {day_second(KX_IS_SECOND, 0, 0, 0, 1, 5), day_second(KX_IS_SECOND, 0, 0, 0, 1, 4), 1},
+        {day_second(KX_IS_SECOND, 0, 0, 0, 1, 4), day_second(KX_IS_SECOND, 0, 0, 0, 1, 5), -1},
+        {day_second(KX_IS_SECOND, 0, 0, 0, 1, 5), day_second(KX_IS_MINUTE_TO_SECOND, 0, 0, 0, 1, 5), 0},
+        {day_second(KX_IS_DAY, 1, 0, 0, 0, 0, 1), day_second(KX_IS_DAY, 0, 0, 0, 0), -1},
+        {day_second(KX_IS_DAY, 1, 0, 0, 0, 0, 1), day_second(KX_IS_DAY, 2, 0, 0, 0, 0, 1), 1},
+        {day_second(KX_IS_SECOND, 0, 0, 0, 1, 5, 1), day_second(KX_IS_SECOND, 0, 0, 0, 1, 4, 1), -1},
         // b is reduced by its own kind: 12 months against 86400 seconds.
-        {ym(KX_IS_YEAR, 1, 0), ds(KX_IS_DAY, 1, 0, 0, 0), -1},
-        {ds(KX_IS_DAY, 1, 0, 0, 0), ym(KX_IS_YEAR, 1, 0), 1},
+        {year_month(KX_IS_YEAR, 1, 0), day_second(KX_IS_DAY, 1, 0, 0, 0), -1},
+        {day_second(KX_IS_DAY, 1, 0, 0, 0), year_month(KX_IS_YEAR, 1, 0), 1},
     };
     int n = 0;
     for (const auto &c : cases) {
         EXPECT_EQ(c.expected, interval_compare(&c.a, &c.b)) << "case " << n;
-        Value va = interval_value(c.a);
-        Value vb = interval_value(c.b);
+        Value va = interval(c.a);
+        Value vb = interval(c.b);
         EXPECT_EQ(c.expected, compare_interval(&va, &vb)) << "case " << n;
         ++n;
     }

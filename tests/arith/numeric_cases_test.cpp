@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <kxsupp.h>
+#include "support/kx_test_support.h"
 
 #include <cmath>
 #include <csetjmp>
@@ -14,7 +15,11 @@
 
 namespace {
 
-typedef unsigned __int128 u128;
+using kxtest::decimal;
+using kxtest::magnitude_of;
+using kxtest::numeric;
+using kxtest::numeric_text;
+using kxtest::u128;
 
 const char kMaxText[] = "340282366920938463463374607431768211455";     // 2^128 - 1
 const char kTwo128Text[] = "340282366920938463463374607431768211456";  // 2^128
@@ -24,47 +29,9 @@ const u128 kMax = ~static_cast<u128>(0);
 
 u128 pow2(int k) { return static_cast<u128>(1) << k; }
 
-NumericStruct num(u128 magnitude, int scale = 0, int sign = 1, int precision = 0) {
-    NumericStruct n;
-    std::memset(&n, 0, sizeof n);
-    n.precision = static_cast<uint8_t>(precision);
-    n.scale = static_cast<int8_t>(scale);
-    n.sign = static_cast<uint8_t>(sign);
-    for (int i = 0; i < 16; ++i)
-        n.val[i] = static_cast<uint8_t>(magnitude >> (8 * i));
-    return n;
-}
-
-u128 mag(const NumericStruct &n) {
-    u128 m = 0;
-    for (int i = 15; i >= 0; --i)
-        m = (m << 8) | n.val[i];
-    return m;
-}
-
-std::string text_of(const NumericStruct &n) {
-    char buf[256];
-    int32_t len = -1;
-    EXPECT_EQ(numeric_to_string(&n, buf, sizeof buf, &len), 0);
-    EXPECT_EQ(len, static_cast<int32_t>(std::strlen(buf)));
-    return buf;
-}
-
-// The decimal text of a 128-bit magnitude, for messages only.
-std::string dec(u128 m) {
-    if (m == 0)
-        return "0";
-    std::string s;
-    while (m != 0) {
-        s.insert(s.begin(), static_cast<char>('0' + static_cast<int>(m % 10)));
-        m /= 10;
-    }
-    return s;
-}
-
 void expect_num(const NumericStruct &n, u128 magnitude, int scale, int sign,
                 const char *what) {
-    EXPECT_EQ(dec(mag(n)), dec(magnitude)) << what;
+    EXPECT_EQ(decimal(magnitude_of(n)), decimal(magnitude)) << what;
     EXPECT_EQ(n.scale, scale) << what;
     EXPECT_EQ(n.sign, sign) << what;
 }
@@ -115,7 +82,7 @@ TEST(NumericCases, ToStringTable) {
         {7, -3, 1, "7000"},
     };
     for (const auto &c : cases) {
-        NumericStruct n = num(c.magnitude, c.scale, c.sign, 10);
+        NumericStruct n = numeric(c.magnitude, c.scale, c.sign, 10);
         char buf[256];
         std::memset(buf, 'x', sizeof buf);
         int32_t len = -1;
@@ -129,8 +96,8 @@ TEST(NumericCases, ToStringEveryPowerOfTwo) {
     // 2^k by repeated decimal doubling, checked against the routine.
     std::string p = "1";
     for (int k = 0; k < 128; ++k) {
-        NumericStruct n = num(pow2(k));
-        EXPECT_EQ(text_of(n), p) << "2^" << k;
+        NumericStruct n = numeric(pow2(k));
+        EXPECT_EQ(numeric_text(n), p) << "2^" << k;
         int carry = 0;
         for (int i = static_cast<int>(p.size()) - 1; i >= 0; --i) {
             int d = (p[i] - '0') * 2 + carry;
@@ -144,7 +111,7 @@ TEST(NumericCases, ToStringEveryPowerOfTwo) {
 }
 
 TEST(NumericCases, ToStringTruncatesLikeCopyStrBufferl) {
-    NumericStruct n = num(12345, 2);  // "123.45", 6 characters
+    NumericStruct n = numeric(12345, 2);  // "123.45", 6 characters
     struct {
         int32_t buflen;
         int32_t result;
@@ -221,7 +188,7 @@ TEST(NumericCases, StringToNumericTable) {
     for (const auto &c : cases) {
         char text[128];
         std::strcpy(text, c.text);
-        NumericStruct n = num(0xABCDEF, 9, 0, 3);
+        NumericStruct n = numeric(0xABCDEF, 9, 0, 3);
         EXPECT_EQ(string_to_numeric(text, &n, 17, c.scale_in), c.result) << c.text;
         expect_num(n, c.magnitude, c.scale, c.sign, c.text);
         EXPECT_EQ(n.precision, 17) << c.text;
@@ -243,9 +210,9 @@ TEST(NumericCases, StringToNumericOverflowTouchesOnlySign) {
     for (const auto &c : cases) {
         char text[128];
         std::strcpy(text, c.text);
-        NumericStruct n = num(0xABCDEF, 9, 2, 3);
+        NumericStruct n = numeric(0xABCDEF, 9, 2, 3);
         EXPECT_EQ(string_to_numeric(text, &n, 17, 0), -2) << c.text;
-        EXPECT_EQ(mag(n), static_cast<u128>(0xABCDEF)) << c.text;
+        EXPECT_EQ(magnitude_of(n), static_cast<u128>(0xABCDEF)) << c.text;
         EXPECT_EQ(n.scale, 9) << c.text;
         EXPECT_EQ(n.precision, 3) << c.text;
         EXPECT_EQ(n.sign, c.sign) << c.text;
@@ -256,13 +223,13 @@ TEST(NumericCases, StringToNumericRoundTripsPowersAndNeighbours) {
     for (int k = 0; k < 128; ++k) {
         const u128 values[] = {pow2(k), pow2(k) - 1, pow2(k) + 1};
         for (u128 v : values) {
-            std::string s = dec(v);
+            std::string s = decimal(v);
             char text[64];
             std::strcpy(text, s.c_str());
-            NumericStruct n = num(0);
+            NumericStruct n = numeric(0);
             ASSERT_EQ(string_to_numeric(text, &n, 0, 0), 0) << s;
-            EXPECT_EQ(dec(mag(n)), s);
-            EXPECT_EQ(text_of(n), s);
+            EXPECT_EQ(decimal(magnitude_of(n)), s);
+            EXPECT_EQ(numeric_text(n), s);
         }
     }
 }
@@ -301,7 +268,7 @@ TEST(NumericCases, CreateNumericTable) {
     for (const auto &c : cases) {
         char text[128];
         std::strcpy(text, c.text);
-        NumericStruct n = num(0, 0, 1, 0);
+        NumericStruct n = numeric(0, 0, 1, 0);
         EXPECT_EQ(create_numeric(text, &n, 12, c.scale), c.result) << c.text;
         EXPECT_STREQ(text, c.text) << "the caller's text must not change";
         if (c.result == 0) {
@@ -339,12 +306,12 @@ TEST(NumericCases, IntToNumericTable) {
         {-1999, -3, 1, 0},
     };
     for (const auto &c : cases) {
-        NumericStruct n = num(kMax, 77, 2, 99);
+        NumericStruct n = numeric(kMax, 77, 2, 99);
         EXPECT_EQ(int_to_numeric(static_cast<int32_t>(c.value), &n, 11, c.scale), 0);
         expect_num(n, c.magnitude, c.scale, c.sign, "int_to_numeric");
         EXPECT_EQ(n.precision, 11);
     }
-    NumericStruct n = num(kMax, 77, 2, 99);
+    NumericStruct n = numeric(kMax, 77, 2, 99);
     EXPECT_EQ(int_to_numeric_noscale(-42, &n, 15), 0);
     expect_num(n, 42, 0, 0, "int_to_numeric_noscale");
     EXPECT_EQ(n.precision, 15);
@@ -366,12 +333,12 @@ TEST(NumericCases, BigintToNumericTable) {
         {-1000000000000000000LL, 0, 1000000000000000000ULL, 0},
     };
     for (const auto &c : cases) {
-        NumericStruct n = num(kMax, 77, 2, 99);
+        NumericStruct n = numeric(kMax, 77, 2, 99);
         EXPECT_EQ(bigint_to_numeric(c.value, &n, 19, c.scale), 0);
         expect_num(n, c.magnitude, c.scale, c.sign, "bigint_to_numeric");
         EXPECT_EQ(n.precision, 19);
     }
-    NumericStruct n = num(kMax, 77, 2, 99);
+    NumericStruct n = numeric(kMax, 77, 2, 99);
     EXPECT_EQ(bigint_to_numeric_noscale(-9000000000LL, &n, 20), 0);
     expect_num(n, 9000000000ULL, 0, 0, "bigint_to_numeric_noscale");
     EXPECT_EQ(n.precision, 20);
@@ -406,7 +373,7 @@ TEST(NumericCases, DoubleToNumericTable) {
         {4294967296.0, 0, 0, 4294967296ULL, 1},
     };
     for (const auto &c : cases) {
-        NumericStruct n = num(kMax, 77, 2, 99);
+        NumericStruct n = numeric(kMax, 77, 2, 99);
         EXPECT_EQ(double_to_numeric(c.value, &n, 9, c.scale), c.result) << c.value;
         expect_num(n, c.magnitude, c.scale, c.sign, "double_to_numeric");
         EXPECT_EQ(n.precision, 9);
@@ -416,9 +383,9 @@ TEST(NumericCases, DoubleToNumericTable) {
 TEST(NumericCases, DoubleToNumericNegativeScaleInexactLeavesRecord) {
     const double values[] = {1234.0, 1250.0, 0.5, -1.0, 99.0};
     for (double v : values) {
-        NumericStruct n = num(0xABCDEF, 9, 2, 3);
+        NumericStruct n = numeric(0xABCDEF, 9, 2, 3);
         EXPECT_EQ(double_to_numeric(v, &n, 10, -2), 1) << v;
-        EXPECT_EQ(mag(n), static_cast<u128>(0xABCDEF));
+        EXPECT_EQ(magnitude_of(n), static_cast<u128>(0xABCDEF));
         EXPECT_EQ(n.scale, 9);
         EXPECT_EQ(n.sign, 2);
         EXPECT_EQ(n.precision, 3);
@@ -426,13 +393,13 @@ TEST(NumericCases, DoubleToNumericNegativeScaleInexactLeavesRecord) {
 }
 
 TEST(NumericCases, DoubleToNumericOverflow) {
-    NumericStruct n = num(0);
+    NumericStruct n = numeric(0);
     EXPECT_EQ(double_to_numeric(1e39, &n, 10, 0), -2);
     EXPECT_EQ(double_to_numeric(-1e39, &n, 10, 0), -2);
     EXPECT_EQ(double_to_numeric(1e30, &n, 10, 9), -2);
     // 2^127 is exact in a double and fits.
     EXPECT_EQ(double_to_numeric(std::ldexp(1.0, 127), &n, 10, 0), 0);
-    EXPECT_EQ(mag(n), pow2(127));
+    EXPECT_EQ(magnitude_of(n), pow2(127));
     EXPECT_EQ(n.sign, 1);
 }
 
@@ -444,14 +411,14 @@ TEST(NumericCases, ToDoubleTable) {
         NumericStruct n;
         double expected;
     } const cases[] = {
-        {num(15, 1), 1.5},
-        {num(15, 1, 0), -1.5},
-        {num(12, -2), 1200.0},
-        {num(150, 2), 1.5},
-        {num(1, 0), 1.0},
-        {num(pow2(126)), std::ldexp(1.0, 126)},
-        {num(pow2(64) + pow2(63)), std::ldexp(3.0, 63)},
-        {num(255, 0, 0), -255.0},
+        {numeric(15, 1), 1.5},
+        {numeric(15, 1, 0), -1.5},
+        {numeric(12, -2), 1200.0},
+        {numeric(150, 2), 1.5},
+        {numeric(1, 0), 1.0},
+        {numeric(pow2(126)), std::ldexp(1.0, 126)},
+        {numeric(pow2(64) + pow2(63)), std::ldexp(3.0, 63)},
+        {numeric(255, 0, 0), -255.0},
     };
     for (const auto &c : cases) {
         double d = 12345.0;
@@ -463,7 +430,7 @@ TEST(NumericCases, ToDoubleTable) {
 TEST(NumericCases, ToDoubleBit127UsesTheTableEntry) {
     // Entry 127 of the power table is one tenth of 2^127 (bit pattern
     // 0x47A999999999999A), and is kept that way.
-    NumericStruct n = num(pow2(127));
+    NumericStruct n = numeric(pow2(127));
     double d = 0;
     EXPECT_EQ(numeric_to_double(&n, &d), 0);
     uint64_t bits;
@@ -471,18 +438,18 @@ TEST(NumericCases, ToDoubleBit127UsesTheTableEntry) {
     EXPECT_EQ(bits, 0x47A999999999999AULL);
     EXPECT_EQ(d, 1.7014118346046924e37);
 
-    NumericStruct neg = num(pow2(127), 0, 0);
+    NumericStruct neg = numeric(pow2(127), 0, 0);
     EXPECT_EQ(numeric_to_double(&neg, &d), 0);
     EXPECT_EQ(d, -1.7014118346046924e37);
 }
 
 TEST(NumericCases, ToDoubleNegativeZero) {
-    NumericStruct n = num(0, 0, 0);
+    NumericStruct n = numeric(0, 0, 0);
     double d = 5.0;
     EXPECT_EQ(numeric_to_double(&n, &d), 0);
     EXPECT_EQ(d, 0.0);
     EXPECT_TRUE(std::signbit(d));
-    NumericStruct p = num(0, 0, 1);
+    NumericStruct p = numeric(0, 0, 1);
     EXPECT_EQ(numeric_to_double(&p, &d), 0);
     EXPECT_EQ(d, 0.0);
     EXPECT_FALSE(std::signbit(d));
@@ -494,17 +461,17 @@ TEST(NumericCases, ToIntegersTruncateTheText) {
         int32_t i;
         int64_t b;
     } const cases[] = {
-        {num(12345, 2), 123, 123},
-        {num(12345, 2, 0), -123, -123},
-        {num(199, 2, 0), -1, -1},
-        {num(5, 3), 0, 0},
-        {num(0, 0, 0), 0, 0},
-        {num(12, -2), 1200, 1200},
-        {num(2147483647), 2147483647, 2147483647},
-        {num(2147483648ULL, 0, 0), INT32_MIN, -2147483648LL},
-        {num(pow2(62)), 0, 4611686018427387904LL},
-        {num(static_cast<u128>(INT64_MAX), 0, 0), 0, -INT64_MAX},
-        {num(123456789012345ULL, 5), 1234567890, 1234567890},
+        {numeric(12345, 2), 123, 123},
+        {numeric(12345, 2, 0), -123, -123},
+        {numeric(199, 2, 0), -1, -1},
+        {numeric(5, 3), 0, 0},
+        {numeric(0, 0, 0), 0, 0},
+        {numeric(12, -2), 1200, 1200},
+        {numeric(2147483647), 2147483647, 2147483647},
+        {numeric(2147483648ULL, 0, 0), INT32_MIN, -2147483648LL},
+        {numeric(pow2(62)), 0, 4611686018427387904LL},
+        {numeric(static_cast<u128>(INT64_MAX), 0, 0), 0, -INT64_MAX},
+        {numeric(123456789012345ULL, 5), 1234567890, 1234567890},
     };
     for (const auto &c : cases) {
         int64_t b = 7;
@@ -529,32 +496,32 @@ struct CompareCase {
 
 TEST(NumericCases, CompareTable) {
     const CompareCase cases[] = {
-        {num(150, 2), num(15, 1), 0},      // 1.50 = 1.5
-        {num(15, 1), num(150, 2), 0},
-        {num(0, 0, 1), num(0, 0, 0), 1},   // +0 > -0
-        {num(0, 0, 0), num(0, 0, 1), -1},
-        {num(0, 0, 0), num(0, 0, 0), 0},
-        {num(0, 0, 1), num(0, 3, 1), 0},
-        {num(1), num(2), -1},
-        {num(2), num(1), 1},
-        {num(1, 0, 0), num(2, 0, 0), 1},   // -1 > -2
-        {num(2, 0, 0), num(1, 0, 0), -1},
-        {num(1, 0, 0), num(2), -1},
-        {num(2), num(1, 0, 0), 1},
-        {num(2), num(15, 1), 1},          // 2 > 1.5, scales differ
-        {num(2, 0, 0), num(15, 1, 0), -1},  // -2 < -1.5
-        {num(15, 1, 0), num(2, 0, 0), 1},
-        {num(10), num(95, 1), 1},          // 10 > 9.5
-        {num(5, 1), num(25, 2), 1},        // 0.5 > 0.25
-        {num(25, 2), num(5, 1), -1},
-        {num(12, -2), num(1200), 0},       // 1200 = 1200
-        {num(12, -2), num(1201), -1},
-        {num(pow2(120)), num(pow2(120) - 1), 1},
-        {num(pow2(120) - 1), num(pow2(120)), -1},
-        {num(256), num(255), 1},
-        {num(256, 0, 0), num(255, 0, 0), -1},
-        {num(kMax), num(kMax), 0},
-        {num(kMax, 1), num(kMax, 2), 1},
+        {numeric(150, 2), numeric(15, 1), 0},      // 1.50 = 1.5
+        {numeric(15, 1), numeric(150, 2), 0},
+        {numeric(0, 0, 1), numeric(0, 0, 0), 1},   // +0 > -0
+        {numeric(0, 0, 0), numeric(0, 0, 1), -1},
+        {numeric(0, 0, 0), numeric(0, 0, 0), 0},
+        {numeric(0, 0, 1), numeric(0, 3, 1), 0},
+        {numeric(1), numeric(2), -1},
+        {numeric(2), numeric(1), 1},
+        {numeric(1, 0, 0), numeric(2, 0, 0), 1},   // -1 > -2
+        {numeric(2, 0, 0), numeric(1, 0, 0), -1},
+        {numeric(1, 0, 0), numeric(2), -1},
+        {numeric(2), numeric(1, 0, 0), 1},
+        {numeric(2), numeric(15, 1), 1},          // 2 > 1.5, scales differ
+        {numeric(2, 0, 0), numeric(15, 1, 0), -1},  // -2 < -1.5
+        {numeric(15, 1, 0), numeric(2, 0, 0), 1},
+        {numeric(10), numeric(95, 1), 1},          // 10 > 9.5
+        {numeric(5, 1), numeric(25, 2), 1},        // 0.5 > 0.25
+        {numeric(25, 2), numeric(5, 1), -1},
+        {numeric(12, -2), numeric(1200), 0},       // 1200 = 1200
+        {numeric(12, -2), numeric(1201), -1},
+        {numeric(pow2(120)), numeric(pow2(120) - 1), 1},
+        {numeric(pow2(120) - 1), numeric(pow2(120)), -1},
+        {numeric(256), numeric(255), 1},
+        {numeric(256, 0, 0), numeric(255, 0, 0), -1},
+        {numeric(kMax), numeric(kMax), 0},
+        {numeric(kMax, 1), numeric(kMax, 2), 1},
     };
     int i = 0;
     for (const auto &c : cases) {
@@ -564,10 +531,10 @@ TEST(NumericCases, CompareTable) {
 }
 
 TEST(NumericCases, IsZero) {
-    const NumericStruct zero_pos = num(0, 0, 1);
-    const NumericStruct zero_neg = num(0, 4, 0);
-    const NumericStruct high = num(pow2(127));
-    const NumericStruct low = num(1, 5, 0);
+    const NumericStruct zero_pos = numeric(0, 0, 1);
+    const NumericStruct zero_neg = numeric(0, 4, 0);
+    const NumericStruct high = numeric(pow2(127));
+    const NumericStruct low = numeric(1, 5, 0);
     EXPECT_EQ(numeric_is_zero(&zero_pos), 1);
     EXPECT_EQ(numeric_is_zero(&zero_neg), 1);
     EXPECT_EQ(numeric_is_zero(&high), 0);
@@ -588,27 +555,27 @@ struct AddCase {
 
 TEST(NumericCases, AddTable) {
     const AddCase cases[] = {
-        {num(5, 0, 0), num(5), 0, 0, 0, 0},         // -5 + 5: negative zero
-        {num(5), num(5, 0, 0), 0, 0, 0, 1},         // 5 + -5: positive zero
-        {num(15, 1), num(2), 0, 35, 1, 1},          // 1.5 + 2
-        {num(2), num(15, 1), 0, 35, 1, 1},          // 2 + 1.5
-        {num(1), num(1, 3), 0, 1001, 3, 1},         // 1 + 0.001
-        {num(3, 0, 0), num(5), 0, 2, 0, 1},         // -3 + 5
-        {num(5, 0, 0), num(3), 0, 2, 0, 0},         // -5 + 3
-        {num(3), num(5, 0, 0), 0, 2, 0, 0},         // 3 + -5
-        {num(5), num(3, 0, 0), 0, 2, 0, 1},         // 5 + -3
-        {num(3, 0, 0), num(4, 0, 0), 0, 7, 0, 0},   // -3 + -4
-        {num(255), num(1), 0, 256, 0, 1},
-        {num(256), num(1, 0, 0), 0, 255, 0, 1},
-        {num(pow2(64)), num(1, 0, 0), 0, pow2(64) - 1, 0, 1},
-        {num(pow2(64) - 1), num(1), 0, pow2(64), 0, 1},
-        {num(kMax), num(1), -2, 0, 0, 1},           // low 128 bits kept
-        {num(kMax), num(kMax), -2, kMax - 1, 0, 1},
-        {num(kMax, 0, 0), num(2, 0, 0), -2, 1, 0, 0},
-        {num(kMax, 1), num(1), 0, 9, 1, 1},         // aligned sum overflows: status 0
-        {num(5, 0, 2), num(3), 0, 2, 0, 0},         // a sign other than 1 is negative
-        {num(15, 1, 0), num(2), 0, 5, 1, 1},        // -1.5 + 2 = 0.5
-        {num(2), num(25, 1, 0), 0, 5, 1, 0},        // 2 + -2.5 = -0.5
+        {numeric(5, 0, 0), numeric(5), 0, 0, 0, 0},         // -5 + 5: negative zero
+        {numeric(5), numeric(5, 0, 0), 0, 0, 0, 1},         // 5 + -5: positive zero
+        {numeric(15, 1), numeric(2), 0, 35, 1, 1},          // 1.5 + 2
+        {numeric(2), numeric(15, 1), 0, 35, 1, 1},          // 2 + 1.5
+        {numeric(1), numeric(1, 3), 0, 1001, 3, 1},         // 1 + 0.001
+        {numeric(3, 0, 0), numeric(5), 0, 2, 0, 1},         // -3 + 5
+        {numeric(5, 0, 0), numeric(3), 0, 2, 0, 0},         // -5 + 3
+        {numeric(3), numeric(5, 0, 0), 0, 2, 0, 0},         // 3 + -5
+        {numeric(5), numeric(3, 0, 0), 0, 2, 0, 1},         // 5 + -3
+        {numeric(3, 0, 0), numeric(4, 0, 0), 0, 7, 0, 0},   // -3 + -4
+        {numeric(255), numeric(1), 0, 256, 0, 1},
+        {numeric(256), numeric(1, 0, 0), 0, 255, 0, 1},
+        {numeric(pow2(64)), numeric(1, 0, 0), 0, pow2(64) - 1, 0, 1},
+        {numeric(pow2(64) - 1), numeric(1), 0, pow2(64), 0, 1},
+        {numeric(kMax), numeric(1), -2, 0, 0, 1},           // low 128 bits kept
+        {numeric(kMax), numeric(kMax), -2, kMax - 1, 0, 1},
+        {numeric(kMax, 0, 0), numeric(2, 0, 0), -2, 1, 0, 0},
+        {numeric(kMax, 1), numeric(1), 0, 9, 1, 1},         // aligned sum overflows: status 0
+        {numeric(5, 0, 2), numeric(3), 0, 2, 0, 0},         // a sign other than 1 is negative
+        {numeric(15, 1, 0), numeric(2), 0, 5, 1, 1},        // -1.5 + 2 = 0.5
+        {numeric(2), numeric(25, 1, 0), 0, 5, 1, 0},        // 2 + -2.5 = -0.5
     };
     int i = 0;
     for (const auto &c : cases) {
@@ -627,17 +594,17 @@ TEST(NumericCases, AddTable) {
 
 TEST(NumericCases, SubtractTable) {
     const AddCase cases[] = {
-        {num(5), num(3), 0, 2, 0, 1},
-        {num(3), num(5), 0, 2, 0, 0},
-        {num(5, 0, 0), num(5, 0, 0), 0, 0, 0, 0},   // -5 - -5 = -5 + 5
-        {num(5), num(5), 0, 0, 0, 1},               // 5 - 5 = 5 + -5
-        {num(5), num(3, 0, 0), 0, 8, 0, 1},
-        {num(5), num(3, 0, 2), 0, 8, 0, 1},         // b's sign 2 flips to 1
-        {num(35, 1), num(2), 0, 15, 1, 1},          // 3.5 - 2
-        {num(2), num(5, 1), 0, 15, 1, 1},           // 2 - 0.5
-        {num(5, 1), num(2), 0, 15, 1, 0},           // 0.5 - 2
-        {num(kMax), num(1, 0, 0), -2, 0, 0, 1},     // overflow
-        {num(0), num(1), 0, 1, 0, 0},
+        {numeric(5), numeric(3), 0, 2, 0, 1},
+        {numeric(3), numeric(5), 0, 2, 0, 0},
+        {numeric(5, 0, 0), numeric(5, 0, 0), 0, 0, 0, 0},   // -5 - -5 = -5 + 5
+        {numeric(5), numeric(5), 0, 0, 0, 1},               // 5 - 5 = 5 + -5
+        {numeric(5), numeric(3, 0, 0), 0, 8, 0, 1},
+        {numeric(5), numeric(3, 0, 2), 0, 8, 0, 1},         // b's sign 2 flips to 1
+        {numeric(35, 1), numeric(2), 0, 15, 1, 1},          // 3.5 - 2
+        {numeric(2), numeric(5, 1), 0, 15, 1, 1},           // 2 - 0.5
+        {numeric(5, 1), numeric(2), 0, 15, 1, 0},           // 0.5 - 2
+        {numeric(kMax), numeric(1, 0, 0), -2, 0, 0, 1},     // overflow
+        {numeric(0), numeric(1), 0, 1, 0, 0},
     };
     int i = 0;
     for (const auto &c : cases) {
@@ -658,20 +625,20 @@ TEST(NumericCases, SubtractTable) {
 
 TEST(NumericCases, MultiplyTable) {
     const AddCase cases[] = {
-        {num(15, 1), num(225, 2), 0, 3375, 3, 1},   // 1.5 x 2.25
-        {num(15, 1, 0), num(2), 0, 30, 1, 0},
-        {num(2, 0, 0), num(3, 0, 0), 0, 6, 0, 1},
-        {num(2), num(3, 0, 0), 0, 6, 0, 0},
-        {num(2, 0, 2), num(3, 0, 2), 0, 6, 0, 1},   // equal sign bytes
-        {num(255), num(255), 0, 65025, 0, 1},
-        {num(0), num(kMax), 0, 0, 0, 1},
-        {num(pow2(64)), num(pow2(64)), 0, 0, 0, 1},  // lost beyond 128 bits
-        {num(pow2(64)), num(pow2(63)), 0, pow2(127), 0, 1},
-        {num(pow2(64) + 1), num(pow2(64) + 1), 0, pow2(65) + 1, 0, 1},
-        {num(kMax), num(kMax), 0, 1, 0, 1},
-        {num(kMax), num(2), 0, kMax - 1, 0, 1},
-        {num(12, -2), num(3, 1), 0, 36, -1, 1},
-        {num(7, 100), num(3, 100), 0, 21, -56, 1},  // scale wraps at 8 bits
+        {numeric(15, 1), numeric(225, 2), 0, 3375, 3, 1},   // 1.5 x 2.25
+        {numeric(15, 1, 0), numeric(2), 0, 30, 1, 0},
+        {numeric(2, 0, 0), numeric(3, 0, 0), 0, 6, 0, 1},
+        {numeric(2), numeric(3, 0, 0), 0, 6, 0, 0},
+        {numeric(2, 0, 2), numeric(3, 0, 2), 0, 6, 0, 1},   // equal sign bytes
+        {numeric(255), numeric(255), 0, 65025, 0, 1},
+        {numeric(0), numeric(kMax), 0, 0, 0, 1},
+        {numeric(pow2(64)), numeric(pow2(64)), 0, 0, 0, 1},  // lost beyond 128 bits
+        {numeric(pow2(64)), numeric(pow2(63)), 0, pow2(127), 0, 1},
+        {numeric(pow2(64) + 1), numeric(pow2(64) + 1), 0, pow2(65) + 1, 0, 1},
+        {numeric(kMax), numeric(kMax), 0, 1, 0, 1},
+        {numeric(kMax), numeric(2), 0, kMax - 1, 0, 1},
+        {numeric(12, -2), numeric(3, 1), 0, 36, -1, 1},
+        {numeric(7, 100), numeric(3, 100), 0, 21, -56, 1},  // scale wraps at 8 bits
     };
     int i = 0;
     for (const auto &c : cases) {
@@ -699,10 +666,10 @@ TEST(NumericCases, MultiplyMatchesModularProduct) {
     };
     for (u128 x : values) {
         for (u128 y : values) {
-            NumericStruct a = num(x);
-            NumericStruct b = num(y);
+            NumericStruct a = numeric(x);
+            NumericStruct b = numeric(y);
             EXPECT_EQ(mult_numeric(&a, &b), 0);
-            EXPECT_EQ(dec(mag(a)), dec(x * y)) << dec(x) << " x " << dec(y);
+            EXPECT_EQ(decimal(magnitude_of(a)), decimal(x * y)) << decimal(x) << " x " << decimal(y);
         }
     }
 }
@@ -720,18 +687,18 @@ struct DivCase {
 
 TEST(NumericCases, DivideTable) {
     const DivCase cases[] = {
-        {num(10000, 4), num(3), 3333, 4, 1},        // 1 / 3 at scale 4
-        {num(2), num(3), 1, 0, 1},                  // 2 / 3 rounds to 1
-        {num(1), num(3), 0, 0, 1},
-        {num(1000, 2), num(4), 250, 2, 1},          // 10.00 / 4
-        {num(7, 0, 0), num(2), 4, 0, 0},            // -3.5 -> -4
-        {num(7), num(2, 0, 0), 4, 0, 0},
-        {num(7, 0, 0), num(2, 0, 0), 4, 0, 1},
-        {num(1), num(5, 1), 2, 0, 1},               // 1 / 0.5
-        {num(12, -2), num(4), 3, -2, 1},            // 1200 / 4 = 300
-        {num(12, -2), num(7), 12, -2, 1},           // 171.43: kept as it was
-        {num(100, 1), num(8), 13, 1, 1},            // 10.0 / 8 = 1.25 -> 12.5 -> 13 or 12
-        {num(6, 0, 0), num(3), 2, 0, 0},
+        {numeric(10000, 4), numeric(3), 3333, 4, 1},        // 1 / 3 at scale 4
+        {numeric(2), numeric(3), 1, 0, 1},                  // 2 / 3 rounds to 1
+        {numeric(1), numeric(3), 0, 0, 1},
+        {numeric(1000, 2), numeric(4), 250, 2, 1},          // 10.00 / 4
+        {numeric(7, 0, 0), numeric(2), 4, 0, 0},            // -3.5 -> -4
+        {numeric(7), numeric(2, 0, 0), 4, 0, 0},
+        {numeric(7, 0, 0), numeric(2, 0, 0), 4, 0, 1},
+        {numeric(1), numeric(5, 1), 2, 0, 1},               // 1 / 0.5
+        {numeric(12, -2), numeric(4), 3, -2, 1},            // 1200 / 4 = 300
+        {numeric(12, -2), numeric(7), 12, -2, 1},           // 171.43: kept as it was
+        {numeric(100, 1), numeric(8), 13, 1, 1},            // 10.0 / 8 = 1.25 -> 12.5 -> 13 or 12
+        {numeric(6, 0, 0), numeric(3), 2, 0, 0},
     };
     int i = 0;
     for (const auto &c : cases) {
@@ -741,7 +708,7 @@ TEST(NumericCases, DivideTable) {
         EXPECT_EQ(div_numeric(&a, &b, nullptr), 0) << "case " << i;
         if (i == 10) {
             // An exact half: the platform's "%.0f" decides.
-            EXPECT_TRUE(mag(a) == 12 || mag(a) == 13);
+            EXPECT_TRUE(magnitude_of(a) == 12 || magnitude_of(a) == 13);
             EXPECT_EQ(a.scale, 1);
         } else {
             expect_num(a, c.magnitude, c.scale, c.sign, "div_numeric");
@@ -752,17 +719,17 @@ TEST(NumericCases, DivideTable) {
 }
 
 TEST(NumericCases, DivideByZeroWithoutContextGivesZero) {
-    const NumericStruct zeros[] = {num(0), num(0, 0, 0), num(0, 3)};
+    const NumericStruct zeros[] = {numeric(0), numeric(0, 0, 0), numeric(0, 3)};
     for (const auto &z : zeros) {
-        NumericStruct a = num(5, 0, 0, 6);
+        NumericStruct a = numeric(5, 0, 0, 6);
         EXPECT_EQ(div_numeric(&a, &z, nullptr), 0);
-        EXPECT_EQ(mag(a), static_cast<u128>(0));
+        EXPECT_EQ(magnitude_of(a), static_cast<u128>(0));
         EXPECT_EQ(a.sign, 1);
         EXPECT_EQ(a.scale, 0);
         EXPECT_EQ(a.precision, 6);
-        NumericStruct c = num(1234, 2, 1, 6);
+        NumericStruct c = numeric(1234, 2, 1, 6);
         EXPECT_EQ(div_numeric(&c, &z, nullptr), 0);
-        EXPECT_EQ(mag(c), static_cast<u128>(0));
+        EXPECT_EQ(magnitude_of(c), static_cast<u128>(0));
         EXPECT_EQ(c.scale, 2);
     }
 }
@@ -851,11 +818,11 @@ void expect_division_by_zero_record(ErrorHeader *h, const char *subclass_origin)
 }
 
 TEST(NumericCases, DivideByZeroLeavesThroughTheContext) {
-    const NumericStruct zeros[] = {num(0), num(0, 0, 0), num(0, 5, 1)};
+    const NumericStruct zeros[] = {numeric(0), numeric(0, 0, 0), numeric(0, 5, 1)};
     for (const auto &z : zeros) {
         Driver d;
         open_driver(&d, 3);
-        NumericStruct a = num(5);
+        NumericStruct a = numeric(5);
         EXPECT_EQ(divide_armed(&d.ctx, &a, &z), -1);
         EXPECT_EQ(d.ctx.result, -1);
         expect_division_by_zero_record(d.errors, "ISO 9075");
@@ -867,8 +834,8 @@ TEST(NumericCases, DivideByZeroForAnOdbc2Application) {
     // 22012 has no ODBC 2 counterpart in the map: it is kept.
     Driver d;
     open_driver(&d, 2);
-    NumericStruct a = num(5);
-    NumericStruct z = num(0);
+    NumericStruct a = numeric(5);
+    NumericStruct z = numeric(0);
     EXPECT_EQ(divide_armed(&d.ctx, &a, &z), -1);
     EXPECT_EQ(d.ctx.result, -1);
     expect_division_by_zero_record(d.errors, "ISO 9075");
@@ -878,10 +845,10 @@ TEST(NumericCases, DivideByZeroForAnOdbc2Application) {
 TEST(NumericCases, DivideWithContextDoesNotJumpOrPostWhenDivisorNonZero) {
     Driver d;
     open_driver(&d, 3);
-    NumericStruct a = num(10000, 4, 1, 8);
-    NumericStruct b = num(3);
+    NumericStruct a = numeric(10000, 4, 1, 8);
+    NumericStruct b = numeric(3);
     EXPECT_EQ(divide_armed(&d.ctx, &a, &b), 0);
-    EXPECT_EQ(mag(a), static_cast<u128>(3333));
+    EXPECT_EQ(magnitude_of(a), static_cast<u128>(3333));
     EXPECT_EQ(d.ctx.result, 0);
     int32_t count = -1;
     EXPECT_EQ(GetDiagField(3, d.errors, 0, 2, &count, 0, nullptr), 0);
@@ -896,7 +863,7 @@ namespace {
 // The widest texts: the largest scales either way.
 TEST(NumericCases, ToStringAtExtremeScales) {
     const u128 max = ~static_cast<u128>(0);
-    NumericStruct wide = num(max, -128, 0);
+    NumericStruct wide = numeric(max, -128, 0);
     std::string expected = std::string("-") + kMaxText + std::string(128, '0');
     char buf[400];
     int32_t len = 0;
@@ -904,12 +871,12 @@ TEST(NumericCases, ToStringAtExtremeScales) {
     EXPECT_EQ(std::string(buf), expected);
     EXPECT_EQ(len, static_cast<int32_t>(expected.size()));
 
-    NumericStruct tiny = num(1, 127, 0);
+    NumericStruct tiny = numeric(1, 127, 0);
     expected = std::string("-0.") + std::string(126, '0') + "1";
     EXPECT_EQ(numeric_to_string(&tiny, buf, sizeof buf, &len), 0);
     EXPECT_EQ(std::string(buf), expected);
 
-    NumericStruct deep = num(max, 127, 1);
+    NumericStruct deep = numeric(max, 127, 1);
     expected = std::string("0.") + std::string(127 - 39, '0') + kMaxText;
     EXPECT_EQ(numeric_to_string(&deep, buf, sizeof buf, &len), 0);
     EXPECT_EQ(std::string(buf), expected);

@@ -27,46 +27,22 @@
 
 namespace {
 
-typedef unsigned __int128 u128;
+using kxtest::decimal;
+using kxtest::magnitude_of;
+using kxtest::numeric_text;
+using kxtest::u128;
+
+// A numeric record at precision 38 unless told.
+NumericStruct make(u128 magnitude, int scale, int sign = 1, int precision = 38) {
+    return kxtest::numeric(magnitude, scale, sign, precision);
+}
 
 const u128 kMax = ~static_cast<u128>(0);
 
-NumericStruct make(u128 magnitude, int scale, int sign = 1, int precision = 38) {
-    NumericStruct n;
-    n.precision = static_cast<uint8_t>(precision);
-    n.scale = static_cast<int8_t>(scale);
-    n.sign = static_cast<uint8_t>(sign);
-    for (int i = 0; i < 16; i++) n.val[i] = static_cast<uint8_t>(magnitude >> (8 * i));
-    return n;
-}
-
-u128 magnitude(const NumericStruct &n) {
-    u128 m = 0;
-    for (int i = 15; i >= 0; i--) m = (m << 8) | n.val[i];
-    return m;
-}
-
-std::string text_of(const NumericStruct &n) {
-    char buffer[1024];
-    int32_t length = -1;
-    EXPECT_EQ(numeric_to_string(&n, buffer, sizeof buffer, &length), 0);
-    EXPECT_EQ(length, static_cast<int32_t>(strlen(buffer)));
-    return buffer;
-}
-
 // ---- an independent reference written with __int128 arithmetic ----
 
-std::string ref_digits(u128 m) {
-    std::string s;
-    do {
-        s.insert(s.begin(), static_cast<char>('0' + static_cast<int>(m % 10)));
-        m /= 10;
-    } while (m != 0);
-    return s;
-}
-
 std::string ref_text(u128 m, int scale, int sign) {
-    std::string d = ref_digits(m);
+    std::string d = decimal(m);
     std::string body;
     if (scale > 0) {
         while (static_cast<int>(d.size()) <= scale) d.insert(d.begin(), '0');
@@ -142,17 +118,17 @@ TEST(NumericToString, DocumentedCases) {
     };
     for (const TextCase &c : cases) {
         NumericStruct n = make(c.magnitude, c.scale, c.sign);
-        EXPECT_EQ(text_of(n), c.text) << c.text;
+        EXPECT_EQ(numeric_text(n), c.text) << c.text;
     }
 }
 
 TEST(NumericToString, ExtremeScales) {
     NumericStruct n = make(1, -128);
-    EXPECT_EQ(text_of(n), "1" + std::string(128, '0'));
+    EXPECT_EQ(numeric_text(n), "1" + std::string(128, '0'));
     n = make(kMax, -128, 0);
-    EXPECT_EQ(text_of(n), "-" + ref_digits(kMax) + std::string(128, '0'));
+    EXPECT_EQ(numeric_text(n), "-" + decimal(kMax) + std::string(128, '0'));
     n = make(3, 127);
-    EXPECT_EQ(text_of(n), "0." + std::string(126, '0') + "3");
+    EXPECT_EQ(numeric_text(n), "0." + std::string(126, '0') + "3");
 }
 
 TEST(NumericToString, TruncationAndLength) {
@@ -234,7 +210,7 @@ TEST(NumericToString, ExactSizeBuffers) {
         make(0, 0, 1),
     };
     for (const NumericStruct &n : numbers) {
-        std::string full = text_of(n);
+        std::string full = numeric_text(n);
         for (int32_t bl = 0; bl <= static_cast<int32_t>(full.size()) + 2; bl++) {
             char *buffer = static_cast<char *>(malloc(bl > 0 ? bl : 1));
             int32_t length = 0;
@@ -286,7 +262,7 @@ TEST(StringToNumeric, DocumentedCases) {
         snprintf(text, sizeof text, "%s", c.text);
         NumericStruct n = make(999, 9, 7, 99);
         EXPECT_EQ(string_to_numeric(text, &n, 12, c.scale_in), c.result) << c.text;
-        EXPECT_TRUE(magnitude(n) == c.magnitude) << c.text;
+        EXPECT_TRUE(magnitude_of(n) == c.magnitude) << c.text;
         EXPECT_EQ(n.scale, c.scale) << c.text;
         EXPECT_EQ(n.sign, c.sign) << c.text;
         EXPECT_EQ(n.precision, 12) << c.text;
@@ -306,7 +282,7 @@ TEST(StringToNumeric, OverflowLeavesRecordButSign) {
         snprintf(text, sizeof text, "%s", t);
         NumericStruct n = make(77, 3, 5, 9);
         EXPECT_EQ(string_to_numeric(text, &n, 12, 0), -2) << t;
-        EXPECT_TRUE(magnitude(n) == 77) << t;
+        EXPECT_TRUE(magnitude_of(n) == 77) << t;
         EXPECT_EQ(n.scale, 3) << t;
         EXPECT_EQ(n.precision, 9) << t;
         EXPECT_EQ(n.sign, t[0] == '-' ? 0 : 1) << t;
@@ -358,7 +334,7 @@ TEST(CreateNumeric, DocumentedCases) {
     for (const ParseCase &c : cases) {
         NumericStruct n = make(0, 0, 1, 0);
         EXPECT_EQ(create_numeric(c.text, &n, 10, c.scale_in), c.result) << c.text;
-        EXPECT_TRUE(magnitude(n) == c.magnitude) << c.text;
+        EXPECT_TRUE(magnitude_of(n) == c.magnitude) << c.text;
         EXPECT_EQ(n.scale, c.scale) << c.text;
         EXPECT_EQ(n.sign, c.sign) << c.text;
     }
@@ -368,10 +344,10 @@ TEST(CreateNumeric, LongTextAndHugeScale) {
     std::string zeros(5000, '0');
     NumericStruct n;
     EXPECT_EQ(create_numeric((zeros + "12.5").c_str(), &n, 0, 1), 0);
-    EXPECT_TRUE(magnitude(n) == 125);
+    EXPECT_TRUE(magnitude_of(n) == 125);
     EXPECT_EQ(create_numeric("1", &n, 0, 100000), -2);
     EXPECT_EQ(create_numeric("-0.0", &n, 0, 100000), 0);
-    EXPECT_TRUE(magnitude(n) == 0);
+    EXPECT_TRUE(magnitude_of(n) == 0);
     EXPECT_EQ(n.sign, 0);
     EXPECT_EQ(n.scale, static_cast<int8_t>(100000 & 0xFF));
 }
@@ -400,14 +376,14 @@ TEST(IntToNumeric, Cases) {
     for (const IntCase &c : cases) {
         NumericStruct n = make(999, 0, 5);
         EXPECT_EQ(int_to_numeric(static_cast<int32_t>(c.value), &n, 7, c.scale), 0);
-        EXPECT_TRUE(magnitude(n) == c.magnitude) << c.value << " " << c.scale;
+        EXPECT_TRUE(magnitude_of(n) == c.magnitude) << c.value << " " << c.scale;
         EXPECT_EQ(n.sign, c.sign) << c.value;
         EXPECT_EQ(n.scale, c.scale);
         EXPECT_EQ(n.precision, 7);
     }
     NumericStruct n;
     EXPECT_EQ(int_to_numeric_noscale(-42, &n, 3), 0);
-    EXPECT_TRUE(magnitude(n) == 42);
+    EXPECT_TRUE(magnitude_of(n) == 42);
     EXPECT_EQ(n.sign, 0);
     EXPECT_EQ(n.scale, 0);
     EXPECT_EQ(n.precision, 3);
@@ -430,13 +406,13 @@ TEST(BigintToNumeric, Cases) {
     for (const IntCase &c : cases) {
         NumericStruct n = make(999, 0, 5);
         EXPECT_EQ(bigint_to_numeric(c.value, &n, 19, c.scale), 0);
-        EXPECT_TRUE(magnitude(n) == c.magnitude) << c.value << " " << c.scale;
+        EXPECT_TRUE(magnitude_of(n) == c.magnitude) << c.value << " " << c.scale;
         EXPECT_EQ(n.sign, c.sign) << c.value << " " << c.scale;
         EXPECT_EQ(n.scale, static_cast<int8_t>(c.scale));
     }
     NumericStruct n;
     EXPECT_EQ(bigint_to_numeric_noscale(-1, &n, 1), 0);
-    EXPECT_EQ(text_of(n), "-1");
+    EXPECT_EQ(numeric_text(n), "-1");
 }
 
 struct DoubleCase {
@@ -466,22 +442,22 @@ TEST(DoubleToNumeric, Cases) {
         NumericStruct n = make(4242, 0, 1);
         EXPECT_EQ(double_to_numeric(c.value, &n, 15, c.scale), c.result) << c.value;
         if (c.text != nullptr) {
-            EXPECT_EQ(text_of(n), c.text) << c.value;
+            EXPECT_EQ(numeric_text(n), c.text) << c.value;
             EXPECT_EQ(n.scale, c.record_scale);
         } else {
-            EXPECT_TRUE(magnitude(n) == 4242) << c.value;
+            EXPECT_TRUE(magnitude_of(n) == 4242) << c.value;
         }
     }
     NumericStruct n = make(0, 0);
     EXPECT_EQ(double_to_numeric(1200.0, &n, 15, -2), 0);
-    EXPECT_TRUE(magnitude(n) == 12);
+    EXPECT_TRUE(magnitude_of(n) == 12);
 }
 
 TEST(NumericToDouble, FactorTable) {
     EXPECT_EQ(std::bit_cast<uint64_t>(kx::d_factors[127]), 0x47A999999999999AULL);
     EXPECT_EQ(kx::d_factors[127], 1.7014118346046924e37);
     for (int k = 0; k < 127; k++) EXPECT_EQ(kx::d_factors[k], std::ldexp(1.0, k)) << k;
-    EXPECT_STREQ(kx::max_num, ref_digits(kMax).c_str());
+    EXPECT_STREQ(kx::max_num, decimal(kMax).c_str());
 }
 
 TEST(NumericToDouble, Cases) {
@@ -508,7 +484,7 @@ TEST(NumericToDouble, Cases) {
     for (auto &c : cases) {
         double d = -99.0;
         EXPECT_EQ(numeric_to_double(&c.n, &d), 0);
-        EXPECT_EQ(d, c.d) << text_of(c.n);
+        EXPECT_EQ(d, c.d) << numeric_text(c.n);
     }
     NumericStruct neg_zero = make(0, 0, 0);
     double d = 1.0;
@@ -540,8 +516,8 @@ TEST(NumericToIntegers, Cases) {
         int64_t b = 12345;
         EXPECT_EQ(numeric_to_int(&c.n, &i), 0);
         EXPECT_EQ(numeric_to_bigint(&c.n, &b), 0);
-        EXPECT_EQ(i, c.i) << text_of(c.n);
-        EXPECT_EQ(b, c.b) << text_of(c.n);
+        EXPECT_EQ(i, c.i) << numeric_text(c.n);
+        EXPECT_EQ(b, c.b) << numeric_text(c.n);
     }
 }
 
@@ -572,7 +548,7 @@ TEST(NumericCompare, Cases) {
     };
     for (auto &c : cases) {
         EXPECT_EQ(numeric_compare(&c.a, &c.b), c.result)
-            << text_of(c.a) << " vs " << text_of(c.b);
+            << numeric_text(c.a) << " vs " << numeric_text(c.b);
     }
 }
 
@@ -636,10 +612,10 @@ TEST(AddNumeric, Cases) {
     for (auto &c : cases) {
         NumericStruct a = c.a;
         a.precision = 11;
-        EXPECT_EQ(add_numeric(&a, &c.b), c.result) << text_of(c.a) << " + " << text_of(c.b);
-        EXPECT_TRUE(magnitude(a) == c.magnitude) << text_of(c.a) << " + " << text_of(c.b);
+        EXPECT_EQ(add_numeric(&a, &c.b), c.result) << numeric_text(c.a) << " + " << numeric_text(c.b);
+        EXPECT_TRUE(magnitude_of(a) == c.magnitude) << numeric_text(c.a) << " + " << numeric_text(c.b);
         EXPECT_EQ(a.scale, c.scale);
-        EXPECT_EQ(a.sign, c.sign) << text_of(c.a) << " + " << text_of(c.b);
+        EXPECT_EQ(a.sign, c.sign) << numeric_text(c.a) << " + " << numeric_text(c.b);
         EXPECT_EQ(a.precision, 11);
     }
 }
@@ -659,7 +635,7 @@ TEST(SubtractNumeric, Cases) {
         NumericStruct a = c.a;
         NumericStruct b = c.b;
         EXPECT_EQ(subtract_numeric(&a, &b), c.result);
-        EXPECT_TRUE(magnitude(a) == c.magnitude) << text_of(c.a) << " - " << text_of(c.b);
+        EXPECT_TRUE(magnitude_of(a) == c.magnitude) << numeric_text(c.a) << " - " << numeric_text(c.b);
         EXPECT_EQ(a.scale, c.scale);
         EXPECT_EQ(a.sign, c.sign);
         EXPECT_EQ(memcmp(&b, &c.b, sizeof b), 0);
@@ -684,7 +660,7 @@ TEST(MultNumeric, Cases) {
         NumericStruct a = c.a;
         a.precision = 30;
         EXPECT_EQ(mult_numeric(&a, &c.b), 0);
-        EXPECT_TRUE(magnitude(a) == c.magnitude) << text_of(c.a) << " * " << text_of(c.b);
+        EXPECT_TRUE(magnitude_of(a) == c.magnitude) << numeric_text(c.a) << " * " << numeric_text(c.b);
         EXPECT_EQ(a.scale, c.scale);
         EXPECT_EQ(a.sign, c.sign);
         EXPECT_EQ(a.precision, 0);
@@ -712,9 +688,9 @@ TEST(DivNumeric, Cases) {
         NumericStruct a = c.a;
         a.precision = 9;
         EXPECT_EQ(div_numeric(&a, &c.b, nullptr), 0);
-        EXPECT_TRUE(magnitude(a) == c.magnitude) << text_of(c.a) << " / " << text_of(c.b);
+        EXPECT_TRUE(magnitude_of(a) == c.magnitude) << numeric_text(c.a) << " / " << numeric_text(c.b);
         EXPECT_EQ(a.scale, c.scale);
-        EXPECT_EQ(a.sign, c.sign) << text_of(c.a) << " / " << text_of(c.b);
+        EXPECT_EQ(a.sign, c.sign) << numeric_text(c.a) << " / " << numeric_text(c.b);
         EXPECT_EQ(a.precision, 9);
     }
 }
@@ -740,7 +716,7 @@ TEST(DivNumeric, ByZeroWithContextPostsAndLeaves) {
     EXPECT_EQ(jumped, -1);
     EXPECT_EQ(context.result, -1);
     EXPECT_EQ(header->return_code, -1);
-    EXPECT_TRUE(magnitude(a) == 5);
+    EXPECT_TRUE(magnitude_of(a) == 5);
 
     char sqlstate[6] = "";
     int32_t native = 99;
@@ -825,7 +801,7 @@ TEST(DivNumeric, ByZeroContextWithoutStatement) {
     }
     EXPECT_EQ(code, -1);
     EXPECT_EQ(context.result, -1);
-    EXPECT_TRUE(magnitude(a) == 5);
+    EXPECT_TRUE(magnitude_of(a) == 5);
 }
 
 // A quotient too large for 128 bits: string_to_numeric returns -2 and sets
@@ -835,7 +811,7 @@ TEST(DivNumeric, OverflowingQuotientKeepsDividendButSign) {
     NumericStruct a = make(kMax, 0, 1, 9);
     NumericStruct b = make(1, 38, 0);
     EXPECT_EQ(div_numeric(&a, &b, nullptr), 0);
-    EXPECT_TRUE(magnitude(a) == kMax);
+    EXPECT_TRUE(magnitude_of(a) == kMax);
     EXPECT_EQ(a.sign, 0);
     EXPECT_EQ(a.scale, 0);
     EXPECT_EQ(a.precision, 9);
@@ -843,7 +819,7 @@ TEST(DivNumeric, OverflowingQuotientKeepsDividendButSign) {
     NumericStruct one = make(1, 40, 1, 5);
     NumericStruct three = make(3, 40);  // 1e-40 / 3e-40 = 0.333..
     EXPECT_EQ(div_numeric(&one, &three, nullptr), 0);
-    EXPECT_TRUE(magnitude(one) == 1);
+    EXPECT_TRUE(magnitude_of(one) == 1);
     EXPECT_EQ(one.sign, 1);
     EXPECT_EQ(one.scale, 40);
 }
@@ -856,7 +832,7 @@ TEST(NumericTables, Factors) {
     EXPECT_STREQ(kx::factors[64], "18446744073709551616");
     EXPECT_STREQ(kx::factors[127], "170141183460469231731687303715884105728");
     for (int k = 0; k < 128; k++)
-        EXPECT_EQ(kx::factors[k], ref_digits(static_cast<u128>(1) << k)) << k;
+        EXPECT_EQ(kx::factors[k], decimal(static_cast<u128>(1) << k)) << k;
     EXPECT_STREQ(kx::max_num, "340282366920938463463374607431768211455");
 }
 
@@ -904,10 +880,10 @@ TEST(StringToNumeric, HostileTexts) {
             EXPECT_EQ(n.scale, c.scale) << c.text.substr(0, 40);
             EXPECT_EQ(n.precision, 4);
             if (c.zero) {
-                EXPECT_TRUE(magnitude(n) == 0) << c.text.substr(0, 40);
+                EXPECT_TRUE(magnitude_of(n) == 0) << c.text.substr(0, 40);
             }
         } else {
-            EXPECT_TRUE(magnitude(n) == 99);
+            EXPECT_TRUE(magnitude_of(n) == 99);
             EXPECT_EQ(n.scale, 9);
         }
     }
@@ -937,11 +913,11 @@ TEST(CreateNumeric, HostileTextsAndScales) {
     // Worked cases: the fraction cut to the scale, zeros after it dropped.
     NumericStruct n;
     EXPECT_EQ(create_numeric(("-0." + std::string(1100, '0') + "1").c_str(), &n, 3, 5), 0);
-    EXPECT_TRUE(magnitude(n) == 0);
+    EXPECT_TRUE(magnitude_of(n) == 0);
     EXPECT_EQ(n.sign, 0);
     EXPECT_EQ(n.scale, 5);
     EXPECT_EQ(create_numeric(("." + std::string(2000, '7')).c_str(), &n, 3, 3), 0);
-    EXPECT_TRUE(magnitude(n) == 777);
+    EXPECT_TRUE(magnitude_of(n) == 777);
     EXPECT_EQ(n.scale, 3);
     EXPECT_EQ(create_numeric(std::string(1030, '1').c_str(), &n, 3, 0), -2);
 }
@@ -1014,8 +990,8 @@ TEST(NumericRandom, TextAndBackAgainstInt128) {
         int sign = static_cast<int>(rng() % 2);
         NumericStruct n = make(m, scale, sign);
         std::string expect = ref_text(m, scale, sign);
-        std::string text = text_of(n);
-        ASSERT_EQ(text, expect) << ref_digits(m) << " scale " << scale;
+        std::string text = numeric_text(n);
+        ASSERT_EQ(text, expect) << decimal(m) << " scale " << scale;
 
         // string_to_numeric reads the canonical text back.
         u128 back_m;
@@ -1029,7 +1005,7 @@ TEST(NumericRandom, TextAndBackAgainstInt128) {
             ASSERT_EQ(rc, -2) << expect;
         } else {
             ASSERT_EQ(rc, 0) << expect;
-            ASSERT_TRUE(magnitude(parsed) == back_m) << expect;
+            ASSERT_TRUE(magnitude_of(parsed) == back_m) << expect;
             ASSERT_EQ(parsed.scale, back_scale) << expect;
             ASSERT_EQ(parsed.sign, sign) << expect;
             // The same value, so the two compare equal; but zero at a
@@ -1044,7 +1020,7 @@ TEST(NumericRandom, TextAndBackAgainstInt128) {
         if (scale >= 0) {
             NumericStruct created;
             ASSERT_EQ(create_numeric(text.c_str(), &created, 38, scale), 0) << expect;
-            ASSERT_TRUE(magnitude(created) == m) << expect;
+            ASSERT_TRUE(magnitude_of(created) == m) << expect;
             ASSERT_EQ(created.scale, scale);
             ASSERT_EQ(created.sign, sign);
         }
@@ -1070,7 +1046,7 @@ TEST(NumericRandom, MatchesPerBitAlgorithm) {
         ASSERT_EQ(memcmp(fast, slow, 200), 0);
 
         // Parse random texts: signs, blanks, leading zeros, a point.
-        std::string digits = ref_digits(mags[i]);
+        std::string digits = decimal(mags[i]);
         if (rng() % 3 == 0) digits = std::string(rng() % 4, '0') + digits;
         if (rng() % 2 == 0) digits.insert(rng() % (digits.size() + 1), ".");
         if (rng() % 5 == 0) digits += std::string(rng() % 3, '9');

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <kxsupp.h>
+#include "support/kx_test_support.h"
 
 #include <csetjmp>
 #include <cstdint>
@@ -14,31 +15,12 @@
 
 namespace {
 
-typedef unsigned __int128 u128;
+using kxtest::magnitude_of;
+using kxtest::numeric;
+using kxtest::u128;
 
-NumericStruct num(u128 magnitude, int scale = 0, int sign = 1, int precision = 0) {
-    NumericStruct n;
-    std::memset(&n, 0, sizeof n);
-    n.precision = static_cast<uint8_t>(precision);
-    n.scale = static_cast<int8_t>(scale);
-    n.sign = static_cast<uint8_t>(sign);
-    for (int i = 0; i < 16; ++i)
-        n.val[i] = static_cast<uint8_t>(magnitude >> (8 * i));
-    return n;
-}
-
-u128 mag(const NumericStruct &n) {
-    u128 m = 0;
-    for (int i = 15; i >= 0; --i)
-        m = (m << 8) | n.val[i];
-    return m;
-}
-
-std::string text_of(const NumericStruct &n) {
-    char buf[256];
-    EXPECT_EQ(numeric_to_string(&n, buf, sizeof buf, nullptr), 0);
-    return buf;
-}
+// The text of a numeric record, with a null length pointer.
+std::string text_of(const NumericStruct &n) { return kxtest::numeric_text(n, false); }
 
 // A driver's statement, error header, memory handle and evaluation context.
 struct Driver {
@@ -72,7 +54,7 @@ protected:
     }
     Value *numv(u128 magnitude, int scale, int sign, int precision) {
         Value *v = bare(VALUE_NUMERIC);
-        v->payload.numeric = num(magnitude, scale, sign, precision);
+        v->payload.numeric = numeric(magnitude, scale, sign, precision);
         v->length = 19;
         v->attr[0] = precision;
         v->attr[1] = scale;
@@ -288,7 +270,7 @@ TEST_F(NumericOperation, ArithmeticTable) {
         EXPECT_EQ(r->ref_count, 3) << c.what << ": the result keeps its reference count";
         EXPECT_EQ(r->null_flag, 0) << c.what;
         EXPECT_EQ(text_of(r->payload.numeric), c.text) << c.what;
-        EXPECT_EQ(mag(r->payload.numeric), c.magnitude) << c.what;
+        EXPECT_EQ(magnitude_of(r->payload.numeric), c.magnitude) << c.what;
         EXPECT_EQ(r->payload.numeric.scale, c.scale) << c.what;
         EXPECT_EQ(r->payload.numeric.sign, c.sign) << c.what;
         EXPECT_EQ(r->payload.numeric.precision, c.precision) << c.what;
@@ -318,7 +300,7 @@ TEST_F(NumericOperation, AdditionOverflowKeepsLowBitsWithoutDiagnostic) {
     Value *r = result();
     numeric_operation(a, b, r, &d.ctx, KX_OP_ADD);
     EXPECT_EQ(r->type, VALUE_NUMERIC);
-    EXPECT_EQ(mag(r->payload.numeric), static_cast<u128>(0));
+    EXPECT_EQ(magnitude_of(r->payload.numeric), static_cast<u128>(0));
     EXPECT_EQ(diag_count(), 0);
     EXPECT_EQ(d.ctx.result, 0);
 }

@@ -5,6 +5,7 @@
  * GetDiagField as an application would.
  */
 #include <kxsupp.h>
+#include "support/kx_test_support.h"
 
 #include <gtest/gtest.h>
 
@@ -14,14 +15,7 @@
 
 namespace {
 
-constexpr int32_t kDiagReturnCode = 1;
-constexpr int32_t kDiagNumber = 2;
-constexpr int32_t kDiagSqlstate = 4;
-constexpr int32_t kDiagNative = 5;
-constexpr int32_t kDiagMessageText = 6;
-constexpr int32_t kDiagClassOrigin = 8;
-constexpr int32_t kDiagSubclassOrigin = 9;
-constexpr int32_t kDiagConnectionName = 10;
+using namespace kxtest::diag;
 
 struct Posted {
     std::string sqlstate, message, class_origin, subclass_origin, connection;
@@ -58,14 +52,14 @@ protected:
     int32_t count()
     {
         int32_t n = -99;
-        EXPECT_EQ(GetDiagField(3, stmt_.errors, 0, kDiagNumber, &n, 0, nullptr), 0);
+        EXPECT_EQ(GetDiagField(3, stmt_.errors, 0, kNumber, &n, 0, nullptr), 0);
         return n;
     }
 
     int32_t return_code()
     {
         int32_t rc = -99;
-        EXPECT_EQ(GetDiagField(3, stmt_.errors, 0, kDiagReturnCode, &rc, 0, nullptr), 0);
+        EXPECT_EQ(GetDiagField(3, stmt_.errors, 0, kReturnCode, &rc, 0, nullptr), 0);
         return rc;
     }
 
@@ -89,13 +83,13 @@ protected:
         p.sqlstate = state;
         p.message = message;
         EXPECT_EQ(len, (int16_t)p.message.size());
-        EXPECT_EQ(field(n, kDiagSqlstate), p.sqlstate);
-        EXPECT_EQ(field(n, kDiagMessageText), p.message);
-        p.class_origin = field(n, kDiagClassOrigin);
-        p.subclass_origin = field(n, kDiagSubclassOrigin);
-        p.connection = field(n, kDiagConnectionName);
+        EXPECT_EQ(field(n, kSqlState), p.sqlstate);
+        EXPECT_EQ(field(n, kMessageText), p.message);
+        p.class_origin = field(n, kClassOrigin);
+        p.subclass_origin = field(n, kSubclassOrigin);
+        p.connection = field(n, kConnectionName);
         int32_t native = -99;
-        EXPECT_EQ(GetDiagField(3, stmt_.errors, n, kDiagNative, &native, 0, nullptr), 0);
+        EXPECT_EQ(GetDiagField(3, stmt_.errors, n, kNative, &native, 0, nullptr), 0);
         EXPECT_EQ(native, p.native);
         return p;
     }

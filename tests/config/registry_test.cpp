@@ -24,43 +24,21 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+#include "support/kx_test_files.h"
 
 namespace {
 
-std::string make_temp_dir()
-{
-    char pattern[] = "/tmp/kx_registry_XXXXXX";
-    const char *dir = mkdtemp(pattern);
-    EXPECT_NE(dir, nullptr);
-    return dir != nullptr ? dir : "/tmp";
-}
+using kxtest::write_file;
 
-void write_file(const std::string &path, const std::string &text)
-{
-    FILE *f = std::fopen(path.c_str(), "wb");
-    ASSERT_NE(f, nullptr) << path;
-    std::fwrite(text.data(), 1, text.size(), f);
-    std::fclose(f);
-}
+// A private directory for the profiles of one test.
+std::string make_temp_dir() { return kxtest::make_temp_dir("kx_registry_"); }
 
-std::string read_file(const std::string &path)
-{
-    std::string text;
-    FILE *f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr)
-        return "<missing>";
-    char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0)
-        text.append(buffer, n);
-    std::fclose(f);
-    return text;
-}
+// A file's text, "<missing>" when it cannot be opened.
+std::string read_file(const std::string &path) { return kxtest::read_file(path, "<missing>"); }
 
 void remove_tree(const std::string &dir)
 {
-    std::string command = "rm -rf '" + dir + "'";
-    if (std::system(command.c_str()) != 0)
+    if (!kxtest::remove_tree(dir))
         ADD_FAILURE() << "could not remove " << dir;
 }
 

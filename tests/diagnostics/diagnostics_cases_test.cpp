@@ -5,6 +5,7 @@
  * the data-access layer.
  */
 #include <kxsupp.h>
+#include "support/kx_test_support.h"
 
 #include <gtest/gtest.h>
 
@@ -37,27 +38,7 @@ const char *const kMap[48][2] = {
     {"NYT00", "S1T00"},
 };
 
-/* ODBC diagnostic field identifiers and handle types, by number. */
-constexpr int32_t kEnv = 1;
-constexpr int32_t kDbc = 2;
-constexpr int32_t kStmt = 3;
-constexpr int32_t kDesc = 4;
-
-constexpr int32_t kReturnCode = 1;
-constexpr int32_t kNumber = 2;
-constexpr int32_t kRowCount = 3;
-constexpr int32_t kSqlState = 4;
-constexpr int32_t kNative = 5;
-constexpr int32_t kMessageText = 6;
-constexpr int32_t kDynamicFunction = 7;
-constexpr int32_t kClassOrigin = 8;
-constexpr int32_t kSubclassOrigin = 9;
-constexpr int32_t kConnectionName = 10;
-constexpr int32_t kServerName = 11;
-constexpr int32_t kDynamicFunctionCode = 12;
-constexpr int32_t kCursorRowCount = -1249;
-constexpr int32_t kRowNumber = -1248;
-constexpr int32_t kColumnNumber = -1247;
+using namespace kxtest::diag;
 
 class Diagnostics : public ::testing::Test {
 protected:
@@ -105,12 +86,7 @@ protected:
     int32_t field_int(int32_t handle_type, ErrorHeader *h, int32_t rec,
                       int32_t field)
     {
-        int32_t words[2] = {-12345, 0x5A5A5A5A};
-        int16_t rc = GetDiagField(handle_type, h, rec, field, words, 0, nullptr);
-        EXPECT_EQ(rc, 0) << "field " << field;
-        EXPECT_EQ(words[1], 0x5A5A5A5A) << "field " << field
-                                        << " wrote more than 32 bits";
-        return words[0];
+        return integer_field(handle_type, h, rec, field);
     }
 
     MemHandle *mem = nullptr;

@@ -12,31 +12,11 @@
 #include "memory/memsys_internal.h"
 #include "kxsupp/diagnostics.h"
 #include "kxsupp/memory.h"
+#include "support/kx_test_support.h"
 
 namespace {
 
-// SQL_DIAG_* identifiers, as ODBC numbers them.
-constexpr int32_t kReturnCode = 1;
-constexpr int32_t kNumber = 2;
-constexpr int32_t kRowCount = 3;
-constexpr int32_t kSqlState = 4;
-constexpr int32_t kNative = 5;
-constexpr int32_t kMessageText = 6;
-constexpr int32_t kDynamicFunction = 7;
-constexpr int32_t kClassOrigin = 8;
-constexpr int32_t kSubclassOrigin = 9;
-constexpr int32_t kConnectionName = 10;
-constexpr int32_t kServerName = 11;
-constexpr int32_t kDynamicFunctionCode = 12;
-constexpr int32_t kCursorRowCount = -1249;
-constexpr int32_t kRowNumber = -1248;
-constexpr int32_t kColumnNumber = -1247;
-
-// Handle types.
-constexpr int32_t kEnv = 1;
-constexpr int32_t kDbc = 2;
-constexpr int32_t kStmt = 3;
-constexpr int32_t kDesc = 4;
+using namespace kxtest::diag;
 
 struct Pair {
     const char *odbc3;
@@ -116,16 +96,6 @@ protected:
                   0);
         EXPECT_EQ(length, static_cast<int16_t>(std::strlen(text)));
         return text;
-    }
-    int32_t integer_field(int32_t handle_type, ErrorHeader *header,
-                          int32_t record, int32_t field)
-    {
-        int32_t words[2] = {-77, -77};
-        EXPECT_EQ(GetDiagField(handle_type, header, record, field, words, 0,
-                               nullptr),
-                  0);
-        EXPECT_EQ(words[1], -77) << "an integer field is one 32-bit word";
-        return words[0];
     }
 
     MemHandle *root_ = nullptr;

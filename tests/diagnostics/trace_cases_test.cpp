@@ -5,6 +5,7 @@
  * error is captured through dup2 when a line is expected there.
  */
 #include <kxsupp.h>
+#include "support/kx_test_files.h"
 
 #include <gtest/gtest.h>
 
@@ -22,40 +23,10 @@
 
 namespace {
 
-std::string read_all(const std::string &path)
-{
-    std::string text;
-    FILE *f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr)
-        return text;
-    char chunk[4096];
-    size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0)
-        text.append(chunk, n);
-    std::fclose(f);
-    return text;
-}
-
-void write_all(const std::string &path, const std::string &text)
-{
-    FILE *f = std::fopen(path.c_str(), "wb");
-    ASSERT_NE(f, nullptr);
-    std::fwrite(text.data(), 1, text.size(), f);
-    std::fclose(f);
-}
-
-bool exists(const std::string &path)
-{
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
-}
-
-std::string ptr_text(const void *p)
-{
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%p", p);
-    return buf;
-}
+using kxtest::exists;
+using kxtest::pointer_text;
+using kxtest::read_file;
+using kxtest::write_file;
 
 /* The line a driver expects: "[pid]tag@nnnn", spaces up to column 30, ":",
    the body and the newline. */
@@ -86,9 +57,8 @@ protected:
     void SetUp() override
     {
         ASSERT_NE(getcwd(old_cwd_, sizeof old_cwd_), nullptr);
-        char tmpl[] = "/tmp/kx_trace_cases_XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir_ = tmpl;
+        dir_ = kxtest::make_temp_dir("kx_trace_cases_");
+        ASSERT_FALSE(dir_.empty());
         ASSERT_EQ(chdir(dir_.c_str()), 0);
         saved_mask_ = error_mask;
         log_ = dir_ + "/trace.log";
@@ -98,37 +68,24 @@ protected:
     {
         error_mask = saved_mask_;
         EXPECT_EQ(chdir(old_cwd_), 0);
-        std::string cmd = "rm -rf '" + dir_ + "'";
-        EXPECT_EQ(std::system(cmd.c_str()), 0);
+        EXPECT_TRUE(kxtest::remove_tree(dir_));
     }
 
     /* Points the trace at the log file of this directory. */
-    void use_log_file() { write_all("odbc.ini", "{settings}\nlog_file = " + log_ + "\n"); }
+    void use_log_file() { write_file("odbc.ini", "{settings}\nlog_file = " + log_ + "\n"); }
 
     /* Runs fn with standard error sent to a file; returns what was written. */
     std::string capture_stderr(const std::function<void()> &fn)
     {
-        std::string path = dir_ + "/stderr.txt";
-        std::fflush(stderr);
-        int fd = ::open(path.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600);
-        EXPECT_GE(fd, 0);
-        int saved = ::dup(2);
-        EXPECT_GE(saved, 0);
-        ::dup2(fd, 2);
-        ::close(fd);
+        kxtest::StderrCapture capture;
         fn();
-        std::fflush(stderr);
-        ::dup2(saved, 2);
-        ::close(saved);
-        std::string text = read_all(path);
-        ::unlink(path.c_str());
-        return text;
+        return capture.text();
     }
 
     /* The log file's text, and the file removed for the next case. */
     std::string take_log()
     {
-        std::string text = read_all(log_);
+        std::string text = read_file(log_);
         ::unlink(log_.c_str());
         return text;
     }
@@ -278,12 +235,12 @@ TEST_F(TraceCases, Directives)
         {"i 70000", [] { log_message("t", 1, 4, "%i", (int32_t)70000); }, "4464"},
         {"u low 16 bits", [] { log_message("t", 1, 4, "%u", (int32_t)-1); }, "65535"},
         {"u 70000", [] { log_message("t", 1, 4, "%u", (int32_t)70000); }, "4464"},
-        {"p", [=] { log_message("t", 1, 4, "%p", handle); }, ptr_text(handle)},
-        {"h", [=] { log_message("t", 1, 4, "%h", handle); }, ptr_text(handle)},
+        {"p", [=] { log_message("t", 1, 4, "%p", handle); }, pointer_text(handle)},
+        {"h", [=] { log_message("t", 1, 4, "%h", handle); }, pointer_text(handle)},
         {"p null", [] { log_message("t", 1, 4, "%p", (void *)nullptr); },
-         ptr_text(nullptr)},
+         pointer_text(nullptr)},
         {"s", [=] { log_message("t", 1, 4, "%s", text); },
-         ptr_text(text) + "->hello world"},
+         pointer_text(text) + "->hello world"},
         {"s null", [] { log_message("t", 1, 4, "%s", (const char *)nullptr); },
          "<NULLPTR>"},
         {"e 0", [] { log_message("t", 1, 4, "%e", (int32_t)0); }, "SQL_SUCCESS"},
@@ -323,19 +280,19 @@ TEST_F(TraceCases, Directives)
          "<NULLSTR>{NULL}"},
         {"*S null text",
          [&] { log_message("t", 1, 4, "%*S", (const char *)nullptr, &len5); },
-         "<NULLSTR>{" + ptr_text(&len5) + "->5}"},
+         "<NULLSTR>{" + pointer_text(&len5) + "->5}"},
         {"*S null text nts",
          [&] { log_message("t", 1, 4, "%*S", (const char *)nullptr, &len_nts); },
-         "<NULLSTR>{" + ptr_text(&len_nts) + "->-3}"},
+         "<NULLSTR>{" + pointer_text(&len_nts) + "->-3}"},
         {"*S both set", [&] { log_message("t", 1, 4, "%*S", text, &len5); },
-         "\"hello\"{" + ptr_text(&len5) + "->5}"},
+         "\"hello\"{" + pointer_text(&len5) + "->5}"},
         {"*S unterminated", [&] { log_message("t", 1, 4, "%*S", abc, &len2); },
-         "\"ab\"{" + ptr_text(&len2) + "->2}"},
+         "\"ab\"{" + pointer_text(&len2) + "->2}"},
         {"*I", [&] { log_message("t", 1, 4, "%*I", &i32); },
-         ptr_text(&i32) + "->-77"},
+         pointer_text(&i32) + "->-77"},
         {"*I null", [] { log_message("t", 1, 4, "%*I", (int32_t *)nullptr); }, "<NULLPTR>"},
         {"*h", [&] { log_message("t", 1, 4, "%*h", &handle_ptr); },
-         ptr_text(&handle_ptr) + "->" + ptr_text(handle)},
+         pointer_text(&handle_ptr) + "->" + pointer_text(handle)},
         {"*h null", [] { log_message("t", 1, 4, "%*h", (void **)nullptr); }, "<NULLPTR>"},
         /* Unknown directives print nothing and take no argument. */
         {"percent", [] { log_message("t", 1, 4, "100%% sure"); }, "100 sure"},
@@ -349,7 +306,7 @@ TEST_F(TraceCases, Directives)
              log_message("t", 1, 4, "SQLExecDirect(%p, %S) = %e, rows=%I", handle,
                          "select 1", (int32_t)-3, (int32_t)1, (int32_t)12);
          },
-         "SQLExecDirect(" + ptr_text(handle) +
+         "SQLExecDirect(" + pointer_text(handle) +
              ", \"select 1\"{SQL_NTS}) = SQL_SUCESS_WITH_INFO, rows=12"},
     };
     for (const DirectiveCase &c : cases) {
@@ -412,7 +369,7 @@ TEST_F(TraceCases, EmptyLogFileGoesToStandardError)
     };
     error_mask = 1;
     for (const char *p : profiles) {
-        write_all("odbc.ini", p);
+        write_file("odbc.ini", p);
         std::string err = capture_stderr([] {
             EXPECT_EQ(log_message("T", 1, 1, "%e", (int32_t)100), 0);
         });
@@ -435,12 +392,12 @@ TEST_F(TraceCases, LogFileFromSettingsSection)
     };
     error_mask = 1;
     for (const Case &c : cases) {
-        write_all("odbc.ini", c.profile);
+        write_file("odbc.ini", c.profile);
         std::string err = capture_stderr([] {
             EXPECT_EQ(log_message("SQLFetch", 3, 1, "%U", (uint32_t)1), 0);
         });
         EXPECT_EQ(err, "") << c.profile;
-        EXPECT_EQ(read_all(c.file), expected_line("SQLFetch", 3, "1")) << c.profile;
+        EXPECT_EQ(read_file(c.file), expected_line("SQLFetch", 3, "1")) << c.profile;
         EXPECT_FALSE(exists("x.log")) << c.profile;
         ::unlink(c.file);
     }
@@ -449,11 +406,11 @@ TEST_F(TraceCases, LogFileFromSettingsSection)
 TEST_F(TraceCases, LogFileIsAppended)
 {
     use_log_file();
-    write_all(log_, "earlier\n");
+    write_file(log_, "earlier\n");
     error_mask = 1;
     EXPECT_EQ(log_message("A", 1, 1, "one"), 0);
     EXPECT_EQ(log_message("B", 2, 1, "two %I", (int32_t)2), 0);
-    EXPECT_EQ(read_all(log_),
+    EXPECT_EQ(read_file(log_),
               "earlier\n" + expected_line("A", 1, "one") + expected_line("B", 2, "two 2"));
 }
 
@@ -462,7 +419,7 @@ TEST_F(TraceCases, UnopenableLogFileGoesToStandardError)
     const std::string targets[] = {dir_ + "/missing/dir/t.log", dir_};
     error_mask = 1;
     for (const std::string &t : targets) {
-        write_all("odbc.ini", "{settings}\nlog_file = " + t + "\n");
+        write_file("odbc.ini", "{settings}\nlog_file = " + t + "\n");
         std::string err = capture_stderr([] {
             EXPECT_EQ(log_message("SQLEndTran", 44, 1, "%S", "ab", (int32_t)-3), 0);
         });
@@ -475,7 +432,7 @@ TEST_F(TraceCases, UnopenableLogFileGoesToStandardError)
 TEST_F(TraceCases, OverlongLogFileSettingIsSafe)
 {
     std::string name(200, 'q');
-    write_all("odbc.ini", "{settings}\nlog_file = " + name + "\n");
+    write_file("odbc.ini", "{settings}\nlog_file = " + name + "\n");
     error_mask = 1;
     std::string err = capture_stderr([] { EXPECT_EQ(log_message("T", 1, 1, "safe"), 0); });
     std::string want = expected_line("T", 1, "safe");
@@ -485,7 +442,7 @@ TEST_F(TraceCases, OverlongLogFileSettingIsSafe)
     while (struct dirent *e = readdir(d)) {
         if (std::strncmp(e->d_name, "qqq", 3) == 0) {
             EXPECT_LE(std::strlen(e->d_name), 128u);
-            found += read_all(e->d_name);
+            found += read_file(e->d_name);
         }
     }
     closedir(d);
@@ -496,8 +453,8 @@ TEST_F(TraceCases, OverlongLogFileSettingIsSafe)
 
 TEST_F(TraceCases, InnerWritesWhateverTheMaskWithTheGivenProfile)
 {
-    write_all("odbc.ini", "{settings}\nlog_file = default.log\n");
-    write_all("other.ini", "{settings}\nlog_file = other.log\n");
+    write_file("odbc.ini", "{settings}\nlog_file = default.log\n");
+    write_file("other.ini", "{settings}\nlog_file = other.log\n");
     ProfileHandle *h = open_registry();
     ASSERT_NE(h, nullptr);
     set_config(h, "other.ini");
@@ -506,7 +463,7 @@ TEST_F(TraceCases, InnerWritesWhateverTheMaskWithTheGivenProfile)
                          "sel", (int32_t)2),
               0);
     close_registry(h);
-    EXPECT_EQ(read_all("other.log"),
+    EXPECT_EQ(read_file("other.log"),
               expected_line("SQLPrepare", 5, "-1|SQL_INVALID_HANDLE|\"se\"{2}"));
     EXPECT_FALSE(exists("default.log"));
 }

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/kx_test_files.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -28,40 +30,11 @@
 
 namespace {
 
-std::string read_all(const std::string &path)
-{
-    std::string text;
-    FILE *f = fopen(path.c_str(), "rb");
-    if (f == nullptr)
-        return text;
-    char chunk[4096];
-    size_t n;
-    while ((n = fread(chunk, 1, sizeof chunk, f)) > 0)
-        text.append(chunk, n);
-    fclose(f);
-    return text;
-}
-
-void write_all(const std::string &path, const std::string &text)
-{
-    FILE *f = fopen(path.c_str(), "wb");
-    ASSERT_NE(f, nullptr) << path;
-    ASSERT_EQ(fwrite(text.data(), 1, text.size(), f), text.size());
-    ASSERT_EQ(fclose(f), 0);
-}
-
-bool exists(const std::string &path)
-{
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
-
-std::string pointer_text(const void *p)
-{
-    char text[64];
-    snprintf(text, sizeof text, "%p", p);
-    return text;
-}
+using kxtest::exists;
+using kxtest::pointer_text;
+using kxtest::read_file;
+using kxtest::write_file;
+using kxtest::StderrCapture;
 
 std::string pid_text()
 {
@@ -78,45 +51,6 @@ std::string header(const std::string &tag, const char *number)
     return h + ":";
 }
 
-// Sends standard error to a temporary file while alive.
-class StderrCapture {
-public:
-    StderrCapture()
-    {
-        char path[] = "/tmp/kxtrace_stderr.XXXXXX";
-        fd_ = mkstemp(path);
-        path_ = path;
-        fflush(stderr);
-        saved_ = dup(2);
-        dup2(fd_, 2);
-    }
-    ~StderrCapture()
-    {
-        restore();
-        unlink(path_.c_str());
-    }
-    std::string text()
-    {
-        restore();
-        return read_all(path_);
-    }
-
-private:
-    void restore()
-    {
-        if (saved_ >= 0) {
-            fflush(stderr);
-            dup2(saved_, 2);
-            close(saved_);
-            close(fd_);
-            saved_ = -1;
-        }
-    }
-    int fd_ = -1;
-    int saved_ = -1;
-    std::string path_;
-};
-
 // Each test runs in its own temporary directory, which holds the profile
 // "odbc.ini" that log_message reads from the current directory.
 class TraceTest : public ::testing::Test {
@@ -124,9 +58,8 @@ protected:
     void SetUp() override
     {
         ASSERT_NE(getcwd(saved_cwd_, sizeof saved_cwd_), nullptr);
-        char pattern[] = "/tmp/kxtrace.XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        dir_ = pattern;
+        dir_ = kxtest::make_temp_dir("kxtrace.");
+        ASSERT_FALSE(dir_.empty());
         ASSERT_EQ(chdir(dir_.c_str()), 0);
         log_ = dir_ + "/trace.log";
         saved_mask_ = error_mask;
@@ -136,12 +69,11 @@ protected:
     {
         error_mask = saved_mask_;
         ASSERT_EQ(chdir(saved_cwd_), 0);
-        std::string command = "rm -rf '" + dir_ + "'";
-        ASSERT_EQ(system(command.c_str()), 0);
+        ASSERT_TRUE(kxtest::remove_tree(dir_));
     }
     void use_log_file(const std::string &path)
     {
-        write_all(dir_ + "/odbc.ini",
+        write_file(dir_ + "/odbc.ini",
                   "[Sales]\nServer = alpha\n{settings}\nlog_file = " + path + "\n");
     }
     // Runs one traced call with the log in trace.log and returns the text
@@ -151,7 +83,7 @@ protected:
         use_log_file(log_);
         unlink(log_.c_str());
         call();
-        std::string text = read_all(log_);
+        std::string text = read_file(log_);
         std::string h = header("t", "0000");
         EXPECT_EQ(text.compare(0, h.size(), h), 0) << text;
         EXPECT_FALSE(text.empty());
@@ -174,7 +106,7 @@ TEST_F(TraceTest, HeaderIsPaddedToColumnThirty)
 {
     use_log_file(log_);
     ASSERT_EQ(log_message("T", 1, 1, "x"), 0);
-    std::string line = read_all(log_);
+    std::string line = read_file(log_);
     std::string start = "[" + pid_text() + "]T@0001";
     ASSERT_LT(start.size(), 30u);
     ASSERT_EQ(line.size(), 33u);  // 30 header columns, ":", "x", newline
@@ -199,7 +131,7 @@ TEST_F(TraceTest, HeaderLengthsAroundTheColumn)
         unlink(log_.c_str());
         std::string tag(c.header_length - fixed.size(), 'g');
         log_message(tag.c_str(), 7, 1, "%I", 5);
-        std::string line = read_all(log_);
+        std::string line = read_file(log_);
         std::string h = "[" + pid_text() + "]" + tag + "@0007";
         ASSERT_EQ(h.size(), c.header_length);
         EXPECT_EQ(line.substr(0, h.size()), h);
@@ -225,7 +157,7 @@ TEST_F(TraceTest, NumberIsFourDigitsZeroPadded)
     for (const Case &c : cases) {
         unlink(log_.c_str());
         log_message("SQLFetch", c.number, 1, "done");
-        EXPECT_EQ(read_all(log_), header("SQLFetch", c.text) + "done\n")
+        EXPECT_EQ(read_file(log_), header("SQLFetch", c.text) + "done\n")
             << c.number;
     }
 }
@@ -240,7 +172,7 @@ TEST_F(TraceTest, NullTagDoesNotCrash)
 {
     use_log_file(log_);
     log_message(nullptr, 3, 1, "x");
-    EXPECT_EQ(read_all(log_), header("(null)", "0003") + "x\n");
+    EXPECT_EQ(read_file(log_), header("(null)", "0003") + "x\n");
 }
 
 TEST_F(TraceTest, LongTagAndLongTextAreWrittenWhole)
@@ -252,7 +184,7 @@ TEST_F(TraceTest, LongTagAndLongTextAreWrittenWhole)
     log_message(tag.c_str(), 1, 1, "<%s>", text.c_str());
     std::string expected = "[" + pid_text() + "]" + tag + "@0001:<" +
                            pointer_text(text.c_str()) + "->" + text + ">\n";
-    EXPECT_TRUE(read_all(log_) == expected);
+    EXPECT_TRUE(read_file(log_) == expected);
 }
 
 // ---- the directives ----
@@ -446,7 +378,7 @@ TEST_F(TraceTest, CategoryMustShareABitWithTheMask)
     log_message("t", 4, 2, "two");
     log_message("t", 5, 0x5, "five");
     log_message("t", 6, 0xFFFFFFFF, "all");
-    EXPECT_EQ(read_all(log_), header("t", "0004") + "two\n" +
+    EXPECT_EQ(read_file(log_), header("t", "0004") + "two\n" +
                                   header("t", "0005") + "five\n" +
                                   header("t", "0006") + "all\n");
 }
@@ -506,7 +438,7 @@ TEST_F(TraceTest, EmptyOrMissingLogFileSendsLinesToStandardError)
         "",
     };
     for (const char *profile : profiles) {
-        write_all("odbc.ini", profile);
+        write_file("odbc.ini", profile);
         StderrCapture capture;
         log_message("t", 1, 1, "%I", 42);
         EXPECT_EQ(capture.text(), header("t", "0001") + "42\n") << profile;
@@ -525,21 +457,21 @@ TEST_F(TraceTest, UnopenableLogFileSendsLinesToStandardError)
 
 TEST_F(TraceTest, LinesAreAppendedAndTheFileIsNotTruncated)
 {
-    write_all(log_, "earlier\n");
+    write_file(log_, "earlier\n");
     use_log_file(log_);
     StderrCapture capture;
     log_message("a", 1, 1, "first");
     log_message("b", 2, 1, "second");
-    EXPECT_EQ(read_all(log_), "earlier\n" + header("a", "0001") + "first\n" +
+    EXPECT_EQ(read_file(log_), "earlier\n" + header("a", "0001") + "first\n" +
                                   header("b", "0002") + "second\n");
     EXPECT_EQ(capture.text(), "");
 }
 
 TEST_F(TraceTest, RelativeLogFileIsRelativeToTheCurrentDirectory)
 {
-    write_all("odbc.ini", "{settings}\nlog_file   =   relative.log  \n");
+    write_file("odbc.ini", "{settings}\nlog_file   =   relative.log  \n");
     log_message("t", 1, 1, "r");
-    EXPECT_EQ(read_all(dir_ + "/relative.log"), header("t", "0001") + "r\n");
+    EXPECT_EQ(read_file(dir_ + "/relative.log"), header("t", "0001") + "r\n");
 }
 
 // The setting is read for every line: a changed profile takes effect at the
@@ -549,14 +481,14 @@ TEST_F(TraceTest, LogFileIsReadForEveryLine)
     std::string second = dir_ + "/second.log";
     use_log_file(log_);
     log_message("t", 1, 1, "one");
-    write_all("odbc.ini.new", "{settings}\nlog_file = " + second + "\n");
+    write_file("odbc.ini.new", "{settings}\nlog_file = " + second + "\n");
     ASSERT_EQ(rename("odbc.ini.new", "odbc.ini"), 0);
     log_message("t", 2, 1, "two");
     unlink("odbc.ini");
     StderrCapture capture;
     log_message("t", 3, 1, "three");
-    EXPECT_EQ(read_all(log_), header("t", "0001") + "one\n");
-    EXPECT_EQ(read_all(second), header("t", "0002") + "two\n");
+    EXPECT_EQ(read_file(log_), header("t", "0001") + "one\n");
+    EXPECT_EQ(read_file(second), header("t", "0002") + "two\n");
     EXPECT_EQ(capture.text(), header("t", "0003") + "three\n");
 }
 
@@ -565,7 +497,7 @@ TEST_F(TraceTest, LogMessageWithAProfileHandle)
 {
     std::string profile_path = dir_ + "/elsewhere.ini";
     std::string other_log = dir_ + "/other.log";
-    write_all(profile_path, "{settings}\nlog_file = " + other_log + "\n");
+    write_file(profile_path, "{settings}\nlog_file = " + other_log + "\n");
     ProfileHandle *profile = open_registry();
     ASSERT_NE(profile, nullptr);
     set_config(profile, profile_path.c_str());
@@ -578,7 +510,7 @@ TEST_F(TraceTest, LogMessageWithAProfileHandle)
     };
     call("%S %I %e", "select 1", -3, 17, 100);
     close_registry(profile);
-    EXPECT_EQ(read_all(other_log),
+    EXPECT_EQ(read_file(other_log),
               header("SQLPrepare", "0009") + "\"select 1\"{SQL_NTS} 17 SQL_NO_DATA\n");
 }
 
@@ -619,13 +551,13 @@ TEST_F(TraceTest, LogFileNameIsReadIntoOneHundredTwentyEightOctets)
         {200, std::string(126, 'n') + "0"},
     };
     for (const Case &c : cases) {
-        write_all("odbc.ini",
+        write_file("odbc.ini",
                   "{settings}\nlog_file = " + std::string(c.value_length, 'n') + "\n");
         unlink(c.expected_name.c_str());
         StderrCapture capture;
         log_message("t", 1, 1, "%I", static_cast<int32_t>(c.value_length));
         EXPECT_EQ(capture.text(), "") << c.value_length;
-        EXPECT_EQ(read_all(dir_ + "/" + c.expected_name),
+        EXPECT_EQ(read_file(dir_ + "/" + c.expected_name),
                   header("t", "0001") + std::to_string(c.value_length) + "\n")
             << c.value_length;
         if (c.value_length != c.expected_name.size()) {
@@ -640,7 +572,7 @@ TEST_F(TraceTest, TagIsWrittenAsItIs)
 {
     use_log_file(log_);
     log_message("a%s%Ib%%", 2, 1, "%I", 3);
-    EXPECT_EQ(read_all(log_), header("a%s%Ib%%", "0002") + "3\n");
+    EXPECT_EQ(read_file(log_), header("a%s%Ib%%", "0002") + "3\n");
 }
 
 // A null text with a count never reads through the null pointer.
@@ -663,17 +595,17 @@ TEST_F(TraceTest, RemovedOrRenamedLogIsCreatedAgain)
     log_message("t", 1, 1, "one");
     ASSERT_EQ(unlink(log_.c_str()), 0);
     log_message("t", 2, 1, "two");
-    EXPECT_EQ(read_all(log_), header("t", "0002") + "two\n");
+    EXPECT_EQ(read_file(log_), header("t", "0002") + "two\n");
     std::string moved = dir_ + "/moved.log";
     ASSERT_EQ(rename(log_.c_str(), moved.c_str()), 0);
     log_message("t", 3, 1, "three");
-    EXPECT_EQ(read_all(moved), header("t", "0002") + "two\n");
-    EXPECT_EQ(read_all(log_), header("t", "0003") + "three\n");
+    EXPECT_EQ(read_file(moved), header("t", "0002") + "two\n");
+    EXPECT_EQ(read_file(log_), header("t", "0003") + "three\n");
     // A file put in its place takes the following lines.
-    write_all(log_ + ".new", "replaced\n");
+    write_file(log_ + ".new", "replaced\n");
     ASSERT_EQ(rename((log_ + ".new").c_str(), log_.c_str()), 0);
     log_message("t", 4, 1, "four");
-    EXPECT_EQ(read_all(log_), "replaced\n" + header("t", "0004") + "four\n");
+    EXPECT_EQ(read_file(log_), "replaced\n" + header("t", "0004") + "four\n");
 }
 
 // A log that can no longer be opened for writing sends the next line to
@@ -692,7 +624,7 @@ TEST_F(TraceTest, LogThatBecameUnopenableSendsLinesToStandardError)
         log_message("t", 2, 1, "two");
         EXPECT_EQ(capture.text(), header("t", "0002") + "two\n");
     }
-    EXPECT_EQ(read_all(moved), header("t", "0001") + "one\n");
+    EXPECT_EQ(read_file(moved), header("t", "0001") + "one\n");
     ASSERT_EQ(rmdir(log_.c_str()), 0);
 
     if (geteuid() == 0)
@@ -702,7 +634,7 @@ TEST_F(TraceTest, LogThatBecameUnopenableSendsLinesToStandardError)
     StderrCapture capture;
     log_message("t", 4, 1, "four");
     EXPECT_EQ(capture.text(), header("t", "0004") + "four\n");
-    EXPECT_EQ(read_all(log_), header("t", "0003") + "three\n");
+    EXPECT_EQ(read_file(log_), header("t", "0003") + "three\n");
 }
 
 // Nothing stays open between calls: the process has the same descriptors
@@ -793,7 +725,7 @@ TEST_F(TraceTest, FourThreadsWriteWholeLines)
     for (std::thread &t : threads)
         t.join();
     // "%s" prints the pointer first: strip "0x...->" to compare payloads.
-    std::string text = read_all(log_);
+    std::string text = read_file(log_);
     std::string cleaned;
     std::istringstream in(text);
     std::string line;
@@ -832,7 +764,7 @@ TEST_F(TraceTest, SeveralProcessesWriteWholeLines)
         ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     }
     // "%S" with SQL_NTS quotes the text and adds "{SQL_NTS}": undo that.
-    std::string text = read_all(log_);
+    std::string text = read_file(log_);
     std::string cleaned;
     std::istringstream in(text);
     std::string line;

@@ -1,7 +1,10 @@
 // Helpers shared by the test programs: value records made on the stack, a
-// test fixture that owns a memory handle and makes values on it, and an
+// test fixture that owns a memory handle and makes values on it, exact
+// numeric and interval records, ODBC diagnostic field numbers, and an
 // evaluation context on a statement with its own error header, set up as a
-// driver sets one up. Header-only, so that each test program stays one .cpp.
+// driver sets one up. Header-only, so that each test program stays one .cpp;
+// it uses the public header alone, so the case tables written against that
+// header depend on nothing internal.
 #ifndef KXSUPP_TESTS_SUPPORT_KX_TEST_SUPPORT_H
 #define KXSUPP_TESTS_SUPPORT_KX_TEST_SUPPORT_H
 
@@ -11,10 +14,7 @@
 #include <cstring>
 #include <string>
 
-#include "kxsupp/arith.h"
-#include "kxsupp/diagnostics.h"
-#include "kxsupp/memory.h"
-#include "kxsupp/values.h"
+#include <kxsupp.h>
 
 namespace kxtest {
 
@@ -104,11 +104,145 @@ inline int64_t bigint_of(const Value &v)
         v.payload.bigint.low);
 }
 
-// ---- values on a memory handle ----
+// ---- exact numeric records ----
 
-// A test that owns a memory handle and makes zeroed values on it with
-// newNode, as the literal builders make them.
-class ValueFixture : public ::testing::Test {
+typedef unsigned __int128 u128;
+
+// A numeric record with a 128-bit magnitude, scale, sign (1 positive, 0
+// negative) and precision; every other byte zeroed.
+inline NumericStruct numeric(u128 magnitude, int scale = 0, int sign = 1, int precision = 0)
+{
+    NumericStruct n;
+    std::memset(&n, 0, sizeof n);
+    n.precision = static_cast<uint8_t>(precision);
+    n.scale = static_cast<int8_t>(scale);
+    n.sign = static_cast<uint8_t>(sign);
+    for (int i = 0; i < 16; ++i)
+        n.val[i] = static_cast<uint8_t>(magnitude >> (8 * i));
+    return n;
+}
+
+// The 128-bit magnitude a numeric record holds.
+inline u128 magnitude_of(const NumericStruct &n)
+{
+    u128 m = 0;
+    for (int i = 15; i >= 0; --i)
+        m = (m << 8) | n.val[i];
+    return m;
+}
+
+// The text numeric_to_string makes of n, checking its return code and, when
+// check_length, the length it reports; without it the length pointer is null.
+inline std::string numeric_text(const NumericStruct &n, bool check_length = true)
+{
+    char buffer[1024];
+    if (!check_length) {
+        EXPECT_EQ(numeric_to_string(&n, buffer, sizeof buffer, nullptr), 0);
+        return buffer;
+    }
+    int32_t length = -1;
+    EXPECT_EQ(numeric_to_string(&n, buffer, sizeof buffer, &length), 0);
+    EXPECT_EQ(length, static_cast<int32_t>(std::strlen(buffer)));
+    return buffer;
+}
+
+// The decimal digits of a 128-bit magnitude.
+inline std::string decimal(u128 m)
+{
+    std::string s;
+    do {
+        s.insert(s.begin(), static_cast<char>('0' + static_cast<int>(m % 10)));
+        m /= 10;
+    } while (m != 0);
+    return s;
+}
+
+// ---- interval records ----
+
+// A year-month interval record of a kind; other bytes zeroed.
+inline IntervalStruct year_month(int32_t kind, uint32_t year, uint32_t month, int16_t sign = 0)
+{
+    IntervalStruct i;
+    std::memset(&i, 0, sizeof i);
+    i.interval_type = kind;
+    i.interval_sign = sign;
+    i.intval.year_month.year = year;
+    i.intval.year_month.month = month;
+    return i;
+}
+
+// A day-second interval record of a kind; other bytes zeroed.
+inline IntervalStruct day_second(int32_t kind, uint32_t day, uint32_t hour, uint32_t minute,
+                                 uint32_t second, uint32_t fraction = 0, int16_t sign = 0)
+{
+    IntervalStruct i;
+    std::memset(&i, 0, sizeof i);
+    i.interval_type = kind;
+    i.interval_sign = sign;
+    i.intval.day_second.day = day;
+    i.intval.day_second.hour = hour;
+    i.intval.day_second.minute = minute;
+    i.intval.day_second.second = second;
+    i.intval.day_second.fraction = fraction;
+    return i;
+}
+
+// A value on the stack holding an interval record, of the year-month or
+// day-second value type as its kind says.
+inline Value interval(const IntervalStruct &i)
+{
+    bool ym = i.interval_type == KX_IS_YEAR || i.interval_type == KX_IS_MONTH ||
+              i.interval_type == KX_IS_YEAR_TO_MONTH;
+    Value v = blank(ym ? VALUE_INTERVAL_YM : VALUE_INTERVAL_DS);
+    v.payload.interval = i;
+    return v;
+}
+
+// ---- ODBC diagnostic numbers ----
+
+namespace diag {
+
+// Handle types.
+constexpr int32_t kEnv = 1;
+constexpr int32_t kDbc = 2;
+constexpr int32_t kStmt = 3;
+constexpr int32_t kDesc = 4;
+
+// SQL_DIAG_* field identifiers, as ODBC numbers them.
+constexpr int32_t kReturnCode = 1;
+constexpr int32_t kNumber = 2;
+constexpr int32_t kRowCount = 3;
+constexpr int32_t kSqlState = 4;
+constexpr int32_t kNative = 5;
+constexpr int32_t kMessageText = 6;
+constexpr int32_t kDynamicFunction = 7;
+constexpr int32_t kClassOrigin = 8;
+constexpr int32_t kSubclassOrigin = 9;
+constexpr int32_t kConnectionName = 10;
+constexpr int32_t kServerName = 11;
+constexpr int32_t kDynamicFunctionCode = 12;
+constexpr int32_t kCursorRowCount = -1249;
+constexpr int32_t kRowNumber = -1248;
+constexpr int32_t kColumnNumber = -1247;
+
+// An integer diagnostic field read with GetDiagField, checking that it
+// succeeds and writes one 32-bit word only.
+inline int32_t integer_field(int32_t handle_type, ErrorHeader *header, int32_t record,
+                             int32_t field)
+{
+    int32_t words[2] = {-77, 0x5A5A5A5A};
+    EXPECT_EQ(GetDiagField(handle_type, header, record, field, words, 0, nullptr), 0)
+        << "field " << field;
+    EXPECT_EQ(words[1], 0x5A5A5A5A) << "field " << field << ": an integer field is one 32-bit word";
+    return words[0];
+}
+
+}  // namespace diag
+
+// ---- a memory handle per test ----
+
+// A test that owns a memory handle, made before and released after it.
+class MemoryFixture : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -117,6 +251,15 @@ protected:
     }
     void TearDown() override { kx_mem_release_handle(handle); }
 
+    MemHandle *handle = nullptr;
+};
+
+// ---- values on a memory handle ----
+
+// A test that owns a memory handle and makes zeroed values on it with
+// newNode, as the literal builders make them.
+class ValueFixture : public MemoryFixture {
+protected:
     virtual Value *make(int32_t type)
     {
         Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, handle));
@@ -156,8 +299,56 @@ protected:
             v->payload.numeric.val[i] = static_cast<uint8_t>(magnitude >> (8 * i));
         return v;
     }
-
-    MemHandle *handle = nullptr;
+    // A string value with its text inline, made by NewValue as a driver
+    // makes one.
+    Value *make_string(const char *text)
+    {
+        int32_t n = static_cast<int32_t>(std::strlen(text));
+        Value *v = NewValue(handle, n + 1);
+        EXPECT_NE(v, nullptr);
+        v->type = VALUE_STRING;
+        v->length = n;
+        v->data_length = n;
+        v->share_block = 0;
+        v->null_flag = 0;
+        v->long_buffer = nullptr;
+        std::memcpy(v->payload.text, text, static_cast<size_t>(n) + 1);
+        return v;
+    }
+    Value *make_date(int16_t y, uint16_t m, uint16_t d)
+    {
+        Value *v = make(VALUE_DATE);
+        v->payload.date = DateStruct{y, m, d};
+        return v;
+    }
+    Value *make_time(uint16_t h, uint16_t mi, uint16_t s)
+    {
+        Value *v = make(VALUE_TIME);
+        v->payload.time = TimeStruct{h, mi, s};
+        return v;
+    }
+    Value *make_timestamp(int16_t y, uint16_t mo, uint16_t d, uint16_t h, uint16_t mi,
+                          uint16_t s, uint32_t fraction = 0)
+    {
+        Value *v = make(VALUE_TIMESTAMP);
+        v->payload.timestamp = TimestampStruct{y, mo, d, h, mi, s, fraction};
+        return v;
+    }
+    // An interval value; the words are year-or-day, month-or-hour, minute,
+    // second and fraction, lp and sp the leading and seconds precisions.
+    Value *make_interval(int32_t kind, int16_t sign, uint32_t w0, uint32_t w1, uint32_t w2,
+                         uint32_t w3, uint32_t fraction, intptr_t lp = 2, intptr_t sp = 6)
+    {
+        Value *v = make(kind == 1 || kind == 2 || kind == 7 ? VALUE_INTERVAL_YM
+                                                            : VALUE_INTERVAL_DS);
+        v->payload.interval.interval_type = kind;
+        v->payload.interval.interval_sign = sign;
+        v->payload.interval.intval.day_second = DaySecondStruct{w0, w1, w2, w3, fraction};
+        v->attr[2] = lp;
+        v->attr[3] = sp;
+        return v;
+    }
+    static int64_t bigint_of(const Value *v) { return kxtest::bigint_of(*v); }
 };
 
 // ---- an evaluation context on a statement ----
@@ -167,12 +358,16 @@ protected:
 // context.exit with setjmp when it expects an error exit. errors() is null
 // when the header could not be made.
 struct StatementContext {
-    StatementContext()
+    // odbc_version 0 makes the header without an environment.
+    explicit StatementContext(int32_t odbc_version = 0)
     {
         mem = kx_mem_alloc_handle(nullptr);
+        environment = DriverEnvironment{1, odbc_version};
         std::memset(&statement, 0, sizeof statement);
         statement.kind = KX_KIND_STATEMENT;
-        statement.errors = mem != nullptr ? CreateErrorHeader(mem, nullptr) : nullptr;
+        statement.errors = mem != nullptr
+                               ? CreateErrorHeader(mem, odbc_version != 0 ? &environment : nullptr)
+                               : nullptr;
         std::memset(&context, 0, sizeof context);
         context.stmt = &statement;
         context.mem = mem;
@@ -188,6 +383,7 @@ struct StatementContext {
     ErrorHeader *errors() const { return statement.errors; }
 
     MemHandle *mem = nullptr;
+    DriverEnvironment environment;
     DriverStatement statement;
     EvalContext context;
 };

@@ -2,6 +2,7 @@
 // back, payload sizes by SQL type and direct ordering of two buffers. Only
 // the public header is used.
 #include <kxsupp.h>
+#include "support/kx_test_support.h"
 
 #include <gtest/gtest.h>
 
@@ -71,13 +72,7 @@ Dm ts_dm(int y, int m, int day, int hh, int mm, int ss, uint32_t f) {
     return make_dm(16, 0, VALUE_TIMESTAMP, &s, 16);
 }
 NumericStruct num(uint64_t magnitude, int scale, int sign) {
-    NumericStruct n;
-    memset(&n, 0, sizeof n);
-    n.precision = 18;
-    n.scale = (int8_t)scale;
-    n.sign = (uint8_t)sign;
-    for (int i = 0; i < 8; i++) n.val[i] = (uint8_t)(magnitude >> (8 * i));
-    return n;
+    return kxtest::numeric(magnitude, scale, sign, 18);
 }
 Dm num_dm(uint64_t magnitude, int scale, int sign) {
     NumericStruct n = num(magnitude, scale, sign);
@@ -85,25 +80,13 @@ Dm num_dm(uint64_t magnitude, int scale, int sign) {
 }
 IntervalStruct ds(int kind, uint32_t day, uint32_t hour, uint32_t minute,
                   uint32_t second, uint32_t fraction) {
-    IntervalStruct s;
-    memset(&s, 0, sizeof s);
-    s.interval_type = kind;
-    s.intval.day_second.day = day;
-    s.intval.day_second.hour = hour;
-    s.intval.day_second.minute = minute;
-    s.intval.day_second.second = second;
-    s.intval.day_second.fraction = fraction;
-    return s;
+    return kxtest::day_second(kind, day, hour, minute, second, fraction);
 }
 Dm ds_dm(const IntervalStruct &s) {
     return make_dm(28, 0, VALUE_INTERVAL_DS, &s, 28);
 }
 Dm ym_dm(uint32_t years, uint32_t months) {
-    IntervalStruct s;
-    memset(&s, 0, sizeof s);
-    s.interval_type = KX_IS_YEAR_TO_MONTH;
-    s.intval.year_month.year = years;
-    s.intval.year_month.month = months;
+    IntervalStruct s = kxtest::year_month(KX_IS_YEAR_TO_MONTH, years, months);
     return make_dm(28, 0, VALUE_INTERVAL_YM, &s, 28);
 }
 

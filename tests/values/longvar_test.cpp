@@ -20,38 +20,17 @@
 #include "kxsupp/memory.h"
 #include "kxsupp/values.h"
 #include "memory/memsys_internal.h"
+#include "support/kx_test_files.h"
 
 namespace {
 
-std::string make_temp_dir()
-{
-    char pattern[] = "/tmp/kx_longvar_XXXXXX";
-    char *dir = mkdtemp(pattern);
-    EXPECT_NE(dir, nullptr);
-    return dir != nullptr ? dir : "";
-}
+using kxtest::write_file;
 
-void write_file(const std::string &path, const std::string &contents)
-{
-    FILE *f = std::fopen(path.c_str(), "w");
-    ASSERT_NE(f, nullptr);
-    std::fputs(contents.c_str(), f);
-    std::fclose(f);
-}
+// A private directory for the blob files of one test.
+std::string make_temp_dir() { return kxtest::make_temp_dir("kx_longvar_"); }
 
 // Names in a directory other than "." and "..".
-std::vector<std::string> entries(const std::string &dir)
-{
-    std::vector<std::string> names;
-    DIR *d = opendir(dir.c_str());
-    if (d == nullptr)
-        return names;
-    while (dirent *e = readdir(d))
-        if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0)
-            names.push_back(e->d_name);
-    closedir(d);
-    return names;
-}
+std::vector<std::string> entries(const std::string &dir) { return kxtest::directory_entries(dir); }
 
 bool fd_is_open(int fd)
 {

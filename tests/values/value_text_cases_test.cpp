@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <kxsupp.h>
+#include "support/kx_test_support.h"
 
 #include <cstdint>
 #include <cstring>
@@ -12,56 +13,8 @@
 
 namespace {
 
-class TextCases : public ::testing::Test {
+class TextCases : public kxtest::ValueFixture {
 protected:
-    void SetUp() override
-    {
-        handle = kx_mem_alloc_handle(nullptr);
-        ASSERT_NE(handle, nullptr);
-    }
-    void TearDown() override { kx_mem_release_handle(handle); }
-
-    Value *make(int32_t type)
-    {
-        Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, handle));
-        EXPECT_NE(v, nullptr);
-        v->type = type;
-        return v;
-    }
-    Value *make_int(int32_t i)
-    {
-        Value *v = make(VALUE_INTEGER);
-        v->payload.integer = i;
-        return v;
-    }
-    Value *make_double(double d)
-    {
-        Value *v = make(VALUE_DOUBLE);
-        v->payload.dbl = d;
-        return v;
-    }
-    Value *make_bigint(int64_t b)
-    {
-        Value *v = make(VALUE_BIGINT);
-        uint64_t u = static_cast<uint64_t>(b);
-        v->payload.bigint.high = static_cast<int32_t>(static_cast<uint32_t>(u >> 32));
-        v->payload.bigint.low = static_cast<uint32_t>(u);
-        return v;
-    }
-    Value *make_string(const char *text)
-    {
-        int32_t n = static_cast<int32_t>(std::strlen(text));
-        Value *v = NewValue(handle, n + 1);
-        EXPECT_NE(v, nullptr);
-        v->type = VALUE_STRING;
-        v->length = n;
-        v->data_length = n;
-        v->share_block = 0;
-        v->null_flag = 0;
-        v->long_buffer = nullptr;
-        std::memcpy(v->payload.text, text, static_cast<size_t>(n) + 1);
-        return v;
-    }
     Value *make_binary(const unsigned char *bytes, int32_t n, int32_t declared)
     {
         Value *v = make(VALUE_BINARY);
@@ -72,48 +25,6 @@ protected:
         v->payload.bytes = copy;
         v->length = declared;
         v->data_length = n;
-        return v;
-    }
-    Value *make_numeric(uint64_t magnitude, int8_t scale, uint8_t sign)
-    {
-        Value *v = make(VALUE_NUMERIC);
-        v->payload.numeric.precision = 38;
-        v->payload.numeric.scale = scale;
-        v->payload.numeric.sign = sign;
-        for (int i = 0; i < 8; ++i)
-            v->payload.numeric.val[i] = static_cast<uint8_t>(magnitude >> (8 * i));
-        return v;
-    }
-    Value *make_date(int16_t y, uint16_t m, uint16_t d)
-    {
-        Value *v = make(VALUE_DATE);
-        v->payload.date = DateStruct{y, m, d};
-        return v;
-    }
-    Value *make_time(uint16_t h, uint16_t mi, uint16_t s)
-    {
-        Value *v = make(VALUE_TIME);
-        v->payload.time = TimeStruct{h, mi, s};
-        return v;
-    }
-    Value *make_timestamp(int16_t y, uint16_t m, uint16_t d, uint16_t h, uint16_t mi,
-                          uint16_t s, uint32_t f)
-    {
-        Value *v = make(VALUE_TIMESTAMP);
-        v->payload.timestamp = TimestampStruct{y, m, d, h, mi, s, f};
-        return v;
-    }
-    // An interval value; the words are year-or-day, month-or-hour, minute,
-    // second and fraction, lp and sp the leading and seconds precisions.
-    Value *make_interval(int32_t kind, int16_t sign, uint32_t w0, uint32_t w1, uint32_t w2,
-                         uint32_t w3, uint32_t fraction, intptr_t lp = 2, intptr_t sp = 6)
-    {
-        Value *v = make(kind == 1 || kind == 2 || kind == 7 ? VALUE_INTERVAL_YM : VALUE_INTERVAL_DS);
-        v->payload.interval.interval_type = kind;
-        v->payload.interval.interval_sign = sign;
-        v->payload.interval.intval.day_second = DaySecondStruct{w0, w1, w2, w3, fraction};
-        v->attr[2] = lp;
-        v->attr[3] = sp;
         return v;
     }
 
@@ -143,7 +54,6 @@ protected:
         return std::string(buf);
     }
 
-    MemHandle *handle = nullptr;
     char buf[4096];
 };
 

@@ -43,40 +43,6 @@ protected:
     {
         return ValueFixture::make_numeric(magnitude, scale, sign, 20);
     }
-    Value *make_date(int16_t y, uint16_t m, uint16_t d)
-    {
-        Value *v = make(VALUE_DATE);
-        v->payload.date = {y, m, d};
-        return v;
-    }
-    Value *make_time(uint16_t h, uint16_t m, uint16_t s)
-    {
-        Value *v = make(VALUE_TIME);
-        v->payload.time = {h, m, s};
-        return v;
-    }
-    Value *make_timestamp(int16_t y, uint16_t mo, uint16_t d, uint16_t h,
-                          uint16_t mi, uint16_t s, uint32_t fraction = 0)
-    {
-        Value *v = make(VALUE_TIMESTAMP);
-        v->payload.timestamp = {y, mo, d, h, mi, s, fraction};
-        return v;
-    }
-    // An interval: words are year-or-day, month-or-hour, minute, second,
-    // fraction; lp and sp the leading and seconds precisions.
-    Value *make_interval(int32_t kind, int16_t sign, uint32_t w1, uint32_t w2,
-                         uint32_t w3, uint32_t w4, uint32_t fraction,
-                         intptr_t lp = 2, intptr_t sp = 6)
-    {
-        Value *v = make(kind == 1 || kind == 2 || kind == 7 ? VALUE_INTERVAL_YM
-                                                            : VALUE_INTERVAL_DS);
-        v->payload.interval.interval_type = kind;
-        v->payload.interval.interval_sign = sign;
-        v->payload.interval.intval.day_second = {w1, w2, w3, w4, fraction};
-        v->attr[2] = lp;
-        v->attr[3] = sp;
-        return v;
-    }
 
     std::string text(const Value *v)
     {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <kxsupp.h>
+#include "support/kx_test_support.h"
 
 #include <cmath>
 #include <cstdint>
@@ -14,77 +15,7 @@
 namespace {
 
 // A memory handle per test, released at the end.
-class ValueCases : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        handle = kx_mem_alloc_handle(nullptr);
-        ASSERT_NE(handle, nullptr);
-    }
-    void TearDown() override { kx_mem_release_handle(handle); }
-
-    // A zeroed value of the given type, as the literal builders make one.
-    Value *make(int32_t type)
-    {
-        Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, handle));
-        EXPECT_NE(v, nullptr);
-        v->type = type;
-        return v;
-    }
-    Value *make_int(int32_t i)
-    {
-        Value *v = make(VALUE_INTEGER);
-        v->payload.integer = i;
-        return v;
-    }
-    Value *make_double(double d)
-    {
-        Value *v = make(VALUE_DOUBLE);
-        v->payload.dbl = d;
-        return v;
-    }
-    Value *make_bigint(int64_t b)
-    {
-        Value *v = make(VALUE_BIGINT);
-        uint64_t u = static_cast<uint64_t>(b);
-        v->payload.bigint.high = static_cast<int32_t>(static_cast<uint32_t>(u >> 32));
-        v->payload.bigint.low = static_cast<uint32_t>(u);
-        return v;
-    }
-    Value *make_string(const char *text)
-    {
-        int32_t n = static_cast<int32_t>(std::strlen(text));
-        Value *v = NewValue(handle, n + 1);
-        EXPECT_NE(v, nullptr);
-        v->type = VALUE_STRING;
-        v->length = n;
-        v->data_length = n;
-        v->share_block = 0;
-        v->null_flag = 0;
-        v->long_buffer = nullptr;
-        std::memcpy(v->payload.text, text, static_cast<size_t>(n) + 1);
-        return v;
-    }
-    // Numeric from a magnitude, scale and sign (1 positive, 0 negative).
-    Value *make_numeric(uint64_t magnitude, int8_t scale, uint8_t sign)
-    {
-        Value *v = make(VALUE_NUMERIC);
-        v->payload.numeric.precision = 38;
-        v->payload.numeric.scale = scale;
-        v->payload.numeric.sign = sign;
-        for (int i = 0; i < 8; ++i)
-            v->payload.numeric.val[i] = static_cast<uint8_t>(magnitude >> (8 * i));
-        return v;
-    }
-    static int64_t bigint_of(const Value *v)
-    {
-        uint64_t u = (static_cast<uint64_t>(static_cast<uint32_t>(v->payload.bigint.high)) << 32) |
-                     v->payload.bigint.low;
-        return static_cast<int64_t>(u);
-    }
-
-    MemHandle *handle = nullptr;
-};
+class ValueCases : public kxtest::ValueFixture {};
 
 // ---- the SQL type mapping ----
 

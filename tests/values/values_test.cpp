@@ -19,21 +19,6 @@ namespace {
 
 class ValuesTest : public kxtest::ValueFixture {
 protected:
-    // A string value with its text inline, as a driver makes one.
-    Value *make_string(const char *text)
-    {
-        int32_t length = static_cast<int32_t>(std::strlen(text));
-        Value *v = NewValue(handle, length + 1);
-        EXPECT_NE(v, nullptr);
-        v->type = VALUE_STRING;
-        v->length = length;
-        v->data_length = length;
-        v->share_block = 0;
-        v->null_flag = 0;
-        v->long_buffer = nullptr;
-        std::memcpy(v->payload.text, text, static_cast<size_t>(length) + 1);
-        return v;
-    }
     // Blocks currently linked in the handle.
     int block_count()
     {
