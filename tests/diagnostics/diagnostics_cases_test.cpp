@@ -15,28 +15,7 @@
 
 namespace {
 
-/* The map in its memory order: the left column pair of the published
-   table, then the middle one, then the right one. */
-const char *const kMap[48][2] = {
-    {"01001", "01S03"}, {"HY019", "22003"}, {"22007", "22008"},
-    {"22018", "22005"}, {"07005", "24000"}, {"07008", "S1000"},
-    {"07009", "S1002"}, {"42000", "37000"}, {"HY018", "70100"},
-    {"42S01", "S0001"}, {"42S02", "S0002"}, {"42S11", "S0011"},
-    {"42S12", "S0012"}, {"42S21", "S0021"}, {"42S22", "S0022"},
-    {"42S23", "S0023"},
-    {"HY000", "S1000"}, {"HY001", "S1001"}, {"HY003", "S1003"},
-    {"HY004", "S1004"}, {"HY008", "S1008"}, {"HY009", "S1009"},
-    {"HY024", "S1009"}, {"HY092", "S1009"}, {"HY007", "S1010"},
-    {"HY010", "S1010"}, {"HY011", "S1011"}, {"HY012", "S1012"},
-    {"HY090", "S1090"}, {"HY091", "S1091"}, {"HY092", "S1092"},
-    {"HY096", "S1096"},
-    {"HY097", "S1097"}, {"HY098", "S1098"}, {"HY099", "S1099"},
-    {"HY100", "S1100"}, {"HY101", "S1101"}, {"HY103", "S1103"},
-    {"HY104", "S1104"}, {"HY105", "S1105"}, {"HY106", "S1106"},
-    {"HY107", "S1107"}, {"HY108", "S1108"}, {"HY109", "S1109"},
-    {"HY110", "S1110"}, {"HY111", "S1111"}, {"HYC00", "S1C00"},
-    {"NYT00", "S1T00"},
-};
+constexpr const auto &kMap = kxtest::kStateMap;
 
 using namespace kxtest::diag;
 
@@ -99,8 +78,8 @@ TEST_F(Diagnostics, MapTableRowsInOrder)
     for (int i = 0; i < 48; ++i) {
         ASSERT_NE(map_table[i].odbc3, nullptr) << i;
         ASSERT_NE(map_table[i].odbc2, nullptr) << i;
-        EXPECT_STREQ(map_table[i].odbc3, kMap[i][0]) << i;
-        EXPECT_STREQ(map_table[i].odbc2, kMap[i][1]) << i;
+        EXPECT_STREQ(map_table[i].odbc3, kMap[i].odbc3) << i;
+        EXPECT_STREQ(map_table[i].odbc2, kMap[i].odbc2) << i;
     }
     EXPECT_EQ(map_table[48].odbc3, nullptr);
     EXPECT_EQ(map_table[48].odbc2, nullptr);
@@ -167,13 +146,13 @@ TEST_F(Diagnostics, Odbc2HeaderMapsEveryRowByFirstMatch)
 {
     ErrorHeader *h = header(2);
     for (int i = 0; i < 48; ++i) {
-        const char *expected = kMap[i][1];
+        const char *expected = kMap[i].odbc2;
         for (int j = 0; j < i; ++j)
-            if (std::strcmp(kMap[j][0], kMap[i][0]) == 0) {
-                expected = kMap[j][1];
+            if (std::strcmp(kMap[j].odbc3, kMap[i].odbc3) == 0) {
+                expected = kMap[j].odbc2;
                 break;
             }
-        EXPECT_EQ(post_state(h, kMap[i][0]), expected) << kMap[i][0];
+        EXPECT_EQ(post_state(h, kMap[i].odbc3), expected) << kMap[i].odbc3;
     }
 }
 
@@ -181,7 +160,7 @@ TEST_F(Diagnostics, Odbc3HeaderKeepsEveryState)
 {
     ErrorHeader *h = header(3);
     for (const auto &row : kMap)
-        EXPECT_EQ(post_state(h, row[0]), row[0]);
+        EXPECT_EQ(post_state(h, row.odbc3), row.odbc3);
     EXPECT_EQ(post_state(h, "08S01"), "08S01");
 }
 

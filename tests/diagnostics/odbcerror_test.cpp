@@ -18,32 +18,8 @@ namespace {
 
 using namespace kxtest::diag;
 
-struct Pair {
-    const char *odbc3;
-    const char *odbc2;
-};
-
-// The table typed from its documentation, read down each column pair.
-const Pair kExpectedMap[48] = {
-    {"01001", "01S03"}, {"HY019", "22003"}, {"22007", "22008"},
-    {"22018", "22005"}, {"07005", "24000"}, {"07008", "S1000"},
-    {"07009", "S1002"}, {"42000", "37000"}, {"HY018", "70100"},
-    {"42S01", "S0001"}, {"42S02", "S0002"}, {"42S11", "S0011"},
-    {"42S12", "S0012"}, {"42S21", "S0021"}, {"42S22", "S0022"},
-    {"42S23", "S0023"},
-    {"HY000", "S1000"}, {"HY001", "S1001"}, {"HY003", "S1003"},
-    {"HY004", "S1004"}, {"HY008", "S1008"}, {"HY009", "S1009"},
-    {"HY024", "S1009"}, {"HY092", "S1009"}, {"HY007", "S1010"},
-    {"HY010", "S1010"}, {"HY011", "S1011"}, {"HY012", "S1012"},
-    {"HY090", "S1090"}, {"HY091", "S1091"}, {"HY092", "S1092"},
-    {"HY096", "S1096"},
-    {"HY097", "S1097"}, {"HY098", "S1098"}, {"HY099", "S1099"},
-    {"HY100", "S1100"}, {"HY101", "S1101"}, {"HY103", "S1103"},
-    {"HY104", "S1104"}, {"HY105", "S1105"}, {"HY106", "S1106"},
-    {"HY107", "S1107"}, {"HY108", "S1108"}, {"HY109", "S1109"},
-    {"HY110", "S1110"}, {"HY111", "S1111"}, {"HYC00", "S1C00"},
-    {"NYT00", "S1T00"},
-};
+using Pair = kxtest::StatePair;
+constexpr const auto &kExpectedMap = kxtest::kStateMap;
 
 // The ODBC 2 state an application should see: the first row that matches.
 std::string expected_odbc2(const char *state)
