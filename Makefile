@@ -6,7 +6,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 PREFIX     ?= /usr/local
 PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
-              libbenchmark-dev unixodbc-dev binutils
+              libbenchmark-dev unixodbc-dev libsqlite3-dev binutils
 
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
