@@ -1,0 +1,207 @@
+// functions_args: results and arguments of the scalar functions.
+//
+// Internal to the functions module (declared in functions_internal.h): the
+// error exit, result values made in the context's memory handle, and the
+// reading of string arguments. A VALUE_STRING argument is read in place,
+// through its own NUL-terminated buffer. Long character or binary data
+// (types 29 and 30) lives behind the statement's connection, which supplies
+// two operations: rewind a long buffer, and read from it into a destination
+// (0 all fitted, 1 more remains, 2 or more failure; the full length goes to
+// an output word). A long argument is copied whole into a buffer from the
+// memory handle and freed again when the function is done.
+#include <cstring>
+
+#include "diagnostics/error_exit.h"
+#include "functions/functions_internal.h"
+#include "kxsupp/memory.h"
+#include "kxsupp/values.h"
+
+namespace {
+
+using kx::fn::TextArg;
+
+// The first read of a long argument: two octets, the first part of the
+// text and its terminator, and the full length.
+constexpr int32_t kProbeSize = 2;
+// ASCII only needs the first octet but reads a little more.
+constexpr int32_t kFirstOctetProbeSize = 20;
+
+enum LongRead : int32_t { kAllRead = 0, kMoreData = 1 };
+
+DriverConnection *connection_of(const EvalContext *context)
+{
+    if (context == nullptr || context->stmt == nullptr)
+        return nullptr;
+    return context->stmt->connection;
+}
+
+// Rewinds a long argument and reads its first part into destination; takes
+// the error exit when the connection cannot give it. Returns the read's code
+// (0 or 1) and the full length through length.
+int32_t start_long_read(EvalContext *context, Value *value, char *destination,
+                        int32_t size, int32_t *length)
+{
+    DriverConnection *connection = connection_of(context);
+    if (connection == nullptr || connection->long_rewind == nullptr ||
+        connection->long_read == nullptr || value->long_buffer == nullptr)
+        kx::fn::fail(context, "HY000", kx::fn::kLongReadError);
+    connection->long_rewind(value->long_buffer, value->type);
+    *length = 0;
+    int32_t code = connection->long_read(value->long_buffer, destination, size, length, 0);
+    if (code != kAllRead && code != kMoreData)
+        kx::fn::fail(context, "HY000", kx::fn::kLongReadError);
+    if (*length < 0)
+        kx::fn::fail(context, "HY000", kx::fn::kLongReadError);
+    return code;
+}
+
+// The whole of a long argument, copied into a buffer of length + 1 octets.
+TextArg read_long_text(EvalContext *context, Value *value, const char *alloc_message)
+{
+    char probe[kProbeSize] = {0, 0};
+    int32_t length = 0;
+    int32_t code = start_long_read(context, value, probe, kProbeSize, &length);
+    char *copy = static_cast<char *>(
+        kx_mem_alloc(context->mem, static_cast<size_t>(length) + 1));
+    if (copy == nullptr)
+        kx::fn::fail(context, "HY001", alloc_message);
+    size_t first = length > 0 ? 1 : 0;
+    std::memcpy(copy, probe, first);
+    copy[first] = '\0';
+    if (code == kMoreData && length > 1) {
+        // The rest goes in after the first octet; the destination size is
+        // the room the copy has left, never more.
+        int32_t rest_length = 0;
+        DriverConnection *connection = connection_of(context);
+        int32_t rest = connection->long_read(value->long_buffer, copy + 1, length,
+                                             &rest_length, 0);
+        if (rest != kAllRead && rest != kMoreData)
+            kx::fn::fail(context, "HY000", kx::fn::kLongReadError);
+    }
+    copy[length] = '\0';
+    return TextArg{copy, std::strlen(copy), true, value};
+}
+
+// Zeroes a record that NewValue made, keeping what NewValue set.
+void clear_record(Value *value)
+{
+    char *text = value->payload.text;
+    MemHandle *handle = value->mem_handle;
+    std::memset(value, 0, sizeof(Value));
+    value->kind = NODE_VALUE;
+    value->mem_handle = handle;
+    value->payload.text = text;
+    value->inline_buffer = 1;
+}
+
+}  // namespace
+
+namespace kx::fn {
+
+[[noreturn]] void fail(EvalContext *context, const char *sqlstate, const char *message)
+{
+    kx::error_exit(context, "ODBC3.0", sqlstate, message);
+}
+
+Value *new_result(EvalContext *context, int32_t type)
+{
+    Value *value = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, context->mem));
+    if (value != nullptr)
+        value->type = type;
+    return value;
+}
+
+Value *integer_result(EvalContext *context, int32_t n)
+{
+    Value *result = new_result(context, VALUE_INTEGER);
+    if (result != nullptr)
+        result->payload.integer = n;
+    return result;
+}
+
+Value *double_result(EvalContext *context, double d)
+{
+    Value *result = new_result(context, VALUE_DOUBLE);
+    if (result != nullptr)
+        result->payload.dbl = d;
+    return result;
+}
+
+Value *null_result(EvalContext *context, int32_t type)
+{
+    Value *value = new_result(context, type);
+    if (value != nullptr)
+        value->null_flag = -1;
+    return value;
+}
+
+Value *new_text_result(EvalContext *context, int64_t length, const char *message)
+{
+    // A text longer than a value's length field can say cannot be made.
+    if (length < 0 || length >= INT32_MAX)
+        fail(context, "HY001", message);
+    Value *value = NewValue(context->mem, static_cast<int32_t>(length) + 1);
+    if (value == nullptr)
+        fail(context, "HY001", message);
+    clear_record(value);
+    value->type = VALUE_STRING;
+    value->length = static_cast<int32_t>(length);
+    value->payload.text[length] = '\0';
+    return value;
+}
+
+Value *null_text_result(EvalContext *context, const char *message)
+{
+    Value *value = new_text_result(context, 0, message);
+    value->null_flag = -1;
+    return value;
+}
+
+TextArg read_text(EvalContext *context, Value *value, const char *alloc_message)
+{
+    if (value == nullptr)
+        return TextArg{const_cast<char *>(""), 0, false, nullptr};
+    if (is_long(value))
+        return read_long_text(context, value, alloc_message);
+    if (value->type != VALUE_STRING || value->payload.text == nullptr)
+        return TextArg{const_cast<char *>(""), 0, false, nullptr};
+    return TextArg{value->payload.text, std::strlen(value->payload.text), false, value};
+}
+
+void release_text(EvalContext *context, TextArg &text)
+{
+    if (text.owned)
+        kx_mem_free(context->mem, text.text);
+    text.owned = false;
+}
+
+void trim_trailing(TextArg &text)
+{
+    size_t n = text.length;
+    while (n > 0 && text.text[n - 1] == ' ')
+        --n;
+    if (n == text.length)
+        return;
+    text.text[n] = '\0';
+    text.length = n;
+    if (text.value != nullptr && !text.owned)
+        text.value->length = static_cast<int32_t>(n);
+}
+
+int32_t long_length(EvalContext *context, Value *value)
+{
+    char probe[kProbeSize] = {0, 0};
+    int32_t length = 0;
+    start_long_read(context, value, probe, kProbeSize, &length);
+    return length;
+}
+
+char long_first_octet(EvalContext *context, Value *value)
+{
+    char probe[kFirstOctetProbeSize] = {};
+    int32_t length = 0;
+    start_long_read(context, value, probe, kFirstOctetProbeSize, &length);
+    return length > 0 ? probe[0] : '\0';
+}
+
+}  // namespace kx::fn
