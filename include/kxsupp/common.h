@@ -386,6 +386,13 @@ typedef struct ParseNode {
     intptr_t field[];               /* field N of a node is field[N - 1] */
 } ParseNode;
 
+/* Field 1 of an expression node points to one: the operator class (1 NOT,
+   2 AND, 3 OR, 4 comparison) and the operator code (KX_OP_* of arith.h). */
+typedef struct OperatorPair {
+    int32_t op_class;
+    int32_t op_code;
+} OperatorPair;
+
 typedef void (*PrintCallback)(const char *text, void *user_data);
 
 typedef struct PrintContext {

@@ -63,6 +63,118 @@ KX_API Value *MakeLiteralWithPrec(int32_t code, void *unused, void *precision,
 /* atol(text), held to the 32-bit range; 0 for a null text. */
 KX_API int32_t ConvertToInteger(const char *text);
 
+/* ---- parsehelp: the SQL text printer ----
+ *
+ * A parsed statement, or one expression of it, printed back as SQL-92 text.
+ *  1. The text goes to the caller's callback in small pieces (keywords,
+ *     names, single characters of string literals), in order; the printer
+ *     never builds the whole text. Every piece is a zero-terminated text of
+ *     fewer than KX_PRINT_PIECE_SIZE octets, valid only during the call.
+ *  2. A node is a ParseNode: its kind (below), then fields 1, 2, 3, ...
+ *     (field N is field[N - 1]) holding child nodes, List pointers,
+ *     integers, flags or text pointers. A null child prints nothing; a list
+ *     node (KX_NODE_LIST) holds a List of nodes in field 1; a literal leaf
+ *     is a Value (NODE_VALUE) and a parameter marker prints " ? ".
+ *  3. Nothing is reported: a node of an unknown kind prints
+ *     "<unexpected node type ADDRESS->KIND>" (address in hexadecimal, kind in
+ *     decimal) and a value of an unprintable type "<unexpected value type>";
+ *     printing goes on with the next node.
+ *  4. The printer does not recurse on the C stack: any depth of nesting
+ *     prints with a small, fixed amount of the caller's stack. Trees nested
+ *     more than a few dozen levels keep their pending work on the heap; if
+ *     that memory cannot be had, the text stops there.
+ *  5. Nothing is allocated for ordinary trees and nothing is kept between
+ *     calls: the printer is re-entrant.
+ */
+
+#define KX_PRINT_PIECE_SIZE 1088    /* every piece is shorter than this */
+
+/* Print modes. */
+#define KX_PRINT_PLAIN 0            /* a comparison already applied prints as " (0=0) " */
+#define KX_PRINT_ALL_CONDITIONS 1   /* applied comparisons print in full */
+#define KX_PRINT_OUTER_JOIN_MARKS 2 /* as 1, and outer-join columns carry "(*) " or "(A) " */
+
+/* Operator classes of an expression node's OperatorPair. */
+#define KX_OP_CLASS_NOT 1
+#define KX_OP_CLASS_AND 2
+#define KX_OP_CLASS_OR 3
+#define KX_OP_CLASS_COMPARISON 4
+
+/* Node kinds the printer knows (NODE_VALUE 154 and NODE_DYNAMIC_PARAM 155
+   are in common.h). 131, 149 and 156 are not printable kinds. */
+#define KX_NODE_ALTER_TABLE_ADD 100
+#define KX_NODE_ALTER_TABLE_DROP 101
+#define KX_NODE_CREATE_INDEX 102
+#define KX_NODE_CREATE_TABLE 103
+#define KX_NODE_CREATE_VIEW 104
+#define KX_NODE_POSITIONED_DELETE 105
+#define KX_NODE_SEARCHED_DELETE 106
+#define KX_NODE_DROP_INDEX 107
+#define KX_NODE_DROP_TABLE 108
+#define KX_NODE_DROP_VIEW 109
+#define KX_NODE_GRANT 110
+#define KX_NODE_INSERT 111
+#define KX_NODE_REVOKE 112
+#define KX_NODE_CURSOR_SPECIFICATION 113
+#define KX_NODE_FOR_UPDATE 114
+#define KX_NODE_QUERY_SPECIFICATION 115
+#define KX_NODE_POSITIONED_UPDATE 116
+#define KX_NODE_SEARCHED_UPDATE 117
+#define KX_NODE_PROCEDURE_CALL 118
+#define KX_NODE_TABLE_NAME 119
+#define KX_NODE_COLUMN_DEFINITION 120
+#define KX_NODE_IDENTIFIER 121
+#define KX_NODE_GROUPED_QUERY 122
+#define KX_NODE_UNION 123
+#define KX_NODE_INSERT_SOURCE 124
+#define KX_NODE_TABLE_REFERENCE 125
+#define KX_NODE_SET_CLAUSE 126
+#define KX_NODE_GROUPING_ITEM 127
+#define KX_NODE_EITHER 128
+#define KX_NODE_PRIVILEGE 129
+#define KX_NODE_SELECT_ITEM 130
+#define KX_NODE_COLUMN_REFERENCE 132
+#define KX_NODE_SORT_SPECIFICATION 133
+#define KX_NODE_DATA_TYPE 134
+#define KX_NODE_COLUMN_CONSTRAINT 135
+#define KX_NODE_TABLE_CONSTRAINT 136
+#define KX_NODE_DEFAULT_OPTION 137
+#define KX_NODE_QUALIFIED_JOIN 138
+#define KX_NODE_PRECISION 139
+#define KX_NODE_INTERVAL_QUALIFIER 140
+#define KX_NODE_INTERVAL_FIELD 141
+#define KX_NODE_CAST 142
+#define KX_NODE_SCALAR_FUNCTION 143
+#define KX_NODE_SET_FUNCTION 144
+#define KX_NODE_TRIM_OPERANDS 145
+#define KX_NODE_EXISTS 146
+#define KX_NODE_LIKE 147
+#define KX_NODE_NULL_TEST 148
+#define KX_NODE_IN_PREDICATE 150
+#define KX_NODE_QUANTIFIED_COMPARISON 151
+#define KX_NODE_EXPRESSION 152
+#define KX_NODE_LIST 153
+#define KX_NODE_CASE 157
+#define KX_NODE_NULLIF 158
+#define KX_NODE_COALESCE 159
+#define KX_NODE_WHEN_CLAUSE 160
+#define KX_NODE_COMMIT 161
+#define KX_NODE_ROLLBACK 162
+
+/* Prints every statement of the root's statement list (a List of statement
+   nodes in field 1 of tree) in order, "; " between two statements and
+   nothing after the last, in mode KX_PRINT_PLAIN. A null tree, list or
+   callback prints nothing. */
+KX_API void sql92_print_parse_tree(const ParseNode *tree, PrintCallback callback,
+                                   void *user_data);
+/* Prints one subtree (a statement or any part of one) in mode
+   KX_PRINT_PLAIN. */
+KX_API void sql92_print_expression(const ParseNode *node, PrintCallback callback,
+                                   void *user_data);
+/* As sql92_print_expression in the given mode (KX_PRINT_*). */
+KX_API void sql92_print_expression_ex(const ParseNode *node, PrintCallback callback,
+                                      void *user_data, int32_t mode);
+
 /* ---- end parsehelp ---- */
 
 #ifdef __cplusplus
