@@ -546,7 +546,7 @@ KX_SCALAR_FUNCTION(func_extract)
         return nullptr;
     Value *source = arg(argc, argv, 1);
     if (source != nullptr)
-        result->payload.integer = extract_field(context, source, get_int_from_value(field));
+        result->payload.integer = extract_field(context, source, int_arg(field));
     return result;
 }
 
@@ -566,7 +566,7 @@ KX_SCALAR_FUNCTION(func_timestampadd)
     if (result == nullptr)
         return nullptr;
     start_shifted(context, result, source, sql_type);
-    shift(result, unit_of(arg(argc, argv, 0)), get_int_from_value(count));
+    shift(result, unit_of(arg(argc, argv, 0)), int_arg(count));
     return result;
 }
 

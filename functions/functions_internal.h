@@ -9,10 +9,13 @@
 #ifndef KXSUPP_FUNCTIONS_FUNCTIONS_INTERNAL_H
 #define KXSUPP_FUNCTIONS_FUNCTIONS_INTERNAL_H
 
+#include <cctype>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "kxsupp/common.h"
+#include "kxsupp/values.h"
 
 // The routines, one per function; the signature is ScalarFunction's.
 #define KX_SCALAR_FUNCTION(name)                                               \
@@ -144,6 +147,11 @@ Value *double_result(EvalContext *context, double d);
 // A NULL result of a non-text type.
 Value *null_result(EvalContext *context, int32_t type);
 
+inline bool is_long(const Value *v)
+{
+    return v->type == VALUE_LONG_STRING || v->type == VALUE_LONG_BINARY;
+}
+
 // A string argument as NUL-terminated text. A VALUE_STRING is used in place;
 // long data (types 29 and 30) is copied into a buffer from the context's
 // memory handle through the connection's long-data operations. Any other
@@ -155,22 +163,68 @@ struct TextArg {
     Value *value;    // the argument; its length follows trimming
 };
 
-TextArg read_text(EvalContext *context, Value *value, const char *alloc_message);
+TextArg read_long_text(EvalContext *context, Value *value, const char *alloc_message);
+void free_text_copy(EvalContext *context, char *copy);
+void trim_trailing_spaces(TextArg &text);
+
+inline TextArg read_text(EvalContext *context, Value *value, const char *alloc_message)
+{
+    if (value != nullptr && value->type == VALUE_STRING && value->payload.text != nullptr)
+        return TextArg{value->payload.text, std::strlen(value->payload.text), false, value};
+    if (value != nullptr && is_long(value))
+        return read_long_text(context, value, alloc_message);
+    return TextArg{const_cast<char *>(""), 0, false, nullptr};
+}
+
 // Frees a long argument's copy; an argument's own buffer is never freed.
-void release_text(EvalContext *context, TextArg &text);
+inline void release_text(EvalContext *context, TextArg &text)
+{
+    if (text.owned)
+        free_text_copy(context, text.text);
+    text.owned = false;
+}
+
 // Strips trailing spaces in the argument's own buffer, shortening the
 // argument value too, as the trimming functions always have.
-void trim_trailing(TextArg &text);
+inline void trim_trailing(TextArg &text)
+{
+    if (text.length > 0 && text.text[text.length - 1] == ' ')
+        trim_trailing_spaces(text);
+}
 
 // The full length of a long argument, read with the two-octet probe only.
 int32_t long_length(EvalContext *context, Value *value);
 // The first octet of a long argument, read with a 20-octet destination.
 char long_first_octet(EvalContext *context, Value *value);
 
-inline bool is_long(const Value *v)
+// An integer argument: the common case without a call, anything else
+// through get_int_from_value.
+inline int32_t int_arg(const Value *v)
 {
-    return v->type == VALUE_LONG_STRING || v->type == VALUE_LONG_BINARY;
+    if (v->type == VALUE_INTEGER && v->null_flag == 0)
+        return v->payload.integer;
+    return get_int_from_value(v);
 }
+
+// The current locale's letter test and case mappings, fetched once for a
+// whole text instead of once per octet. With glibc these are the tables
+// isalpha, toupper and tolower read themselves, so the results are theirs.
+struct CharTables {
+#ifdef __GLIBC__
+    const unsigned short *classes = *__ctype_b_loc();
+    const int32_t *upper = *__ctype_toupper_loc();
+    const int32_t *lower = *__ctype_tolower_loc();
+
+    bool is_alpha(unsigned char c) const { return (classes[c] & _ISalpha) != 0; }
+    int to_upper(unsigned char c) const { return upper[c]; }
+    int to_lower(unsigned char c) const { return lower[c]; }
+#else
+    bool is_alpha(unsigned char c) const { return std::isalpha(c) != 0; }
+    int to_upper(unsigned char c) const { return std::toupper(c); }
+    int to_lower(unsigned char c) const { return std::tolower(c); }
+#endif
+};
+
 
 }  // namespace kx::fn
 

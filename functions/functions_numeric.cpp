@@ -107,14 +107,14 @@ double atan2_of(double x, Value *y) { return std::atan2(x, get_double_from_value
 // The exponent is read as an integer: POWER(2, 0.5) is 1.0.
 double power_of(double x, Value *n)
 {
-    return std::pow(x, static_cast<double>(get_int_from_value(n)));
+    return std::pow(x, static_cast<double>(int_arg(n)));
 }
 
 // Rounds by adding one half and truncating toward zero, in one fused
 // multiply-add: ROUND(-2.5, 0) is -2.0, and 2.345 to two places is 2.35.
 double round_of(double x, Value *n)
 {
-    double p = std::pow(10.0, static_cast<double>(get_int_from_value(n)));
+    double p = std::pow(10.0, static_cast<double>(int_arg(n)));
     double whole;
     std::modf(std::fma(x, p, 0.5), &whole);
     return whole / p;
@@ -123,7 +123,7 @@ double round_of(double x, Value *n)
 // Truncates at n places, multiplying back by the reciprocal power.
 double truncate_of(double x, Value *n)
 {
-    double places = static_cast<double>(get_int_from_value(n));
+    double places = static_cast<double>(int_arg(n));
     double whole;
     std::modf(x * std::pow(10.0, places), &whole);
     return whole * std::pow(10.0, -places);

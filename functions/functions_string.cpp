@@ -48,18 +48,19 @@ ptrdiff_t find_text(const char *haystack, size_t offset, const char *needle)
 // the text does not begin with a letter, which makes the code invalid.
 bool soundex_code(const char *text, char code[5])
 {
+    const CharTables chars;
     std::memcpy(code, "0000", 5);
-    int first = std::toupper(static_cast<unsigned char>(text[0]));
+    int first = chars.to_upper(static_cast<unsigned char>(text[0]));
     code[0] = static_cast<char>(first);
-    if (text[0] == '\0' || !std::isalpha(static_cast<unsigned char>(text[0])))
+    if (text[0] == '\0' || !chars.is_alpha(static_cast<unsigned char>(text[0])))
         return false;
     int written = 1;
     char last = code[0];  // the second digit is compared with the letter itself
     for (const char *p = text + 1; *p != '\0' && written < 4; ++p) {
         unsigned char c = static_cast<unsigned char>(*p);
-        if (!std::isalpha(c))
+        if (!chars.is_alpha(c))
             continue;
-        int upper = std::toupper(c);
+        int upper = chars.to_upper(c);
         // letters outside A to Z (other locales) carry no digit
         if (upper < 'A' || upper > 'Z')
             continue;
@@ -83,9 +84,10 @@ Value *mapped_copy(EvalContext *context, Value **argv, int32_t argc)
     TextArg text = read_text(context, s, kMemoryError);
     Value *result = new_text_result(context, static_cast<int64_t>(text.length), kMemoryError);
     char *out = result->payload.text;
+    const CharTables chars;
     for (size_t i = 0; i < text.length; ++i) {
-        int c = static_cast<unsigned char>(text.text[i]);
-        out[i] = static_cast<char>(kUpper ? std::toupper(c) : std::tolower(c));
+        unsigned char c = static_cast<unsigned char>(text.text[i]);
+        out[i] = static_cast<char>(kUpper ? chars.to_upper(c) : chars.to_lower(c));
     }
     release_text(context, text);
     return result;
@@ -133,7 +135,7 @@ KX_SCALAR_FUNCTION(func_char)
         return null_text_result(context, kMemoryErrorFred);
     Value *result = new_text_result(context, 1, kMemoryErrorFred);
     // the length is 1 even when the octet is 0
-    result->payload.text[0] = static_cast<char>(get_int_from_value(n) & 0xFF);
+    result->payload.text[0] = static_cast<char>(int_arg(n) & 0xFF);
     return result;
 }
 
@@ -204,7 +206,7 @@ KX_SCALAR_FUNCTION(func_left)
         return null_text_result(context, kMemoryError);
     TextArg text = read_text(context, s, kMemoryError);
     // compared as unsigned: a negative count takes the whole text
-    uint32_t count = static_cast<uint32_t>(get_int_from_value(n));
+    uint32_t count = static_cast<uint32_t>(int_arg(n));
     size_t take = count < text.length ? count : text.length;
     Value *result = text_copy_result(context, text.text, take, kMemoryError);
     release_text(context, text);
@@ -220,7 +222,7 @@ KX_SCALAR_FUNCTION(func_right)
         return null_text_result(context, kMemoryError);
     TextArg text = read_text(context, s, kMemoryError);
     trim_trailing(text);
-    uint32_t count = static_cast<uint32_t>(get_int_from_value(n));
+    uint32_t count = static_cast<uint32_t>(int_arg(n));
     size_t take = count < text.length ? count : text.length;
     Value *result =
         text_copy_result(context, text.text + (text.length - take), take, kMemoryError);
@@ -267,7 +269,7 @@ KX_SCALAR_FUNCTION(func_locate)
         return null_result(context, VALUE_INTEGER);
     // an absent or NULL start, or one below 1, searches from the beginning
     Value *start = arg(argc, argv, 2);
-    int32_t from = is_null(start) ? 1 : get_int_from_value(start);
+    int32_t from = is_null(start) ? 1 : int_arg(start);
     size_t offset = from < 1 ? 0 : static_cast<size_t>(from) - 1;
     TextArg needle = read_text(context, t, kMemoryError);
     TextArg haystack = read_text(context, s, kMemoryError);
@@ -306,7 +308,7 @@ KX_SCALAR_FUNCTION(func_repeat)
         return null_text_result(context, kMemoryError);
     TextArg text = read_text(context, s, kMemoryError);
     trim_trailing(text);
-    int32_t times = get_int_from_value(n);
+    int32_t times = int_arg(n);
     if (times < 1)
         times = 1;  // one copy at least
     int64_t total = static_cast<int64_t>(text.length) * times;
@@ -366,7 +368,7 @@ KX_SCALAR_FUNCTION(func_space)
     Value *n = arg(argc, argv, 0);
     if (is_null(n))
         return null_text_result(context, kMemoryError);
-    int32_t count = get_int_from_value(n);
+    int32_t count = int_arg(n);
     if (count < 0)
         count = 0;
     Value *result = new_text_result(context, count, kMemoryError);
@@ -382,8 +384,8 @@ KX_SCALAR_FUNCTION(func_substring)
     Value *length_value = argc >= 3 ? arg(argc, argv, 2) : nullptr;
     if (is_null(s) || is_null(start_value) || (argc >= 3 && is_null(length_value)))
         return null_text_result(context, kMemoryError);
-    int32_t start = get_int_from_value(start_value);
-    int32_t length = argc >= 3 ? get_int_from_value(length_value) : 0;  // 0: to the end
+    int32_t start = int_arg(start_value);
+    int32_t length = argc >= 3 ? int_arg(length_value) : 0;  // 0: to the end
     TextArg text = read_text(context, s, kMemoryError);
     trim_trailing(text);
     // A start at or past the stripped length (so SUBSTRING('abc', 3) too),
@@ -411,8 +413,8 @@ KX_SCALAR_FUNCTION(func_insert)
     Value *t = arg(argc, argv, 3);
     if (is_null(s) || is_null(start_value) || is_null(length_value) || is_null(t))
         return null_text_result(context, kMemoryError);
-    int32_t start = get_int_from_value(start_value);
-    int32_t length = get_int_from_value(length_value);
+    int32_t start = int_arg(start_value);
+    int32_t length = int_arg(length_value);
     TextArg text = read_text(context, s, kMemoryError);
     TextArg insert = read_text(context, t, kMemoryError);
     trim_trailing(text);

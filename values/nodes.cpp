@@ -31,6 +31,9 @@ intptr_t node_word(const ParseNode *node, int word)
     return node->field[word - 2];
 }
 
+// A zero record to copy from; see newNode.
+const Value kZeroValue{};
+
 }  // namespace
 
 extern "C" {
@@ -40,7 +43,13 @@ KX_API void *newNode(size_t size, uint32_t kind, MemHandle *handle)
     void *node = kx_mem_alloc_node(handle, size, static_cast<int32_t>(kind));
     if (node == nullptr)
         return nullptr;
-    std::memset(node, 0, size);
+    // Value records are the most common nodes: a fixed-size copy of a zero
+    // record clears them in a few vector stores where memset of an unknown
+    // size would not.
+    if (size == sizeof(Value))
+        std::memcpy(node, &kZeroValue, sizeof(Value));
+    else
+        std::memset(node, 0, size);
     // a block too small for its kind word keeps only the zeros
     if (size >= sizeof(uint32_t))
         static_cast<uint32_t *>(node)[0] = kind;
