@@ -9,5 +9,6 @@ int demo_memory_and_diagnostics(void);
 int demo_intervals(void);
 int demo_values(void);
 int demo_config(void);
+int demo_functions(void);
 
 #endif

@@ -10,6 +10,7 @@ int main(void)
     failures += demo_config() != 0;
     failures += demo_values() != 0;
     failures += demo_intervals() != 0;
+    failures += demo_functions() != 0;
     if (failures)
         printf("\n%d part(s) of the demonstration did not behave as described.\n",
                failures);
