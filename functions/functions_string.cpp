@@ -93,6 +93,65 @@ Value *mapped_copy(EvalContext *context, Value **argv, int32_t argc)
     return result;
 }
 
+// The part of a text that LEFT, RIGHT, LTRIM and RTRIM return.
+struct Slice {
+    size_t from;
+    size_t length;
+};
+
+// A string function whose result is a slice of its text argument, chosen
+// from the text and, where the function takes one, a count.
+template <Slice (*Choose)(TextArg &, const Value *)>
+Value *slice_function(EvalContext *context, int32_t argc, Value **argv, bool takes_count)
+{
+    Value *s = arg(argc, argv, 0);
+    Value *n = takes_count ? arg(argc, argv, 1) : nullptr;
+    if (is_null(s) || (takes_count && is_null(n)))
+        return null_text_result(context, kMemoryError);
+    TextArg text = read_text(context, s, kMemoryError);
+    Slice slice = Choose(text, n);
+    Value *result = text_copy_result(context, text.text + slice.from, slice.length, kMemoryError);
+    release_text(context, text);
+    return result;
+}
+
+// LEFT and RIGHT compare the count as unsigned: a negative count takes the
+// whole text.
+size_t count_within(const TextArg &text, const Value *n)
+{
+    uint32_t count = static_cast<uint32_t>(int_arg(n));
+    return count < text.length ? count : text.length;
+}
+
+Slice left_slice(TextArg &text, const Value *n)
+{
+    return Slice{0, count_within(text, n)};
+}
+
+Slice right_slice(TextArg &text, const Value *n)
+{
+    trim_trailing(text);
+    size_t take = count_within(text, n);
+    return Slice{text.length - take, take};
+}
+
+// Only the space character counts here, not tabs or other blanks.
+Slice ltrim_slice(TextArg &text, const Value *)
+{
+    size_t skip = 0;
+    while (skip < text.length && text.text[skip] == ' ')
+        ++skip;
+    return Slice{skip, text.length - skip};
+}
+
+Slice rtrim_slice(TextArg &text, const Value *)
+{
+    size_t n = text.length;
+    while (n > 0 && text.text[n - 1] == ' ')
+        --n;
+    return Slice{0, n};
+}
+
 }  // namespace
 
 extern "C" {
@@ -200,64 +259,25 @@ KX_SCALAR_FUNCTION(func_ucase)
 KX_SCALAR_FUNCTION(func_left)
 {
     (void)pass1, (void)pass2, (void)descriptor;
-    Value *s = arg(argc, argv, 0);
-    Value *n = arg(argc, argv, 1);
-    if (is_null(s) || is_null(n))
-        return null_text_result(context, kMemoryError);
-    TextArg text = read_text(context, s, kMemoryError);
-    // compared as unsigned: a negative count takes the whole text
-    uint32_t count = static_cast<uint32_t>(int_arg(n));
-    size_t take = count < text.length ? count : text.length;
-    Value *result = text_copy_result(context, text.text, take, kMemoryError);
-    release_text(context, text);
-    return result;
+    return slice_function<left_slice>(context, argc, argv, true);
 }
 
 KX_SCALAR_FUNCTION(func_right)
 {
     (void)pass1, (void)pass2, (void)descriptor;
-    Value *s = arg(argc, argv, 0);
-    Value *n = arg(argc, argv, 1);
-    if (is_null(s) || is_null(n))
-        return null_text_result(context, kMemoryError);
-    TextArg text = read_text(context, s, kMemoryError);
-    trim_trailing(text);
-    uint32_t count = static_cast<uint32_t>(int_arg(n));
-    size_t take = count < text.length ? count : text.length;
-    Value *result =
-        text_copy_result(context, text.text + (text.length - take), take, kMemoryError);
-    release_text(context, text);
-    return result;
+    return slice_function<right_slice>(context, argc, argv, true);
 }
 
 KX_SCALAR_FUNCTION(func_ltrim)
 {
     (void)pass1, (void)pass2, (void)descriptor;
-    Value *s = arg(argc, argv, 0);
-    if (is_null(s))
-        return null_text_result(context, kMemoryError);
-    TextArg text = read_text(context, s, kMemoryError);
-    size_t skip = 0;
-    while (skip < text.length && text.text[skip] == ' ')
-        ++skip;
-    Value *result = text_copy_result(context, text.text + skip, text.length - skip, kMemoryError);
-    release_text(context, text);
-    return result;
+    return slice_function<ltrim_slice>(context, argc, argv, false);
 }
 
 KX_SCALAR_FUNCTION(func_rtrim)
 {
     (void)pass1, (void)pass2, (void)descriptor;
-    Value *s = arg(argc, argv, 0);
-    if (is_null(s))
-        return null_text_result(context, kMemoryError);
-    TextArg text = read_text(context, s, kMemoryError);
-    size_t n = text.length;
-    while (n > 0 && text.text[n - 1] == ' ')
-        --n;
-    Value *result = text_copy_result(context, text.text, n, kMemoryError);
-    release_text(context, text);
-    return result;
+    return slice_function<rtrim_slice>(context, argc, argv, false);
 }
 
 KX_SCALAR_FUNCTION(func_locate)
