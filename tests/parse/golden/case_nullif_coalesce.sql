@@ -1,0 +1,1 @@
+ SELECT  CASE  WHEN ( salary < 1000  ) THEN 'low'  WHEN ( salary < 5000  ) THEN 'mid'  ELSE 'high' END AS band,  CASE dept_id  WHEN 1  THEN 'one' END, NULLIF( name, 'x' ), COALESCE( name, 'none' ) FROM emp

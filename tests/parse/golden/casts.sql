@@ -1,0 +1,1 @@
+ SELECT  CAST ( salary AS  INTEGER ) ,  CAST ( NULL AS  CHARACTER VARYING( 20 ) ) ,  CAST ( salary AS  DECIMAL  ( 10, 2 ) ) ,  CAST ( id AS  DOUBLE PRECISION )  FROM emp

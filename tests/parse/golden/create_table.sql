@@ -1,0 +1,1 @@
+CREATE TABLE t_new ( id INTEGER PRIMARY KEY , name CHARACTER VARYING( 40 ) NOT NULL UNIQUE , dept_id INTEGER REFERENCES dept ( id ) , salary NUMERIC  ( 12, 2 ) DEFAULT 0 CHECK ( salary >= 0  ), note CHARACTER ,  UNIQUE ( name, dept_id ) ,  CHECK ( ( name <> ''  ) )  ) ; CREATE TABLE t_pk ( a INTEGER , b INTEGER ,  PRIMARY KEY ( a, b )  ) 

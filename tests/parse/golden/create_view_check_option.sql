@@ -1,0 +1,1 @@
+CREATE VIEW v_chk AS  SELECT *  FROM dept WHERE ( budget > 0  )WITH CHECK OPTION 

@@ -1,0 +1,1 @@
+DELETE FROM emp WHERE ( salary < 100  ); DELETE FROM proj

@@ -1,0 +1,1 @@
+DROP TABLE old_items CASCADE ; DROP VIEW v_old RESTRICT ; DROP TABLE old_items

@@ -1,0 +1,1 @@
+ SELECT id, name FROM emp FOR UPDATE OF name;  SELECT *  FROM dept FOR UPDATE OF 

@@ -1,0 +1,1 @@
+ SELECT id FROM emp WHERE (  1 = 0  AND  1 = 1 )

@@ -1,0 +1,1 @@
+ SELECT main.emp.id, "name" FROM main.emp

@@ -1,0 +1,1 @@
+( ( e.dept_id(*)  = d.id(A)  ) AND ( e.id = 5  ))

@@ -1,0 +1,1 @@
+{ ?= call proc1(1 , 'a' )}; { call proc2}

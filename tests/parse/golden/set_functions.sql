@@ -1,0 +1,1 @@
+ SELECT  COUNT( DISTINCT dept_id ) ,  MAX( DISTINCT salary ) ,  MIN( DISTINCT salary ) ,  SUM( DISTINCT salary ) ,  AVG( DISTINCT salary ) ,  MAX( ALL salary ) ,  MIN( ALL salary ) ,  AVG( ALL salary ) ,  COUNT(*) FROM emp

@@ -1,0 +1,1 @@
+ SELECT  CHARACTER_LENGTH( name ) ,  OCTET_LENGTH( name ) ,  POSITION( 'a'  IN name ) ,  SUBSTRING( name FROM 2  FOR 3  ) ,  SUBSTRING( name FROM 2  ) ,  TRIM( BOTH ' '  FROM name ) ,  TRIM( LEADING  FROM name ) ,  TRIM( TRAILING 'x'  FROM name ) ,  BIT_LENGTH( name ) ,  EXTRACT(  YEAR  FROM hired ),  EXTRACT(  SECOND  FROM hired ),  POSITION( 'a'  IN name ) FROM emp

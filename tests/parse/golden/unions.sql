@@ -1,0 +1,1 @@
+ SELECT id FROM emp UNION ALL  SELECT id FROM dept ORDER BY id ASC ;  SELECT id FROM emp UNION  SELECT dept_id FROM proj;  SELECT name FROM dept
