@@ -81,6 +81,49 @@ void emit_text(PrintCallback callback, const PrintContext *context,
     }
 }
 
+// A piece whose format has one conversion ("%d" or "%s") and no other
+// '%': the format's text around the inserted text, as printf would expand
+// it, cut at the area's end. Most numbers and operators go this way.
+void emit_one(PrintCallback callback, const PrintContext *context, const char *format,
+              const char *insert, size_t insert_length)
+{
+    char area[kEmitArea];
+    const char *conversion = std::strchr(format, '%');
+    size_t head = conversion != nullptr ? static_cast<size_t>(conversion - format)
+                                        : std::strlen(format);
+    const char *tail = conversion != nullptr ? conversion + 2 : format + head;
+    size_t length = 0;
+    auto put = [&area, &length](const char *text, size_t n) {
+        size_t room = sizeof area - 1 - length;
+        n = n < room ? n : room;
+        std::memcpy(area + length, text, n);
+        length += n;
+    };
+    put(format, head);
+    if (conversion != nullptr)
+        put(insert, insert_length);
+    put(tail, std::strlen(tail));
+    area[length] = '\0';
+    callback(area, context->user_data);
+}
+
+// A format with one "%d" expanded with n.
+void emit_number(PrintCallback callback, const PrintContext *context, const char *format,
+                 int32_t n)
+{
+    char digits[12];
+    char *end = digits + sizeof digits;
+    char *start = end;
+    uint32_t magnitude = n < 0 ? 0u - static_cast<uint32_t>(n) : static_cast<uint32_t>(n);
+    do {
+        *--start = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (n < 0)
+        *--start = '-';
+    emit_one(callback, context, format, start, static_cast<size_t>(end - start));
+}
+
 // Operator texts by operator code (1 to 12); codes 2 and 6 (binary and unary
 // minus) print alike. Any other code has no text.
 constexpr const char *kOperatorTexts[] = {
@@ -135,15 +178,23 @@ public:
     // Performs first, then every step it leads to, in order.
     void run(const Step &first);
     // False (and printing stops) when the stack cannot grow.
-    bool push(const Step &step);
+    bool push(const Step &step)
+    {
+        if (count_ == capacity_ && !grow())
+            return false;
+        steps_[count_++] = step;
+        return true;
+    }
+    // Performs a step at once: for the pieces that come before anything
+    // already on the stack.
+    void perform(const Step &step);
 
     int32_t mode() const { return context_.mode; }
     PrintCallback callback() const { return callback_; }
     const PrintContext *context() const { return &context_; }
 
 private:
-    bool grow();
-    void perform(const Step &step);
+    [[gnu::cold]] bool grow();
     void next_entry(const Step &step);
     void next_extract_entry(const Step &step);
 
@@ -156,9 +207,11 @@ private:
     bool stopped_ = false;
 };
 
-// What one node prints, written in reading order. The steps go onto the
-// printer's stack (last first) when the plan goes out of scope, so that the
-// first of them is performed next. Null children are left out.
+// What one node prints, written in reading order. Pieces before the plan's
+// first child or list are printed at once (nothing pending can come before
+// them); the rest go onto the printer's stack (last first) when the plan
+// goes out of scope, so that the first of them is performed next. Null
+// children are left out.
 class Plan {
 public:
     explicit Plan(Printer &printer) : printer_(printer) {}
@@ -207,7 +260,11 @@ private:
 
     Plan &add(const Step &step)
     {
-        if (count_ < kCapacity)
+        bool is_piece = step.kind == StepKind::kText || step.kind == StepKind::kNumber ||
+                        step.kind == StepKind::kOperator;
+        if (count_ == 0 && is_piece)
+            printer_.perform(step);
+        else if (count_ < kCapacity)
             steps_[count_++] = step;
         return *this;
     }
@@ -330,7 +387,7 @@ void print_value(const Printer &p, const Value *value)
     const ValuePayload &v = value->payload;
     switch (value->type) {
     case VALUE_INTEGER:
-        emit(p.callback(), p.context(), "%d ", v.integer);
+        emit_number(p.callback(), p.context(), "%d ", v.integer);
         return;
     case VALUE_DOUBLE:
         print_double(p, v.dbl);
@@ -1383,8 +1440,10 @@ constexpr Fixed kExtractFields[] = {
 
 bool Printer::grow()
 {
-    if (capacity_ > SIZE_MAX / (2 * sizeof(Step)))
+    if (stopped_ || capacity_ > SIZE_MAX / (2 * sizeof(Step))) {
+        stopped_ = true;
         return false;
+    }
     size_t capacity = capacity_ * 2;
     Step *bigger;
     if (steps_ == inline_steps_) {
@@ -1394,22 +1453,12 @@ bool Printer::grow()
     } else {
         bigger = static_cast<Step *>(std::realloc(steps_, capacity * sizeof(Step)));
     }
-    if (bigger == nullptr)
-        return false;
-    steps_ = bigger;
-    capacity_ = capacity;
-    return true;
-}
-
-bool Printer::push(const Step &step)
-{
-    if (stopped_)
-        return false;
-    if (count_ == capacity_ && !grow()) {
+    if (bigger == nullptr) {
         stopped_ = true;
         return false;
     }
-    steps_[count_++] = step;
+    steps_ = bigger;
+    capacity_ = capacity;
     return true;
 }
 
@@ -1469,11 +1518,13 @@ void Printer::perform(const Step &step)
         print_parse_tree(*this, static_cast<const ParseNode *>(step.item));
         return;
     case StepKind::kNumber:
-        emit(callback_, &context_, step.text, step.number);
+        emit_number(callback_, &context_, step.text, step.number);
         return;
     case StepKind::kOperator: {
         const char *text = get_oper_text(step.number);
-        emit(callback_, &context_, step.text, text != nullptr ? text : "");
+        if (text == nullptr)
+            text = "";
+        emit_one(callback_, &context_, step.text, text, std::strlen(text));
         return;
     }
     case StepKind::kEntries:
