@@ -159,7 +159,9 @@ struct Step {
 
 // Pending steps that fit in the printer's own frame; deeper trees move the
 // stack to the heap, doubling it as needed.
-constexpr size_t kInlineSteps = 48;
+constexpr size_t kInlineSteps = 128;
+// Direct calls for first children, at most this many active at a time.
+constexpr int kMaxNesting = 16;
 
 class Printer {
 public:
@@ -188,6 +190,16 @@ public:
     // Performs a step at once: for the pieces that come before anything
     // already on the stack.
     void perform(const Step &step);
+    // A plan's first child may be printed by a direct call, once the rest
+    // of the plan is on the stack, while few such calls are active: this
+    // saves a trip through the stack and bounds the C stack used.
+    bool may_nest() const { return nesting_ < kMaxNesting; }
+    void perform_nested(const Step &step)
+    {
+        ++nesting_;
+        perform(step);
+        --nesting_;
+    }
 
     int32_t mode() const { return context_.mode; }
     PrintCallback callback() const { return callback_; }
@@ -205,7 +217,10 @@ private:
     size_t count_ = 0;
     size_t capacity_ = kInlineSteps;
     bool stopped_ = false;
+    int nesting_ = 0;
 };
+
+inline bool prints_at_once(const Step &step);
 
 // What one node prints, written in reading order. Pieces before the plan's
 // first child or list are printed at once (nothing pending can come before
@@ -217,9 +232,12 @@ public:
     explicit Plan(Printer &printer) : printer_(printer) {}
     ~Plan()
     {
-        for (int i = count_; i > 0; --i)
+        int first = first_is_nested_ ? 1 : 0;
+        for (int i = count_; i > first; --i)
             if (!printer_.push(steps_[i - 1]))
                 return;
+        if (first_is_nested_)
+            printer_.perform_nested(steps_[0]);
     }
     Plan(const Plan &) = delete;
     Plan &operator=(const Plan &) = delete;
@@ -258,13 +276,15 @@ private:
     // ten steps.
     static constexpr int kCapacity = 16;
 
-    Plan &add(const Step &step)
+    [[gnu::always_inline]] Plan &add(const Step &step)
     {
-        bool is_piece = step.kind == StepKind::kText || step.kind == StepKind::kNumber ||
-                        step.kind == StepKind::kOperator;
-        if (count_ == 0 && is_piece)
+        if (count_ == 0 && prints_at_once(step)) {
             printer_.perform(step);
-        else if (count_ < kCapacity)
+            return *this;
+        }
+        if (count_ == 0 && step.kind == StepKind::kNode && printer_.may_nest())
+            first_is_nested_ = true;
+        if (count_ < kCapacity)
             steps_[count_++] = step;
         return *this;
     }
@@ -272,9 +292,33 @@ private:
     Printer &printer_;
     Step steps_[kCapacity];
     int count_ = 0;
+    // The first step is a child printed directly after the rest is pushed.
+    bool first_is_nested_ = false;
 };
 
 // ---- reading nodes ----
+
+// Kinds that print their text at once and leave nothing on the stack.
+inline bool is_leaf_kind(uint32_t kind)
+{
+    return kind == KX_NODE_IDENTIFIER || kind == NODE_VALUE || kind == NODE_DYNAMIC_PARAM ||
+           kind == KX_NODE_DEFAULT_OPTION || kind == KX_NODE_COMMIT || kind == KX_NODE_ROLLBACK;
+}
+
+// Steps that print without pushing anything: pieces, and leaf nodes.
+inline bool prints_at_once(const Step &step)
+{
+    switch (step.kind) {
+    case StepKind::kText:
+    case StepKind::kNumber:
+    case StepKind::kOperator:
+        return true;
+    case StepKind::kNode:
+        return is_leaf_kind(static_cast<const ParseNode *>(step.item)->kind);
+    default:
+        return false;
+    }
+}
 
 intptr_t field(const ParseNode *node, int number)
 {
@@ -462,7 +506,10 @@ void print_identifier(Printer &p, const ParseNode *node)
     const char *text = reinterpret_cast<const char *>(field(node, 1));
     size_t length = text != nullptr ? std::strlen(text) : 0;
     if (field(node, 2) == 0) {
-        emit_text(p.callback(), p.context(), text, length);
+        if (length < kEmitArea)
+            p.callback()(text != nullptr ? text : "", p.context()->user_data);
+        else
+            emit_text(p.callback(), p.context(), text, length);
     } else if (length + 2 < kEmitArea) {
         emit(p.callback(), p.context(), "\"%s\"", text != nullptr ? text : "");
     } else {
@@ -1467,7 +1514,10 @@ void Printer::run(const Step &first)
     perform(first);
     while (count_ > 0 && !stopped_) {
         Step step = steps_[--count_];
-        perform(step);
+        if (step.kind == StepKind::kText)  // the commonest step, inline
+            callback_(step.text, context_.user_data);
+        else
+            perform(step);
     }
 }
 
