@@ -10,5 +10,6 @@ int demo_intervals(void);
 int demo_values(void);
 int demo_config(void);
 int demo_functions(void);
+int demo_printer(void);
 
 #endif

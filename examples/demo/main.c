@@ -11,6 +11,7 @@ int main(void)
     failures += demo_values() != 0;
     failures += demo_intervals() != 0;
     failures += demo_functions() != 0;
+    failures += demo_printer() != 0;
     if (failures)
         printf("\n%d part(s) of the demonstration did not behave as described.\n",
                failures);
