@@ -10,9 +10,10 @@
 // has one printer, found in a table indexed by kind. A printer describes its
 // output as a short plan in reading order (fixed texts, children, formatted
 // numbers, the entries of a list); the plan goes onto an explicit stack of
-// steps, so the depth of a tree costs heap (beyond the first few dozen
-// pending steps), never C stack. Leaves (values, identifiers, fixed words)
-// print at once.
+// steps, so the depth of a tree costs heap (beyond 128 pending steps), not C
+// stack: only a plan's first child may be printed by a direct call, and at
+// most 16 such calls are active. Leaves (values, identifiers, fixed words)
+// and a plan's leading pieces print at once.
 //
 // Every piece reaches the caller's callback through a KX_PRINT_PIECE_SIZE
 // area: fixed texts of this file are checked to fit at compile time, texts
