@@ -475,10 +475,10 @@ N create_table(Builder &b)
 
 N create_table_types(Builder &b)
 {
-    struct TypeSpec {
+    struct TypeRow {
         int code, length, seconds, precision;
     };
-    const TypeSpec specs[] = {
+    const TypeRow rows[] = {
         {-7, 0, 0, 0},  {-6, 0, 0, 0},   {-5, 0, 0, 0},  {-4, 0, 0, 0},  {-1, 0, 0, 0},
         {5, 0, 0, 0},   {7, 0, 0, 0},    {91, 0, 0, 0},  {9, 0, 0, 0},   {-3, 16, 0, 0},
         {-2, 8, 0, 0},  {1, 10, 0, 0},   {3, 0, 0, 0},   {6, 0, 0, 0},   {6, 53, 0, 0},
@@ -489,7 +489,7 @@ N create_table_types(Builder &b)
     };
     List *columns = nullptr;
     int n = 0;
-    for (const TypeSpec &s : specs) {
+    for (const TypeRow &s : rows) {
         std::string name = "c" + std::to_string(++n);
         N precision = s.precision ? b.node(KX_NODE_PRECISION, s.precision) : nullptr;
         columns = ListAppend(column(b, name.c_str(), data_type(b, s.code, s.length, s.seconds,
