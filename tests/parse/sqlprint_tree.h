@@ -178,7 +178,7 @@ public:
     }
 
     // ---- queries ----
-    // A query specification: quantifier (0, 1 ALL, 2 DISTINCT), select list
+    // A SELECT query block: quantifier (0, 1 ALL, 2 DISTINCT), select list
     // (null: *), FROM list, condition.
     ParseNode *select(int quantifier, const void *items, const void *from,
                       const void *where = nullptr)
