@@ -24,20 +24,26 @@ using namespace kx::fn;
 
 constexpr double kShortPi = 3.14159;
 
+// The family's first steps: the result record of type (null when it cannot
+// be made), already marked NULL when a tested argument is NULL.
+Value *start_result(EvalContext *context, int32_t type, bool null_argument)
+{
+    Value *result = new_result(context, type);
+    if (result != nullptr && null_argument)
+        result->null_flag = -1;
+    return result;
+}
+
 // The family's steps for a double function of one argument: make the
 // result, NULL gives NULL, an argument outside the domain takes the error
 // exit, otherwise the computed double.
 template <double (*Compute)(double), bool (*OutsideDomain)(double)>
 Value *unary_double(EvalContext *context, int32_t argc, Value **argv)
 {
-    Value *result = new_result(context, VALUE_DOUBLE);
-    if (result == nullptr)
-        return nullptr;
     Value *x = arg(argc, argv, 0);
-    if (is_null(x)) {
-        result->null_flag = -1;
+    Value *result = start_result(context, VALUE_DOUBLE, is_null(x));
+    if (result == nullptr || result->null_flag != 0)
         return result;
-    }
     double d = get_double_from_value(x);
     if (OutsideDomain(d))
         fail(context, "HY000", kDomainError);
@@ -49,14 +55,10 @@ Value *unary_double(EvalContext *context, int32_t argc, Value **argv)
 template <int32_t (*Compute)(double)>
 Value *unary_integer(EvalContext *context, int32_t argc, Value **argv)
 {
-    Value *result = new_result(context, VALUE_INTEGER);
-    if (result == nullptr)
-        return nullptr;
     Value *x = arg(argc, argv, 0);
-    if (is_null(x)) {
-        result->null_flag = -1;
+    Value *result = start_result(context, VALUE_INTEGER, is_null(x));
+    if (result == nullptr || result->null_flag != 0)
         return result;
-    }
     result->payload.integer = Compute(get_double_from_value(x));
     return result;
 }
@@ -65,15 +67,11 @@ Value *unary_integer(EvalContext *context, int32_t argc, Value **argv)
 template <double (*Compute)(double, Value *)>
 Value *binary_double(EvalContext *context, int32_t argc, Value **argv)
 {
-    Value *result = new_result(context, VALUE_DOUBLE);
-    if (result == nullptr)
-        return nullptr;
     Value *x = arg(argc, argv, 0);
     Value *y = arg(argc, argv, 1);
-    if (is_null(x) || is_null(y)) {
-        result->null_flag = -1;
+    Value *result = start_result(context, VALUE_DOUBLE, is_null(x) || is_null(y));
+    if (result == nullptr || result->null_flag != 0)
         return result;
-    }
     result->payload.dbl = Compute(get_double_from_value(x), y);
     return result;
 }
@@ -252,15 +250,11 @@ KX_SCALAR_FUNCTION(func_abs)
 KX_SCALAR_FUNCTION(func_mod)
 {
     (void)pass1, (void)pass2, (void)descriptor;
-    Value *result = new_result(context, VALUE_INTEGER);
-    if (result == nullptr)
-        return nullptr;
     // Only the dividend is tested for NULL; a NULL divisor reads as its datum.
     Value *a = arg(argc, argv, 0);
-    if (is_null(a)) {
-        result->null_flag = -1;
+    Value *result = start_result(context, VALUE_INTEGER, is_null(a));
+    if (result == nullptr || result->null_flag != 0)
         return result;
-    }
     int32_t dividend = get_int_from_value(a);
     int32_t divisor = 0;
     if (Value *b = arg(argc, argv, 1)) {
@@ -278,17 +272,13 @@ KX_SCALAR_FUNCTION(func_mod)
 KX_SCALAR_FUNCTION(func_rand)
 {
     (void)pass1, (void)pass2, (void)descriptor;
-    Value *result = new_result(context, VALUE_DOUBLE);
-    if (result == nullptr)
-        return nullptr;
-    if (argc >= 1) {
-        Value *seed = arg(argc, argv, 0);
-        if (is_null(seed)) {
-            result->null_flag = -1;  // and the generator is not reseeded
-            return result;
-        }
+    // A NULL seed gives NULL, and the generator is not reseeded.
+    Value *seed = arg(argc, argv, 0);
+    Value *result = start_result(context, VALUE_DOUBLE, argc >= 1 && is_null(seed));
+    if (result == nullptr || result->null_flag != 0)
+        return result;
+    if (argc >= 1)
         std::srand(static_cast<unsigned>(get_int_from_value(seed)));
-    }
     // unscaled: an integer-valued double from 0 to RAND_MAX
     result->payload.dbl = static_cast<double>(std::rand());
     return result;
