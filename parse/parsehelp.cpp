@@ -138,6 +138,9 @@ bool read_hex(char *text, Value *leaf, MemHandle *handle)
         static_cast<unsigned char *>(kx_mem_alloc(handle, octets > 0 ? octets : 1));
     if (buffer == nullptr)
         return false;
+    // Reading stops at the first character that is not a digit ("X'ZZ'"),
+    // and the octets it did not reach are zeros, never the heap's leftovers.
+    std::memset(buffer, 0, octets > 0 ? octets : 1);
     size_t count = 0;
     size_t position = start;
     while (count < octets && is_hex_digit(text[position])) {

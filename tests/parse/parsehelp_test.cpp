@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -305,6 +306,50 @@ TEST_F(ParsehelpTest, HexadecimalTokensOfManyLengths)
             EXPECT_EQ(exact[1], '\'') << digits;
             EXPECT_EQ(v->payload.bytes[0], 0x01) << digits;
         }
+    }
+}
+
+// Leaves freed heap blocks of every small size filled with 0xA5 behind, so
+// that a buffer the next allocations take from them and never write shows.
+void litter_the_heap()
+{
+    std::vector<void *> blocks;
+    for (size_t size = 1; size <= 512; ++size) {
+        void *block = std::malloc(size);
+        std::memset(block, 0xA5, size);
+        blocks.push_back(block);
+    }
+    for (void *block : blocks)
+        std::free(block);
+}
+
+// Digits that are not hexadecimal end the reading; the octets not reached
+// are zeros, so the leaf's text shows zeros and nothing left on the heap.
+TEST_F(ParsehelpTest, HexadecimalNonDigitsLeaveZeroOctets)
+{
+    struct Case {
+        const char *token;
+        std::vector<unsigned char> octets;  // data_length of them
+        const char *text;                   // value_as_text
+    };
+    const Case cases[] = {
+        {"X'ZZZZ'", {0x00, 0x00}, "B'00'"},
+        {"X'ZZZZZZZZ'", {0x00, 0x00, 0x00, 0x00}, "B'0000'"},
+        {"X'ABZZZZ'", {0xAB, 0x00, 0x00}, "B'AB00'"},
+        {"X'AZZZ'", {0x0A, 0x00}, "B'A0'"},  // a digit without a partner
+        {"x'ZZZZZ'", {0x00, 0x00}, "B'00'"},  // odd: padding digit, then stop
+    };
+    for (const Case &c : cases) {
+        litter_the_heap();
+        Value *v = literal(KX_LITERAL_HEX, c.token);
+        ASSERT_NE(v, nullptr) << c.token;
+        EXPECT_EQ(v->type, VALUE_BINARY) << c.token;
+        ASSERT_EQ(v->data_length, static_cast<int32_t>(c.octets.size())) << c.token;
+        for (size_t i = 0; i < c.octets.size(); ++i)
+            EXPECT_EQ(v->payload.bytes[i], c.octets[i]) << c.token << " octet " << i;
+        char text[1024];
+        EXPECT_STREQ(value_as_text(v, text), c.text) << c.token;
+        release_value(handle, v);
     }
 }
 
