@@ -32,7 +32,12 @@
  * Writing rewrites the file: the old contents are kept as path + "~", and
  * the new contents are written beside the file and renamed into place, so a
  * reader sees either the old or the new file, and a failure leaves the old
- * contents at the path. The file's permission bits are kept.
+ * contents at the path. The file's permission bits are kept. A path that is
+ * a symbolic link is written through: the file it leads to is rewritten,
+ * with its backup and temporary file beside it, and the link stays. A
+ * section, key or value holding a line break is refused before the file is
+ * touched, since it would add lines of the caller's choosing. A path that
+ * names a directory fails to open, for reading as for writing.
  */
 #include "kxsupp/config.h"
 
@@ -41,12 +46,13 @@
 #include <cctype>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <mutex>
+#include <pthread.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -403,7 +409,17 @@ const char *query_slot(CacheSlot *slot, Brackets brackets, const char *section,
     return value;
 }
 
-std::mutex cache_mutex;
+// A plain POSIX mutex: std::mutex would tie the library to the C++ runtime.
+pthread_mutex_t cache_mutex = PTHREAD_MUTEX_INITIALIZER;
+
+// Holds cache_mutex for the life of a scope.
+class CacheLock {
+public:
+    CacheLock() { pthread_mutex_lock(&cache_mutex); }
+    ~CacheLock() { pthread_mutex_unlock(&cache_mutex); }
+    CacheLock(const CacheLock &) = delete;
+    CacheLock &operator=(const CacheLock &) = delete;
+};
 CacheSlot cache[kCacheSlots];
 unsigned long cache_clock;
 unsigned long cache_hit_count;
@@ -461,7 +477,7 @@ CacheSlot *find_slot(const char *path)
 
 void forget_path(const char *path)
 {
-    std::lock_guard<std::mutex> lock(cache_mutex);
+    CacheLock lock;
     CacheSlot *slot = find_slot(path);
     if (slot != nullptr) {
         free_image(slot->image);
@@ -472,7 +488,7 @@ void forget_path(const char *path)
 // Stores the image (the cache takes it over) or frees it.
 void store_image(const char *path, const FileStamp &stamp, FileImage *image)
 {
-    std::lock_guard<std::mutex> lock(cache_mutex);
+    CacheLock lock;
     CacheSlot *slot = find_slot(path);
     if (slot == nullptr) {
         slot = &cache[0];
@@ -542,7 +558,7 @@ Lookup cached_lookup(const char *path, Brackets brackets, const char *section,
         return Lookup::kUncached;
     FileStamp now = stamp_of(st);
     {
-        std::lock_guard<std::mutex> lock(cache_mutex);
+        CacheLock lock;
         CacheSlot *slot = find_slot(path);
         if (slot != nullptr && same_stamp(slot->stamp, now)) {
             slot->used = ++cache_clock;
@@ -800,6 +816,121 @@ void post_errno(ProfileHandle *handle, const char *format, const char *a,
         set_error(handle, kUnknownError);
 }
 
+bool holds_line_break(const char *text)
+{
+    return text != nullptr && std::strpbrk(text, "\r\n") != nullptr;
+}
+
+// Which of a setting's texts holds a line break ("section", "key" or
+// "value"), or null. Written out, such a text would add lines of the
+// caller's choosing to the file (a "Driver =" line in a data source).
+const char *field_with_line_break(const char *section, const char *key,
+                                  const char *value)
+{
+    if (holds_line_break(section))
+        return "section";
+    if (holds_line_break(key))
+        return "key";
+    if (holds_line_break(value))
+        return "value";
+    return nullptr;
+}
+
+// The directory part of path ("." for a bare name) into out.
+void directory_of(const char *path, char *out, size_t size)
+{
+    const char *slash = std::strrchr(path, '/');
+    if (slash == nullptr) {
+        copy_field(out, size, ".");
+    } else if (slash == path) {
+        copy_field(out, size, "/");
+    } else {
+        size_t n = static_cast<size_t>(slash - path);
+        if (n >= size)
+            n = size - 1;
+        std::memcpy(out, path, n);
+        out[n] = '\0';
+    }
+}
+
+// A link's text made a path: an absolute text as it is, a relative one
+// taken from the directory the link lies in. False when it does not fit.
+bool link_target(const char *link, const char *text, char *out, size_t size)
+{
+    int n;
+    if (text[0] == '/') {
+        n = std::snprintf(out, size, "%s", text);
+    } else {
+        char directory[PATH_MAX];
+        directory_of(link, directory, sizeof directory);
+        n = std::snprintf(out, size, "%s/%s", directory, text);
+    }
+    return n >= 0 && static_cast<size_t>(n) < size;
+}
+
+// The file a dangling chain of links ends at: the links are followed to the
+// first name that does not exist, whose directory must exist. False when
+// there is no such name (a loop, a missing directory, an unreadable link).
+bool resolve_dangling(const char *path, char *out, size_t size)
+{
+    constexpr int kMaxLinks = 40;   // as the kernel's own limit
+    char current[PATH_MAX];
+    copy_field(current, sizeof current, path);
+    for (int hop = 0; hop <= kMaxLinks; hop++) {
+        struct stat st;
+        if (::lstat(current, &st) != 0) {
+            if (errno != ENOENT)
+                return false;
+            char directory[PATH_MAX];
+            char real_directory[PATH_MAX];
+            directory_of(current, directory, sizeof directory);
+            if (::realpath(directory, real_directory) == nullptr)
+                return false;
+            const char *slash = std::strrchr(current, '/');
+            const char *name = slash != nullptr ? slash + 1 : current;
+            const char *separator =
+                std::strcmp(real_directory, "/") == 0 ? "" : "/";
+            int n = std::snprintf(out, size, "%s%s%s", real_directory,
+                                  separator, name);
+            return n >= 0 && static_cast<size_t>(n) < size;
+        }
+        if (!S_ISLNK(st.st_mode))
+            return false;
+        char text[PATH_MAX];
+        ssize_t got = ::readlink(current, text, sizeof text - 1);
+        if (got < 0)
+            return false;
+        text[got] = '\0';
+        char next[PATH_MAX];
+        if (!link_target(current, text, next, sizeof next))
+            return false;
+        copy_field(current, sizeof current, next);
+    }
+    return false;
+}
+
+// The file a write goes to: the path itself, or, when the path is a
+// symbolic link (a ~/.odbc.ini kept elsewhere), the file the link leads to,
+// so that the link stays a link and the backup and the temporary file lie
+// beside that file (the final rename stays on one file system). A dangling
+// link gives the file it names when that file's directory exists; a link
+// that leads nowhere leaves the path as it is, and the write fails on it.
+void write_target(const char *path, char *out, size_t size)
+{
+    struct stat st;
+    copy_field(out, size, path);
+    if (::lstat(path, &st) != 0 || !S_ISLNK(st.st_mode))
+        return;
+    char resolved[PATH_MAX];
+    if (::realpath(path, resolved) != nullptr) {
+        copy_field(out, size, resolved);
+        return;
+    }
+    if (!resolve_dangling(path, resolved, sizeof resolved))
+        return;
+    copy_field(out, size, resolved);
+}
+
 }  // namespace
 
 namespace kx {
@@ -811,7 +942,7 @@ void profile_cache_enable(bool on)
 
 void profile_cache_clear()
 {
-    std::lock_guard<std::mutex> lock(cache_mutex);
+    CacheLock lock;
     for (CacheSlot &slot : cache) {
         free_image(slot.image);
         slot.image = nullptr;
@@ -820,7 +951,7 @@ void profile_cache_clear()
 
 unsigned long profile_cache_hits()
 {
-    std::lock_guard<std::mutex> lock(cache_mutex);
+    CacheLock lock;
     return cache_hit_count;
 }
 
@@ -911,6 +1042,15 @@ KX_API int32_t get_profile_string(ProfileHandle *handle, int32_t mode,
                    nullptr, error);
         return -1;
     }
+    // A directory opens for reading, but has no lines to give.
+    struct stat st;
+    if (::fstat(fileno(file), &st) == 0 && S_ISDIR(st.st_mode)) {
+        std::fclose(file);
+        forget_path(handle->path);
+        post_errno(handle, "Failed to open %s for input, %s", handle->path,
+                   nullptr, EISDIR);
+        return -1;
+    }
     scan_stream(file, brackets, section, key, output, output_size);
     std::fclose(file);
     return 0;
@@ -923,11 +1063,19 @@ KX_API int32_t set_profile_string(ProfileHandle *handle, int32_t mode,
     if (handle == nullptr)
         return -1;
     set_error(handle, kUnknownError);
+    const char *broken = field_with_line_break(section, key, value);
+    if (broken != nullptr) {
+        std::snprintf(handle->error, sizeof handle->error,
+                      "Refused to write to %s, the %s holds a line break",
+                      handle->path, broken);
+        return -1;
+    }
     Brackets brackets = brackets_for(mode);
-    const char *path = handle->path;
-    char backup[KX_PROFILE_PATH_SIZE + 2];
+    char path[PATH_MAX];
+    write_target(handle->path, path, sizeof path);
+    char backup[PATH_MAX + 2];
     std::snprintf(backup, sizeof backup, "%s~", path);
-    char temp[KX_PROFILE_PATH_SIZE + 32];
+    char temp[PATH_MAX + 32];
 
     // The old contents. A file that is not there cannot be moved to the
     // backup. One that is there but cannot be read gets its backup name all
@@ -979,6 +1127,7 @@ KX_API int32_t set_profile_string(ProfileHandle *handle, int32_t mode,
     int error = errno;
     std::free(out.data);
     forget_path(path);
+    forget_path(handle->path);
     // Putting the new contents in place is creating the file anew: any
     // failure there, the final rename included, is the output message on
     // the file's own path (the temporary name never reaches the caller).

@@ -8,7 +8,9 @@
 #include <gtest/gtest.h>
 #include <odbcinst.h>
 
+#include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -632,6 +634,233 @@ TEST_F(Registry, NullArgumentsAreSafe)
     set_ini_function(nullptr, nullptr);
     EXPECT_EQ(set_profile_string(handle, 2, "S", "k", nullptr), 0);
     EXPECT_EQ(read_file(path), "[S]\n = empty key\nk = \n");
+}
+
+/* ---- unsafe input: line breaks, links, directories ---- */
+
+// What a write must leave alone: the bytes, inode and modification time of
+// the file, and the absence of a backup.
+struct FileState {
+    std::string text;
+    ino_t inode = 0;
+    struct timespec mtime = {0, 0};
+    bool backup = false;
+};
+
+FileState state_of(const std::string &path)
+{
+    FileState state;
+    state.text = read_file(path);
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0) {
+        state.inode = st.st_ino;
+        state.mtime = st.st_mtim;
+    }
+    state.backup = kxtest::exists(path + "~");
+    return state;
+}
+
+void expect_untouched(const FileState &before, const std::string &path,
+                      const std::string &what)
+{
+    FileState after = state_of(path);
+    EXPECT_EQ(after.text, before.text) << what;
+    EXPECT_EQ(after.inode, before.inode) << what;
+    EXPECT_EQ(after.mtime.tv_sec, before.mtime.tv_sec) << what;
+    EXPECT_EQ(after.mtime.tv_nsec, before.mtime.tv_nsec) << what;
+    EXPECT_FALSE(after.backup) << what;
+}
+
+// A section, key or value holding a line break would write lines of the
+// caller's choosing into the file; the write is refused before the file is
+// touched, and says why.
+TEST_F(Registry, WriteRefusesLineBreaks)
+{
+    const std::string before = "[Sales]\nServer = alpha\n[Other]\nA = 1\n";
+    write_file(path, before);
+    // A modification time well in the past, so that any rewrite would show.
+    struct timespec times[2] = {{1000000000, 0}, {1000000000, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    const FileState untouched = state_of(path);
+    struct Case {
+        const char *section;
+        const char *key;
+        const char *value;
+        const char *field;
+    };
+    const Case cases[] = {
+        {"Sales", "Server", "beta\nDriver = /tmp/evil.so", "value"},
+        {"Sales", "Server", "beta\rDriver = /tmp/evil.so", "value"},
+        {"Sales", "Server", "beta\r\n", "value"},
+        {"Sales", "Server", "\n", "value"},
+        {"Sales", "Driver = /tmp/evil.so\nServer", "beta", "key"},
+        {"Sales", "Server\r", "beta", "key"},
+        {"Sales\n", "Server", "beta", "section"},
+        {"Sales]\r\n[Other", "Server", "beta", "section"},
+        {"Sales\n", "Server\n", "beta\n", "section"},
+    };
+    for (const Case &c : cases) {
+        std::strcpy(handle->error, "stale");
+        EXPECT_EQ(set_profile_string(handle, 2, c.section, c.key, c.value), -1) << c.field;
+        EXPECT_EQ(std::string(registry_error(handle)),
+                  "Refused to write to " + path + ", the " + c.field + " holds a line break");
+        expect_untouched(untouched, path, c.field);
+        for (int32_t mode : {0, 1})
+            EXPECT_EQ(set_profile_string(handle, mode, c.section, c.key, c.value), -1)
+                << c.field << " mode " << mode;
+        expect_untouched(untouched, path, c.field);
+    }
+    EXPECT_EQ(get(2, "Sales", "Driver", "none"), "none");
+    // A file that is not there is refused for the same reason, and stays away.
+    set_config(handle, (dir + "/absent.ini").c_str());
+    EXPECT_EQ(set_profile_string(handle, 2, "Sales", "Server", "a\nb"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)),
+              "Refused to write to " + dir + "/absent.ini, the value holds a line break");
+    EXPECT_FALSE(kxtest::exists(dir + "/absent.ini~"));
+    // A clean write afterwards goes through.
+    set_config(handle, path.c_str());
+    EXPECT_EQ(set_profile_string(handle, 2, "Sales", "Server", "beta\tgamma"), 0);
+    EXPECT_STREQ(registry_error(handle), "Unknown error");
+    EXPECT_EQ(read_file(path), "[Sales]\nServer = beta\tgamma\n[Other]\nA = 1\n");
+}
+
+// The canonical form of an existing directory (the temporary directory may
+// itself lie behind a link).
+std::string real_path(const std::string &path)
+{
+    char resolved[PATH_MAX];
+    EXPECT_NE(realpath(path.c_str(), resolved), nullptr) << path;
+    return resolved;
+}
+
+std::string link_text(const std::string &link)
+{
+    char text[PATH_MAX];
+    ssize_t n = readlink(link.c_str(), text, sizeof text);
+    return n < 0 ? "<not a link>" : std::string(text, static_cast<size_t>(n));
+}
+
+bool is_link(const std::string &path)
+{
+    struct stat st;
+    return lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode);
+}
+
+std::string listing(const std::string &dir)
+{
+    std::vector<std::string> names = kxtest::directory_entries(dir);
+    std::sort(names.begin(), names.end());
+    std::string text;
+    for (const std::string &name : names)
+        text += name + "\n";
+    return text;
+}
+
+// A profile path that is a symbolic link (a ~/.odbc.ini kept elsewhere) is
+// written through: the link stays, the file it leads to gets the new
+// contents, and the backup and temporary file lie beside that file.
+TEST_F(Registry, WriteGoesThroughSymbolicLinks)
+{
+    const std::string before = "[Sales]\nServer = alpha\n";
+    ASSERT_EQ(mkdir((dir + "/etc").c_str(), 0755), 0);
+    ASSERT_EQ(mkdir((dir + "/home").c_str(), 0755), 0);
+    const std::string target = dir + "/etc/odbc.ini";
+    const std::string absolute_target = real_path(dir) + "/etc/odbc.ini";
+    const std::string relative = dir + "/home/.odbc.ini";      // "../etc/odbc.ini"
+    const std::string absolute = dir + "/home/abs.ini";        // the absolute path
+    const std::string chained = dir + "/home/chained.ini";     // ".odbc.ini", a link
+    ASSERT_EQ(symlink("../etc/odbc.ini", relative.c_str()), 0);
+    ASSERT_EQ(symlink(absolute_target.c_str(), absolute.c_str()), 0);
+    ASSERT_EQ(symlink(".odbc.ini", chained.c_str()), 0);
+    struct Case {
+        std::string link;
+        std::string text;
+    };
+    const Case cases[] = {
+        {relative, "../etc/odbc.ini"},
+        {absolute, absolute_target},
+        {chained, ".odbc.ini"},
+    };
+    int n = 0;
+    for (const Case &c : cases) {
+        write_file(target, before);
+        ASSERT_EQ(chmod(target.c_str(), 0640), 0);
+        unlink((target + "~").c_str());
+        set_config(handle, c.link.c_str());
+        std::string value = "beta" + std::to_string(n++);
+        EXPECT_EQ(set_profile_string(handle, 2, "Sales", "Server", value.c_str()), 0)
+            << c.link << ": " << registry_error(handle);
+        EXPECT_TRUE(is_link(c.link)) << c.link;
+        EXPECT_EQ(link_text(c.link), c.text);
+        EXPECT_TRUE(is_link(relative)) << c.link;
+        EXPECT_EQ(read_file(target), "[Sales]\nServer = " + value + "\n") << c.link;
+        EXPECT_EQ(read_file(target + "~"), before) << c.link;
+        EXPECT_EQ(listing(dir + "/etc"), "odbc.ini\nodbc.ini~\n") << c.link;
+        EXPECT_EQ(listing(dir + "/home"), ".odbc.ini\nabs.ini\nchained.ini\n") << c.link;
+        struct stat st;
+        ASSERT_EQ(stat(target.c_str(), &st), 0);
+        EXPECT_EQ(st.st_mode & 07777, 0640u) << c.link;
+        // Read back through the link, as the driver does.
+        EXPECT_EQ(get(2, "Sales", "Server"), value) << c.link;
+    }
+}
+
+// A dangling link names the file a write would go to: with its directory in
+// place the write fails there as a missing file does, and nothing is made
+// beside the link; the link stays as it was.
+TEST_F(Registry, WriteThroughADanglingLinkNamesItsTarget)
+{
+    ASSERT_EQ(mkdir((dir + "/etc").c_str(), 0755), 0);
+    const std::string link = dir + "/odbc.link";
+    ASSERT_EQ(symlink("etc/missing.ini", link.c_str()), 0);
+    set_config(handle, link.c_str());
+    const std::string target = real_path(dir) + "/etc/missing.ini";
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)),
+              "Failed to rename " + target + " to " + target + "~, " + std::strerror(ENOENT));
+    EXPECT_TRUE(is_link(link));
+    EXPECT_EQ(link_text(link), "etc/missing.ini");
+    EXPECT_EQ(listing(dir + "/etc"), "");
+    EXPECT_EQ(listing(dir), "etc\nodbc.link\n");
+    EXPECT_FALSE(kxtest::exists(link + "~"));
+
+    // A link into a directory that is not there fails on the path as given.
+    const std::string nowhere = dir + "/nowhere.link";
+    ASSERT_EQ(symlink("gone/missing.ini", nowhere.c_str()), 0);
+    set_config(handle, nowhere.c_str());
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)),
+              "Failed to rename " + nowhere + " to " + nowhere + "~, " + std::strerror(ENOENT));
+    EXPECT_TRUE(is_link(nowhere));
+    EXPECT_FALSE(kxtest::exists(nowhere + "~"));
+    EXPECT_FALSE(is_link(nowhere + "~"));
+}
+
+// A path that names a directory cannot be opened as a profile: the read
+// fails as for a file that cannot be opened, with the system's text for a
+// directory, whether or not parsed files are cached.
+TEST_F(Registry, DirectoryPathFailsToOpen)
+{
+    const std::string folder = dir + "/odbc.d";
+    ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+    set_config(handle, folder.c_str());
+    const std::string message =
+        "Failed to open " + folder + " for input, " + std::strerror(EISDIR);
+    for (bool cached : {true, false}) {
+        kx::profile_cache_enable(cached);
+        char out[32];
+        EXPECT_EQ(get_profile_string(handle, 2, "S", "k", "dflt", out, 32), -1) << cached;
+        EXPECT_STREQ(out, "dflt") << cached;
+        EXPECT_EQ(std::string(registry_error(handle)), message) << cached;
+        EXPECT_STREQ(get_default(handle, "k", out, 32), "");
+        EXPECT_EQ(std::string(registry_error(handle)), message) << cached;
+    }
+    kx::profile_cache_enable(true);
+    // A write fails on reading it, and leaves it alone.
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)), message);
+    EXPECT_EQ(listing(folder), "");
+    EXPECT_FALSE(kxtest::exists(folder + "~"));
 }
 
 /* ---- the cache ---- */
