@@ -45,9 +45,15 @@ protected:
     }
     void TearDown() override { kx_mem_release_handle(d.mem); }
 
+    // A record without inline text. NewValue sets only the kind, handle and
+    // reference count; the rest (padding included) is cleared here, so that
+    // whole records compare byte for byte.
     Value *bare(int32_t type) {
         Value *v = NewValue(d.mem, 0);
         EXPECT_NE(v, nullptr);
+        std::memset(static_cast<void *>(v), 0, sizeof *v);
+        v->kind = NODE_VALUE;
+        v->mem_handle = d.mem;
         v->type = type;
         v->null_flag = 0;
         return v;

@@ -101,10 +101,17 @@ protected:
     void TearDown() override { kx_mem_release_handle(h); }
 
     // A value of a column type with every field set to something visible.
+    // NewValue sets only the kind, handle, reference count and the inline
+    // text; the record is cleared (padding included) before it is filled,
+    // so that whole records compare byte for byte.
     Value *column(int32_t type, int32_t text_room = 0) {
         Value *v = NewValue(h, text_room);
         EXPECT_NE(v, nullptr);
         char *text = text_room > 0 ? v->payload.text : nullptr;
+        memset(static_cast<void *>(v), 0, sizeof *v);
+        v->kind = NODE_VALUE;
+        v->mem_handle = h;
+        v->inline_buffer = text != nullptr ? 1 : 0;
         memset(&v->payload, 0x77, sizeof v->payload);
         if (text != nullptr) {
             v->payload.text = text;
