@@ -3,14 +3,17 @@
 
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+MEMCHECK_BUILD ?= build-memcheck
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 PREFIX     ?= /usr/local
 PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
-              libbenchmark-dev unixodbc-dev libsqlite3-dev binutils
+              libbenchmark-dev unixodbc-dev libsqlite3-dev binutils \
+              clang abigail-tools
 
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
-.PHONY: all deps build demo test test-normal test-asan bench install clean
+.PHONY: all deps build demo test test-normal test-asan bench install clean \
+        memcheck
 
 all: build
 
@@ -40,6 +43,15 @@ test-asan: deps
 
 bench: build
 	./$(BUILD)/bench/kxsupp_bench
+
+# Every test program once under valgrind memcheck (slow); fails on any
+# read of uninitialised or unaddressable memory, or a failed test.
+memcheck: deps
+	@sh scripts/install-deps.sh valgrind
+	cmake -S . -B $(MEMCHECK_BUILD) -DCMAKE_BUILD_TYPE=Debug -DKX_SANITIZE=OFF \
+	      -DKX_BUILD_BENCH=OFF -DKX_BUILD_EXAMPLES=OFF
+	cmake --build $(MEMCHECK_BUILD) -j $(JOBS)
+	sh scripts/memcheck.sh $(MEMCHECK_BUILD)
 
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
