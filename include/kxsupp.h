@@ -13,5 +13,6 @@
 #include "kxsupp/arith.h"
 #include "kxsupp/functions.h"
 #include "kxsupp/parse.h"
+#include "kxsupp/version.h"
 
 #endif /* KXSUPP_H */

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Compares the dynamic symbols that libkxsupp.so defines with exports/*.txt.
+# Compares the dynamic symbols that libkxsupp.so defines with the lists in
+# exports/ (exports/*.txt and the later version nodes under exports/KXSUPP_*/).
 # Usage: check_exports.sh LIBRARY EXPORTS_DIR
 set -eu
 library=$1
@@ -7,9 +8,9 @@ exports_dir=$2
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 
-cat "$exports_dir"/*.txt | grep -E '^[A-Za-z_][A-Za-z0-9_]*$' | sort -u > "$tmp/expected"
+find "$exports_dir" -name "*.txt" -exec cat {} + | grep -E '^[A-Za-z_][A-Za-z0-9_]*$' | sort -u > "$tmp/expected"
 nm -D --defined-only "$library" | awk '{print $NF}' | sed 's/@.*//' \
-    | grep -v '^KXSUPP_0$' | sort -u > "$tmp/actual"
+    | grep -v '^KXSUPP_[0-9.]*$' | sort -u > "$tmp/actual"
 
 missing=$(comm -23 "$tmp/expected" "$tmp/actual")
 stray=$(comm -13 "$tmp/expected" "$tmp/actual")

@@ -8,7 +8,7 @@ exports_dir=$2
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 
-cat "$exports_dir"/*.txt | grep -E '^[A-Za-z_][A-Za-z0-9_]*$' | sort -u > "$tmp/exports"
+find "$exports_dir" -name "*.txt" -exec cat {} + | grep -E '^[A-Za-z_][A-Za-z0-9_]*$' | sort -u > "$tmp/exports"
 objdump -d --no-show-raw-insn "$library" > "$tmp/disassembly"
 # Sanity: the disassembly has the library's own code and its PLT calls to
 # the C library, so an empty or unreadable listing cannot pass.
