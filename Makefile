@@ -10,9 +10,9 @@ PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
               libbenchmark-dev unixodbc-dev libsqlite3-dev binutils \
               clang abigail-tools
 
-CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
+CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_WERROR=ON
 
-.PHONY: all deps build demo test test-normal test-asan bench install clean \
+.PHONY: all deps configure build demo test test-normal test-asan bench install clean \
         memcheck
 
 all: build
@@ -20,11 +20,16 @@ all: build
 deps:
 	@sh scripts/install-deps.sh $(PACKAGES)
 
-build: deps
+configure: deps
 	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
+
+build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
-demo: build
+# The demonstration needs the library and the demo program only; the tests
+# and benchmarks are built by `make test` and `make bench`.
+demo: configure
+	cmake --build $(BUILD) -j $(JOBS) --target kxsupp_demo
 	./$(BUILD)/examples/kxsupp_demo
 
 test: test-normal test-asan
@@ -33,7 +38,7 @@ test-normal: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 test-asan: deps
-	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DKX_SANITIZE=ON \
+	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DKX_SANITIZE=ON -DKX_WERROR=ON \
 	      -DKX_BUILD_BENCH=OFF
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && \
@@ -41,8 +46,10 @@ test-asan: deps
 	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 	  ctest --output-on-failure -j $(JOBS)
 
-bench: build
+bench: configure
+	cmake --build $(BUILD) -j $(JOBS) --target kxsupp_bench kxsupp_bench_shared
 	./$(BUILD)/bench/kxsupp_bench
+	./$(BUILD)/bench/kxsupp_bench_shared
 
 # Every test program once under valgrind memcheck (slow); fails on any
 # read of uninitialised or unaddressable memory, or a failed test.

@@ -7,52 +7,51 @@
  * mutex_entry and mutex_exit. The library runs without threads of its own,
  * so every hook returns at once: nothing is created, waited for or locked,
  * and asynchronous connection and statement execution are reported as not
- * available. The hooks take any arguments (a driver may pass what a
- * threaded build would take) and ignore them.
+ * available. The hooks take no arguments, with one prototype for C and C++.
  */
 #include "kxsupp/arith.h"
 
 extern "C" {
 
-KX_API void odbc_thread_init(...) {}
+KX_API void odbc_thread_init(void) {}
 
-KX_API void thread_term(...) {}
+KX_API void thread_term(void) {}
 
-KX_API int32_t odbc_thread_create(...)
+KX_API int32_t odbc_thread_create(void)
 {
     return 0;
 }
 
-KX_API int32_t thread_cleanup(...)
+KX_API int32_t thread_cleanup(void)
 {
     return 0;
 }
 
-KX_API int32_t thread_wait_on_semaphore(...)
+KX_API int32_t thread_wait_on_semaphore(void)
 {
     return 0;
 }
 
-KX_API void thread_clear_semaphore(...) {}
+KX_API void thread_clear_semaphore(void) {}
 
-KX_API void thread_close_semaphore(...) {}
+KX_API void thread_close_semaphore(void) {}
 
-KX_API int32_t can_connect_async(...)
+KX_API int32_t can_connect_async(void)
 {
     return 0;
 }
 
-KX_API int32_t can_statement_async(...)
+KX_API int32_t can_statement_async(void)
 {
     return 0;
 }
 
-KX_API int32_t mutex_entry(...)
+KX_API int32_t mutex_entry(void)
 {
     return 0;
 }
 
-KX_API int32_t mutex_exit(...)
+KX_API int32_t mutex_exit(void)
 {
     return 0;
 }

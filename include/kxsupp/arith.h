@@ -229,47 +229,24 @@ KX_API int32_t compare_interval(const Value *a, const Value *b);
 KX_API int32_t check_timeout(DriverStatement *statement);
 
 /* The thread hooks. This build runs without threads of its own: each hook
-   ignores its arguments (a driver may pass what a threaded build would
-   take) and does nothing; the mutex hooks lock nothing. */
-#if defined(__cplusplus) || \
-    (defined(__STDC_VERSION__) && __STDC_VERSION__ >= 202311L)
-#define KX_HOOK_ARGS ...
-#else
-/* Before C23 an empty parameter list is how C accepts any arguments; the
-   compilers' "not a prototype" warnings are quietened for these lines. */
-#define KX_HOOK_ARGS /* any arguments */
-#if defined(__GNUC__)
-#define KX_HOOK_QUIET 1
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wstrict-prototypes"
-#if defined(__clang__) && defined(__has_warning)
-#if __has_warning("-Wdeprecated-non-prototype")
-#pragma GCC diagnostic ignored "-Wdeprecated-non-prototype"
-#endif
-#endif
-#endif
-#endif
-KX_API void odbc_thread_init(KX_HOOK_ARGS);
-KX_API void thread_term(KX_HOOK_ARGS);
+   takes no arguments and does nothing; the mutex hooks lock nothing. */
+KX_API void odbc_thread_init(void);
+KX_API void thread_term(void);
 /* Returns 0: no thread is created. */
-KX_API int32_t odbc_thread_create(KX_HOOK_ARGS);
+KX_API int32_t odbc_thread_create(void);
 /* Returns 0. */
-KX_API int32_t thread_cleanup(KX_HOOK_ARGS);
+KX_API int32_t thread_cleanup(void);
 /* Returns 0 at once: there is nothing to wait for. */
-KX_API int32_t thread_wait_on_semaphore(KX_HOOK_ARGS);
-KX_API void thread_clear_semaphore(KX_HOOK_ARGS);
-KX_API void thread_close_semaphore(KX_HOOK_ARGS);
+KX_API int32_t thread_wait_on_semaphore(void);
+KX_API void thread_clear_semaphore(void);
+KX_API void thread_close_semaphore(void);
 /* Return 0: asynchronous connection and statement execution are not
    available. */
-KX_API int32_t can_connect_async(KX_HOOK_ARGS);
-KX_API int32_t can_statement_async(KX_HOOK_ARGS);
+KX_API int32_t can_connect_async(void);
+KX_API int32_t can_statement_async(void);
 /* Return 0 without locking anything. */
-KX_API int32_t mutex_entry(KX_HOOK_ARGS);
-KX_API int32_t mutex_exit(KX_HOOK_ARGS);
-#if defined(KX_HOOK_QUIET)
-#pragma GCC diagnostic pop
-#undef KX_HOOK_QUIET
-#endif
+KX_API int32_t mutex_entry(void);
+KX_API int32_t mutex_exit(void);
 
 /* ---- end timeout ---- */
 

@@ -27,6 +27,34 @@
 #define KX_API
 #endif
 
+/* Marks a call whose format_index-th argument is a printf format for the
+   arguments from first_argument on (0 for a va_list), so that a wrong
+   argument is a compile-time warning; empty where the compiler lacks it. */
+#if defined(__GNUC__)
+#define KX_PRINTF_FORMAT(format_index, first_argument) \
+    __attribute__((format(printf, format_index, first_argument)))
+#else
+#define KX_PRINTF_FORMAT(format_index, first_argument)
+#endif
+
+/* DmBuffer and ParseNode end in a flexible array member: standard C99, and
+   an extension that GCC and Clang accept in C++, marked so that a driver's
+   -pedantic C++ build stays quiet. */
+#if defined(__cplusplus) && defined(__GNUC__)
+#define KX_FLEXIBLE_MEMBER __extension__
+#else
+#define KX_FLEXIBLE_MEMBER
+#endif
+#if defined(__cplusplus) && defined(__clang__)
+#define KX_FLEXIBLE_BEGIN \
+    _Pragma("clang diagnostic push") \
+    _Pragma("clang diagnostic ignored \"-Wc99-extensions\"")
+#define KX_FLEXIBLE_END _Pragma("clang diagnostic pop")
+#else
+#define KX_FLEXIBLE_BEGIN
+#define KX_FLEXIBLE_END
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -301,12 +329,14 @@ typedef struct Value {
 
 /* ---- Driver buffer (dm) form of a value ---- */
 
+KX_FLEXIBLE_BEGIN
 typedef struct DmBuffer {
     int32_t length;                 /* -1 for SQL NULL */
     int32_t data_length;
     uint32_t type;
-    unsigned char payload[];        /* at offset 12 */
+    KX_FLEXIBLE_MEMBER unsigned char payload[];  /* at offset 12 */
 } DmBuffer;
+KX_FLEXIBLE_END
 
 /* ---- The drivers' records that the library reads ---- */
 
@@ -381,10 +411,12 @@ typedef struct FunctionEntry {
 
 /* ---- Parse trees and the SQL text printer ---- */
 
+KX_FLEXIBLE_BEGIN
 typedef struct ParseNode {
     uint32_t kind;
-    intptr_t field[];               /* field N of a node is field[N - 1] */
+    KX_FLEXIBLE_MEMBER intptr_t field[];  /* field N of a node is field[N - 1] */
 } ParseNode;
+KX_FLEXIBLE_END
 
 /* Field 1 of an expression node points to one: the operator class (1 NOT,
    2 AND, 3 OR, 4 comparison) and the operator code (KX_OP_* of arith.h). */

@@ -50,7 +50,8 @@ KX_API void SetErrorCount(ErrorHeader *header, int32_t row_count);
 KX_API char *PostError(ErrorHeader *header, int32_t class_origin_code,
                        int32_t column, const char *connection_name,
                        int32_t native, int32_t row, const char *subclass_origin,
-                       const char *sqlstate, const char *format, ...);
+                       const char *sqlstate, const char *format, ...)
+    KX_PRINTF_FORMAT(9, 10);
 /* Posts into the error header of a DriverStatement (kinds 200, 202) or a
    DriverConnection (201), setting its return code to -1; the message is
    text, not a format. Other kinds, a null object or header post nothing.
@@ -88,13 +89,14 @@ KX_API extern uint32_t error_mask;
    "{settings}" of the profile (standard error when empty or unopenable).
    Returns 0; does nothing at all when (error_mask & category) is 0. */
 KX_API int32_t log_message(const char *tag, int32_t number, uint32_t category,
-                           const char *format, ...);
+                           const char *format, ...) KX_PRINTF_FORMAT(4, 5);
 /* log_message with the caller's profile handle and argument list; writes
    the line whatever the mask. A null profile sends it to standard error.
    Returns 0. */
 KX_API int32_t _log_message(const char *tag, int32_t number,
                             uint32_t category, ProfileHandle *profile,
-                            const char *format, va_list arguments);
+                            const char *format, va_list arguments)
+    KX_PRINTF_FORMAT(5, 0);
 
 /* ---- end trace ---- */
 

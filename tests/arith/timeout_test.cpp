@@ -259,27 +259,20 @@ TEST_F(TimeoutTest, NullRecordsAreHarmless)
 
 // The thread hooks do nothing and report what the driver must know:
 // no asynchronous execution, and no locking.
-TEST(ThreadHooks, ResultsWithAndWithoutArguments)
+TEST(ThreadHooks, Results)
 {
-    int semaphore = 5;
     odbc_thread_init();
-    odbc_thread_init(&semaphore);
     thread_term();
     EXPECT_EQ(odbc_thread_create(), 0);
-    EXPECT_EQ(odbc_thread_create(nullptr, &semaphore, 3), 0);
     EXPECT_EQ(thread_cleanup(), 0);
-    EXPECT_EQ(thread_cleanup(&semaphore), 0);
-    EXPECT_EQ(thread_wait_on_semaphore(&semaphore, 1000), 0);
-    thread_clear_semaphore(&semaphore);
-    thread_close_semaphore(&semaphore);
-    EXPECT_EQ(semaphore, 5);
+    EXPECT_EQ(thread_wait_on_semaphore(), 0);
+    thread_clear_semaphore();
+    thread_close_semaphore();
     EXPECT_EQ(can_connect_async(), 0);
-    EXPECT_EQ(can_connect_async(&semaphore), 0);
     EXPECT_EQ(can_statement_async(), 0);
-    EXPECT_EQ(can_statement_async(&semaphore), 0);
-    EXPECT_EQ(mutex_entry(&semaphore), 0);
-    EXPECT_EQ(mutex_entry(&semaphore), 0);  // a second entry does not block
-    EXPECT_EQ(mutex_exit(&semaphore), 0);
+    EXPECT_EQ(mutex_entry(), 0);
+    EXPECT_EQ(mutex_entry(), 0);  // a second entry does not block
+    EXPECT_EQ(mutex_exit(), 0);
     EXPECT_EQ(mutex_exit(), 0);
 }
 
