@@ -56,7 +56,7 @@ bench: configure
 memcheck: deps
 	@sh scripts/install-deps.sh valgrind
 	cmake -S . -B $(MEMCHECK_BUILD) -DCMAKE_BUILD_TYPE=Debug -DKX_SANITIZE=OFF \
-	      -DKX_BUILD_BENCH=OFF -DKX_BUILD_EXAMPLES=OFF
+	      -DKX_WERROR=ON -DKX_BUILD_BENCH=OFF -DKX_BUILD_EXAMPLES=OFF
 	cmake --build $(MEMCHECK_BUILD) -j $(JOBS)
 	sh scripts/memcheck.sh $(MEMCHECK_BUILD)
 
@@ -64,4 +64,4 @@ install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(MEMCHECK_BUILD)
