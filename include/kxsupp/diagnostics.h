@@ -87,16 +87,18 @@ KX_API extern uint32_t error_mask;
 /* Writes one trace line "[pid]tag@nnnn" padded to column 30, ":", the
    formatted arguments and a newline, to the file named by "log_file" in
    "{settings}" of the profile (standard error when empty or unopenable).
-   Returns 0; does nothing at all when (error_mask & category) is 0. */
+   Returns 0; does nothing at all when (error_mask & category) is 0.
+   The format has trace directives of its own (%h a handle, %S a text with
+   its ODBC length, %e a return code's name, %I, %U, %i, %u, %p, %s, %*S,
+   %*I, %*h), not printf's, so it carries no printf format attribute. */
 KX_API int32_t log_message(const char *tag, int32_t number, uint32_t category,
-                           const char *format, ...) KX_PRINTF_FORMAT(4, 5);
+                           const char *format, ...);
 /* log_message with the caller's profile handle and argument list; writes
    the line whatever the mask. A null profile sends it to standard error.
    Returns 0. */
 KX_API int32_t _log_message(const char *tag, int32_t number,
                             uint32_t category, ProfileHandle *profile,
-                            const char *format, va_list arguments)
-    KX_PRINTF_FORMAT(5, 0);
+                            const char *format, va_list arguments);
 
 /* ---- end trace ---- */
 
