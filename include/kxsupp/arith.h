@@ -1,6 +1,21 @@
 /*
  * kxsupp/arith.h - exact decimals, operators, calendar, intervals and
  * time-outs.
+ *
+ *  1. Nothing here allocates: every routine writes into records the caller
+ *     owns (the first record argument, or a result argument).
+ *  2. Numeric routines return a status (0 success, -2 overflow, 1 inexact)
+ *     and never post a diagnostic themselves.
+ *  3. The operators that take an EvalContext (numeric_operation,
+ *     bigint_operation, divide_numeric) report division by zero the way the
+ *     scalar functions report their errors: one diagnostic posted on the
+ *     statement's error header, the context's result set to -1 and a
+ *     longjmp to context->exit, which the caller arms with setjmp first.
+ *  4. Calendar, interval and datetime arithmetic post nothing: out-of-range
+ *     fields wrap, and a null record pointer makes a routine do nothing (a
+ *     routine with a result gives 0).
+ *  5. check_timeout posts HYT00 or HY008 on the statement and returns -1;
+ *     the thread hooks do nothing in this build.
  */
 #ifndef KXSUPP_ARITH_H
 #define KXSUPP_ARITH_H

@@ -1,5 +1,20 @@
 /*
  * kxsupp/config.h - the profile file, connection strings and cursor names.
+ *
+ *  1. A ProfileHandle is the caller's from open_registry to close_registry
+ *     (the library mallocs and frees it); it keeps no file open between
+ *     calls. The texts the profile calls return live in that handle or in
+ *     the caller's buffer, never in memory the caller must free.
+ *  2. Profile reads and writes report a failure by returning -1 and leave
+ *     the reason in the handle, read with registry_error; nothing is
+ *     posted as an ODBC diagnostic.
+ *  3. Connection-string pairs and their texts belong to the MemHandle
+ *     given to the call that adds them and die with it. The generators
+ *     write into the caller's buffer; only generate_connection_string_ex
+ *     trusts the caller for its size.
+ *  4. Cursor names live in the statements' own records and the registry in
+ *     the connection's MemHandle; the cursor calls post nothing, and a
+ *     driver checks names (SQLSTATEs 3C000, 34000) with their results.
  */
 #ifndef KXSUPP_CONFIG_H
 #define KXSUPP_CONFIG_H
@@ -19,7 +34,8 @@ extern "C" {
  * other mode "[name]" (data sources). A ProfileHandle is malloc'ed by
  * open_registry and freed by close_registry; it holds no open file between
  * calls. Every read and write first sets the handle's error text to
- * "Unknown error" and overwrites it when a file cannot be opened or renamed.
+ * "Unknown error" and overwrites it when a file cannot be opened or renamed,
+ * or when a write is refused.
  */
 
 /* The default profile path, "odbc.ini" in the current directory. */
@@ -44,15 +60,18 @@ KX_API char *registry_error(ProfileHandle *handle);
 /* Copies the value of key in section (case-insensitive) into output, or
    default_value when absent; an overlong value ends in "0" and is cut to
    output_size - 1 characters. Returns 0, or -1 when the file cannot be
-   opened (output then holds the default). */
+   opened, a directory included (output then holds the default). */
 KX_API int32_t get_profile_string(ProfileHandle *handle, int32_t mode,
                                   const char *section, const char *key,
                                   const char *default_value, char *output,
                                   int32_t output_size);
 /* Writes key = value into an existing, non-empty section by rewriting the
    file (the old file stays as path + "~"). Lines of other sections before
-   the target section are not carried over. Returns 0, or -1 on a file
-   error with the error text set. */
+   the target section are not carried over. A path that is a symbolic link
+   is written through: the file it leads to is rewritten, its backup made
+   beside it, and the link stays. Returns 0, or -1 with the error text set
+   on a file error, or when the section, key or value holds a line break
+   ("\n" or "\r"; the file is then left untouched). */
 KX_API int32_t set_profile_string(ProfileHandle *handle, int32_t mode,
                                   const char *section, const char *key,
                                   const char *value);

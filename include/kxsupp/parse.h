@@ -1,5 +1,13 @@
 /*
  * kxsupp/parse.h - literal builders for SQL parsers and the SQL text printer.
+ *
+ *  1. The literal builders make leaves and nodes in the MemHandle they are
+ *     given; the parse tree and its leaves die with that handle.
+ *  2. A builder returns null when the token does not parse or memory runs
+ *     out; nothing is posted and nothing is ended.
+ *  3. The printer reads the caller's tree and never changes or keeps it;
+ *     its output goes to the caller's callback piece by piece. It reports
+ *     nothing: what it cannot print it prints as an "unexpected" text.
  */
 #ifndef KXSUPP_PARSE_H
 #define KXSUPP_PARSE_H

@@ -1,6 +1,18 @@
 /*
  * kxsupp/values.h - the typed SQL value, its text forms, comparison, the
  * drivers' row-buffer form and long data.
+ *
+ *  1. A Value and any text or binary buffer it points at belong to the
+ *     MemHandle it was made in (its mem_handle field); release_value drops
+ *     one holder and the last frees it; releasing the handle frees them all.
+ *  2. Constructors and copies return null when memory runs out; getters and
+ *     comparisons never fail (a NULL value reads as 0, 0.0 or "").
+ *  3. Text forms are written into the caller's buffer: the *_n variants
+ *     take its capacity, cut and terminate the text and report the full
+ *     length; the others need a buffer that holds the whole text.
+ *  4. Nothing here posts a diagnostic. A long buffer lives in a MemHandle
+ *     block and its temporary file closes with the last reference; its
+ *     reads return 0 (all delivered), 1 (more remains) or -1 (read error).
  */
 #ifndef KXSUPP_VALUES_H
 #define KXSUPP_VALUES_H
