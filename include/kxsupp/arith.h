@@ -244,7 +244,10 @@ KX_API int32_t compare_interval(const Value *a, const Value *b);
 KX_API int32_t check_timeout(DriverStatement *statement);
 
 /* The thread hooks. This build runs without threads of its own: each hook
-   takes no arguments and does nothing; the mutex hooks lock nothing. */
+   does nothing, and the mutex hooks lock nothing. Each has one prototype,
+   (void), in C and C++ alike. A driver written for a threaded build may
+   still pass the arguments such a build takes: the macros after the
+   prototypes drop them (unevaluated) and call the hook. */
 KX_API void odbc_thread_init(void);
 KX_API void thread_term(void);
 /* Returns 0: no thread is created. */
@@ -262,6 +265,18 @@ KX_API int32_t can_statement_async(void);
 /* Return 0 without locking anything. */
 KX_API int32_t mutex_entry(void);
 KX_API int32_t mutex_exit(void);
+
+#define odbc_thread_init(...) (odbc_thread_init)()
+#define thread_term(...) (thread_term)()
+#define odbc_thread_create(...) (odbc_thread_create)()
+#define thread_cleanup(...) (thread_cleanup)()
+#define thread_wait_on_semaphore(...) (thread_wait_on_semaphore)()
+#define thread_clear_semaphore(...) (thread_clear_semaphore)()
+#define thread_close_semaphore(...) (thread_close_semaphore)()
+#define can_connect_async(...) (can_connect_async)()
+#define can_statement_async(...) (can_statement_async)()
+#define mutex_entry(...) (mutex_entry)()
+#define mutex_exit(...) (mutex_exit)()
 
 /* ---- end timeout ---- */
 

@@ -41,6 +41,19 @@ for header in $headers; do
 done
 echo "headers: $count compilations without a warning"
 
+# The thread hooks, with and without arguments, in both languages.
+hook_calls=$(dirname "$format_calls")/hook_calls.c
+cp "$hook_calls" "$work/hook_calls.cpp"
+for cc in $c_compilers; do
+    $cc -std=c99 -Wstrict-prototypes $flags -fsyntax-only "$hook_calls" \
+        || { echo "$cc -std=c99: hook calls"; exit 1; }
+done
+for cxx in $cxx_compilers; do
+    $cxx -std=c++17 $flags -fsyntax-only "$work/hook_calls.cpp" \
+        || { echo "$cxx -std=c++17: hook calls"; exit 1; }
+done
+echo "thread hooks: calls with and without arguments compile in C and C++"
+
 wrong_lines=$(grep -c '/\* wrong \*/' "$format_calls")
 for cc in $c_compilers; do
     $cc -std=c99 $flags -fsyntax-only "$format_calls" \

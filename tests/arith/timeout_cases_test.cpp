@@ -366,6 +366,7 @@ TEST(ThreadHookCases, ArgumentsAreIgnored)
 {
     int semaphore = 5;
     void *thread = &semaphore;
+    ASSERT_NE(thread, nullptr);
     odbc_thread_init(&semaphore);
     thread_term(&semaphore, 1);
     EXPECT_EQ(odbc_thread_create(&thread, nullptr, &semaphore, 3), 0);

@@ -276,4 +276,22 @@ TEST(ThreadHooks, Results)
     EXPECT_EQ(mutex_exit(), 0);
 }
 
+// A driver written for a threaded build passes arguments; they are dropped
+// unevaluated, and the hooks stay plain functions whose address can be taken.
+TEST(ThreadHooks, ArgumentsAreDroppedUnevaluated)
+{
+    int evaluated = 0;
+    EXPECT_EQ(odbc_thread_create(&evaluated, ++evaluated, 3), 0);
+    EXPECT_EQ(mutex_entry(++evaluated), 0);
+    thread_term(++evaluated);
+    EXPECT_EQ(evaluated, 0);
+
+    int32_t (*create)(void) = odbc_thread_create;
+    int32_t (*enter)(void) = &mutex_entry;
+    void (*init)(void) = odbc_thread_init;
+    init();
+    EXPECT_EQ(create(), 0);
+    EXPECT_EQ(enter(), 0);
+}
+
 }  // namespace
