@@ -1,0 +1,220 @@
+// diagnostics.cpp - posting and reading the driver's diagnostics.
+//
+// Exports (driver-internal) begin_call, post_error, post_warning, finish and
+// the string-return helpers, and the ODBC entry points SQLGetDiagRec,
+// SQLGetDiagField and SQLError. Every handle's diagnostics live in its
+// library error header (ErrorHeader); records are posted with PostError and
+// read back with GetDiagRec and GetDiagField, which give an ODBC 2
+// application the ODBC 2 SQLSTATEs.
+#include <cstring>
+
+#include "driver/driver.h"
+#include "driver/handles.h"
+
+namespace kxdrv {
+
+namespace {
+
+// SQLSTATEs that ODBC defines (class origin "ODBC 3.0"); the rest are ISO's.
+bool odbc_defined_state(const char *state)
+{
+    static const char *const prefixes[] = {"HY", "IM", "01S", "07S", "08S", "21S", "25S",
+                                           "42S"};
+    for (const char *p : prefixes)
+        if (std::strncmp(state, p, std::strlen(p)) == 0)
+            return true;
+    return false;
+}
+
+SQLRETURN post(ErrorHeader *errors, int32_t code, const char *sqlstate, const char *message)
+{
+    bool odbc = odbc_defined_state(sqlstate);
+    // the message is passed as an argument, never as the format: SQL text
+    // quoted in it may hold '%'
+    PostError(errors, odbc ? 1 : 2, 0, kComponent, 0, 0, odbc ? "ODBC 3.0" : "ISO 9075",
+              sqlstate, "%s", message);
+    return SetReturnCode(errors, code);
+}
+
+}  // namespace
+
+void begin_call(ErrorHeader *errors, int32_t function_code)
+{
+    SetupErrorHeader(errors, function_code);
+}
+
+SQLRETURN post_error(ErrorHeader *errors, const char *sqlstate, const char *message)
+{
+    return post(errors, SQL_ERROR, sqlstate, message);
+}
+
+SQLRETURN post_warning(ErrorHeader *errors, const char *sqlstate, const char *message)
+{
+    return post(errors, SQL_SUCCESS_WITH_INFO, sqlstate, message);
+}
+
+SQLRETURN finish(ErrorHeader *errors, SQLRETURN code)
+{
+    if (code == SQL_SUCCESS && errors != nullptr && errors->return_code == SQL_SUCCESS_WITH_INFO)
+        code = SQL_SUCCESS_WITH_INFO;
+    return SetReturnCode(errors, code);
+}
+
+std::string app_string(const SQLCHAR *text, SQLINTEGER length)
+{
+    if (text == nullptr)
+        return std::string();
+    if (length == SQL_NTS)
+        return std::string(reinterpret_cast<const char *>(text));
+    if (length < 0)
+        return std::string();
+    return std::string(reinterpret_cast<const char *>(text), static_cast<size_t>(length));
+}
+
+SQLRETURN return_string_int(ErrorHeader *errors, const std::string &text, SQLPOINTER buffer,
+                            SQLLEN buffer_length, SQLINTEGER *length_out)
+{
+    int32_t full = 0;
+    int32_t cut = 0;
+    if (buffer != nullptr && buffer_length > 0)
+        cut = copy_str_bufferl(static_cast<char *>(buffer), static_cast<uint32_t>(buffer_length),
+                               &full, text.c_str());
+    else
+        full = static_cast<int32_t>(text.size()), cut = buffer != nullptr && !text.empty();
+    if (length_out != nullptr)
+        *length_out = full;
+    if (cut)
+        return post_warning(errors, "01004", "String data, right truncated");
+    return SQL_SUCCESS;
+}
+
+SQLRETURN return_string(ErrorHeader *errors, const std::string &text, SQLPOINTER buffer,
+                        SQLLEN buffer_length, SQLSMALLINT *length_out)
+{
+    SQLINTEGER full = 0;
+    SQLRETURN rc = return_string_int(errors, text, buffer, buffer_length, &full);
+    if (length_out != nullptr)
+        *length_out = static_cast<SQLSMALLINT>(full);
+    return rc;
+}
+
+}  // namespace kxdrv
+
+using namespace kxdrv;
+
+namespace {
+
+ErrorHeader *header_of(SQLSMALLINT handle_type, SQLHANDLE handle)
+{
+    if (handle == nullptr)
+        return nullptr;
+    switch (handle_type) {
+    case SQL_HANDLE_ENV:
+        return static_cast<Environment *>(handle)->errors;
+    case SQL_HANDLE_DBC:
+        return static_cast<Connection *>(handle)->errors;
+    case SQL_HANDLE_STMT:
+        return static_cast<Statement *>(handle)->errors;
+    default:
+        return nullptr;
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+KXDRV_API SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT handle_type, SQLHANDLE handle,
+                                          SQLSMALLINT record, SQLCHAR *sqlstate,
+                                          SQLINTEGER *native, SQLCHAR *message,
+                                          SQLSMALLINT buffer_length, SQLSMALLINT *text_length)
+{
+    ErrorHeader *errors = header_of(handle_type, handle);
+    if (errors == nullptr)
+        return SQL_INVALID_HANDLE;
+    if (buffer_length < 0)
+        return SQL_ERROR;
+    char state[6] = "";
+    int32_t native_code = 0;
+    int16_t length = 0;
+    int16_t rc = GetDiagRec(errors, record, state, &native_code,
+                            reinterpret_cast<char *>(message), buffer_length, &length);
+    if (rc == SQL_SUCCESS || rc == SQL_SUCCESS_WITH_INFO) {
+        if (sqlstate != nullptr)
+            std::memcpy(sqlstate, state, 6);
+        if (native != nullptr)
+            *native = native_code;
+        if (text_length != nullptr)
+            *text_length = length;
+    }
+    return rc;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT handle_type, SQLHANDLE handle,
+                                            SQLSMALLINT record, SQLSMALLINT field,
+                                            SQLPOINTER value, SQLSMALLINT buffer_length,
+                                            SQLSMALLINT *string_length)
+{
+    ErrorHeader *errors = header_of(handle_type, handle);
+    if (errors == nullptr)
+        return SQL_INVALID_HANDLE;
+    // the library stores integer fields as one 32-bit word; ODBC gives some
+    // of them other widths
+    int32_t word = 0;
+    bool integer = field == SQL_DIAG_RETURNCODE || field == SQL_DIAG_NUMBER ||
+                   field == SQL_DIAG_ROW_COUNT || field == SQL_DIAG_DYNAMIC_FUNCTION_CODE ||
+                   field == SQL_DIAG_CURSOR_ROW_COUNT || field == SQL_DIAG_NATIVE ||
+                   field == SQL_DIAG_ROW_NUMBER || field == SQL_DIAG_COLUMN_NUMBER;
+    int16_t rc = GetDiagField(handle_type, errors, record, field, integer ? &word : value,
+                              buffer_length, string_length);
+    if (integer && rc == SQL_SUCCESS && value != nullptr) {
+        switch (field) {
+        case SQL_DIAG_RETURNCODE:
+            *static_cast<SQLRETURN *>(value) = static_cast<SQLRETURN>(word);
+            break;
+        case SQL_DIAG_ROW_COUNT:
+        case SQL_DIAG_CURSOR_ROW_COUNT:
+        case SQL_DIAG_ROW_NUMBER:
+            *static_cast<SQLLEN *>(value) = word;
+            break;
+        default:
+            *static_cast<SQLINTEGER *>(value) = word;
+            break;
+        }
+    }
+    return rc;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLError(SQLHENV env, SQLHDBC dbc, SQLHSTMT stmt, SQLCHAR *sqlstate,
+                                     SQLINTEGER *native, SQLCHAR *message,
+                                     SQLSMALLINT buffer_length, SQLSMALLINT *text_length)
+{
+    ErrorHeader *errors = stmt != nullptr  ? static_cast<Statement *>(stmt)->errors
+                          : dbc != nullptr ? static_cast<Connection *>(dbc)->errors
+                          : env != nullptr ? static_cast<Environment *>(env)->errors
+                                           : nullptr;
+    if (errors == nullptr)
+        return SQL_INVALID_HANDLE;
+    // SQLError hands out each record once: the oldest, which is then dropped
+    if (errors->first == nullptr)
+        return SQL_NO_DATA;
+    char state[6] = "";
+    int32_t native_code = 0;
+    int16_t length = 0;
+    int16_t rc = GetDiagRec(errors, 1, state, &native_code, reinterpret_cast<char *>(message),
+                            buffer_length, &length);
+    if (sqlstate != nullptr)
+        std::memcpy(sqlstate, state, 6);
+    if (native != nullptr)
+        *native = native_code;
+    if (text_length != nullptr)
+        *text_length = length;
+    DiagRecord *oldest = errors->first;
+    errors->first = oldest->next;
+    if (errors->last == oldest)
+        errors->last = nullptr;
+    errors->record_count--;
+    return rc;
+}
+
+}  // extern "C"

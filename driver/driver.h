@@ -1,0 +1,134 @@
+// driver.h - the records of the reference ODBC driver built on libkxsupp.
+//
+// Internal to driver/: every ODBC handle the driver hands out is one of the
+// records below. Each one derives from the leading record that the library
+// reads (DriverEnvironment, DriverConnection, DriverStatement), so a pointer
+// the library gives back (a statement found by cursor name, say) converts to
+// the driver's record with a static_cast. Each handle owns a memory handle,
+// a child of its parent's, and an error header made in it; releasing the
+// memory handle releases everything the library allocated for the handle.
+#ifndef KXEVALDRV_DRIVER_H
+#define KXEVALDRV_DRIVER_H
+
+#include <sql.h>
+#include <sqlext.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "kxsupp.h"
+
+namespace kxdrv {
+
+struct Connection;
+struct Statement;
+struct Query;
+struct ResultSet;
+
+// The name the driver gives itself in messages ("[kxevaldrv]...").
+inline constexpr const char *kComponent = "kxevaldrv";
+
+struct Environment : DriverEnvironment {
+    MemHandle *mem = nullptr;
+    ErrorHeader *errors = nullptr;
+};
+
+struct Connection : DriverConnection {
+    Environment *env = nullptr;
+    bool connected = false;
+    std::string dsn;             // the data source named at connect time
+    std::string database_name;   // what DATABASE() gives
+    ProfileHandle *profile = nullptr;
+    bool trace = false;          // the data source turned tracing on
+    SQLUINTEGER autocommit = SQL_AUTOCOMMIT_ON;
+    SQLUINTEGER login_timeout = 0;
+    std::vector<Statement *> statements;
+};
+
+// One application parameter as SQLBindParameter gave it.
+struct ParamBinding {
+    bool bound = false;
+    SQLSMALLINT io_type = SQL_PARAM_INPUT;
+    SQLSMALLINT c_type = SQL_C_DEFAULT;
+    SQLSMALLINT sql_type = SQL_VARCHAR;
+    SQLULEN column_size = 0;
+    SQLSMALLINT decimal_digits = 0;
+    SQLPOINTER data = nullptr;
+    SQLLEN buffer_length = 0;
+    SQLLEN *indicator = nullptr;
+};
+
+// One application column buffer as SQLBindCol gave it.
+struct ColumnBinding {
+    bool bound = false;
+    SQLSMALLINT c_type = SQL_C_DEFAULT;
+    SQLPOINTER data = nullptr;
+    SQLLEN buffer_length = 0;
+    SQLLEN *indicator = nullptr;
+};
+
+// Statement states that check_timeout honours: 2 while executing, 3 while
+// fetching.
+inline constexpr uint32_t kStateIdle = 0;
+inline constexpr uint32_t kStatePrepared = 1;
+inline constexpr uint32_t kStateExecuting = 2;
+inline constexpr uint32_t kStateFetching = 3;
+inline constexpr uint32_t kStateNeedData = 4;
+
+struct Statement : DriverStatement {
+    Connection *conn = nullptr;
+    MemHandle *mem = nullptr;         // the statement's own handle
+    MemHandle *query_mem = nullptr;   // the parse tree of the prepared text
+    std::string text;                 // the prepared SQL text
+    std::unique_ptr<Query> query;     // the parsed statement, or null
+    std::unique_ptr<ResultSet> result;
+    std::vector<ParamBinding> params;
+    std::vector<ColumnBinding> columns;
+    SQLULEN query_timeout = 0;
+    SQLULEN max_rows = 0;
+    SQLULEN row_array_size = 1;
+    SQLULEN *rows_fetched_ptr = nullptr;
+    SQLUSMALLINT *row_status_ptr = nullptr;
+    SQLULEN param_set_size = 1;
+    std::atomic<bool> busy{false};    // inside SQLExecute/SQLFetch
+    int32_t need_data_param = -1;     // the parameter SQLPutData fills
+    bool put_data_started = false;
+    std::vector<Value *> long_params; // long values sent with SQLPutData
+    MemHandle *long_mem = nullptr;    // where those values live
+    bool prepared_with_sqlprepare = false;
+};
+
+// ---- diagnostics.cpp ----
+
+// Starts an ODBC call on a handle: clears its diagnostics.
+void begin_call(ErrorHeader *errors, int32_t function_code);
+// Posts one ODBC 3 diagnostic on the header and returns SQL_ERROR.
+SQLRETURN post_error(ErrorHeader *errors, const char *sqlstate, const char *message);
+// Posts one warning and returns SQL_SUCCESS_WITH_INFO.
+SQLRETURN post_warning(ErrorHeader *errors, const char *sqlstate, const char *message);
+// The header's return code folded with a new one: an error wins, then info.
+SQLRETURN finish(ErrorHeader *errors, SQLRETURN code);
+
+// ---- trace.cpp ----
+
+// Writes one trace line for the connection's data source when tracing is
+// on, in the trace log's own format language (%p, %I, %S, %e, ...).
+void trace_call(Connection *conn, const char *function, const char *format, ...);
+
+// ---- strings ----
+
+// The length of an application string given with SQL_NTS or a length.
+std::string app_string(const SQLCHAR *text, SQLINTEGER length);
+// Copies text into an application buffer with the ODBC truncation rules:
+// SQL_SUCCESS_WITH_INFO and 01004 on the header when cut.
+SQLRETURN return_string(ErrorHeader *errors, const std::string &text, SQLPOINTER buffer,
+                        SQLLEN buffer_length, SQLSMALLINT *length_out);
+SQLRETURN return_string_int(ErrorHeader *errors, const std::string &text, SQLPOINTER buffer,
+                            SQLLEN buffer_length, SQLINTEGER *length_out);
+
+}  // namespace kxdrv
+
+#endif  // KXEVALDRV_DRIVER_H

@@ -1,0 +1,320 @@
+// handles.cpp - the driver's ODBC handles: allocation, release, environment
+// attributes.
+//
+// Exports the ODBC entry points SQLAllocHandle, SQLFreeHandle, SQLAllocEnv,
+// SQLAllocConnect, SQLAllocStmt, SQLFreeEnv, SQLFreeConnect, SQLFreeStmt,
+// SQLSetEnvAttr and SQLGetEnvAttr, and (driver-internal) the constructors
+// of handles.h. Each handle owns a library memory handle, a child of its
+// parent's (the environment's is a root), and an error header made in it
+// that takes the application's ODBC version from the environment.
+#include <cstring>
+
+#include "driver/handles.h"
+#include "driver/query.h"
+
+namespace kxdrv {
+
+Environment *new_environment()
+{
+    auto *env = new Environment();
+    env->kind = 0;
+    env->odbc_version = 3;
+    env->mem = kx_mem_alloc_handle(nullptr);
+    env->errors = env->mem != nullptr ? CreateErrorHeader(env->mem, env) : nullptr;
+    if (env->errors == nullptr) {
+        if (env->mem != nullptr)
+            kx_mem_release_handle(env->mem);
+        delete env;
+        return nullptr;
+    }
+    return env;
+}
+
+void free_environment(Environment *env)
+{
+    kx_mem_release_handle(env->mem);
+    delete env;
+}
+
+// The connection's long-data operations, which the scalar functions use to
+// read long arguments.
+int32_t rewind_long(LongBuffer *buffer, int32_t)
+{
+    return rewind_long_buffer(buffer);
+}
+
+int32_t read_long(LongBuffer *buffer, void *destination, int32_t size, int32_t *length_out,
+                  int32_t)
+{
+    int32_t remaining = 0;
+    int32_t rc = extract_from_long_buffer(buffer, destination, size, &remaining, 0);
+    if (length_out != nullptr)
+        *length_out = remaining < 0 ? 0 : remaining;
+    return rc < 0 ? 2 : rc;
+}
+
+Connection *new_connection(Environment *env)
+{
+    auto *conn = new Connection();
+    conn->kind = KX_KIND_CONNECTION;
+    conn->env = env;
+    conn->mem_handle = kx_mem_alloc_handle(env->mem);
+    conn->errors = conn->mem_handle != nullptr ? CreateErrorHeader(conn->mem_handle, env) : nullptr;
+    if (conn->errors == nullptr) {
+        if (conn->mem_handle != nullptr)
+            kx_mem_release_handle(conn->mem_handle);
+        delete conn;
+        return nullptr;
+    }
+    init_con_str(&conn->attributes);
+    conn->long_rewind = rewind_long;
+    conn->long_read = read_long;
+    return conn;
+}
+
+void free_connection(Connection *conn)
+{
+    while (!conn->statements.empty())
+        free_statement(conn->statements.back());
+    if (conn->profile != nullptr)
+        close_registry(conn->profile);
+    kx_mem_release_handle(conn->mem_handle);
+    delete conn;
+}
+
+Statement *new_statement(Connection *conn)
+{
+    auto *stmt = new Statement();
+    stmt->kind = KX_KIND_STATEMENT;
+    stmt->conn = conn;
+    stmt->connection = conn;
+    stmt->mem = kx_mem_alloc_handle(conn->mem_handle);
+    stmt->errors = stmt->mem != nullptr ? CreateErrorHeader(stmt->mem, conn->env) : nullptr;
+    if (stmt->errors == nullptr) {
+        if (stmt->mem != nullptr)
+            kx_mem_release_handle(stmt->mem);
+        delete stmt;
+        return nullptr;
+    }
+    conn->statements.push_back(stmt);
+    return stmt;
+}
+
+void close_cursor(Statement *stmt)
+{
+    ResultSet *r = stmt->result.get();
+    if (r != nullptr) {
+        if (r->row_mem != nullptr)
+            kx_mem_release_handle(r->row_mem);
+        if (r->mem != nullptr)
+            kx_mem_release_handle(r->mem);
+        if (r->param_mem != nullptr)
+            kx_mem_release_handle(r->param_mem);
+        stmt->result.reset();
+    }
+    stmt->state = stmt->query ? kStatePrepared : kStateIdle;
+}
+
+void drop_query(Statement *stmt)
+{
+    close_cursor(stmt);
+    stmt->query.reset();
+    if (stmt->query_mem != nullptr) {
+        kx_mem_release_handle(stmt->query_mem);
+        stmt->query_mem = nullptr;
+    }
+    stmt->long_params.clear();
+    if (stmt->long_mem != nullptr) {
+        kx_mem_release_handle(stmt->long_mem);
+        stmt->long_mem = nullptr;
+    }
+    stmt->need_data_param = -1;
+    stmt->state = kStateIdle;
+}
+
+void free_statement(Statement *stmt)
+{
+    drop_query(stmt);
+    if (stmt->cursor_name[0] != '\0')
+        remove_cursor_name(stmt, stmt->cursor_name);
+    Connection *conn = stmt->conn;
+    for (size_t i = 0; i < conn->statements.size(); ++i)
+        if (conn->statements[i] == stmt) {
+            conn->statements.erase(conn->statements.begin() + static_cast<long>(i));
+            break;
+        }
+    kx_mem_release_handle(stmt->mem);
+    delete stmt;
+}
+
+}  // namespace kxdrv
+
+using namespace kxdrv;
+
+extern "C" {
+
+KXDRV_API SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE *output)
+{
+    if (output == nullptr)
+        return SQL_ERROR;
+    switch (type) {
+    case SQL_HANDLE_ENV: {
+        Environment *env = new_environment();
+        *output = env;
+        return env != nullptr ? SQL_SUCCESS : SQL_ERROR;
+    }
+    case SQL_HANDLE_DBC: {
+        auto *env = static_cast<Environment *>(input);
+        if (env == nullptr)
+            return SQL_INVALID_HANDLE;
+        begin_call(env->errors, 0);
+        Connection *conn = new_connection(env);
+        *output = conn;
+        return conn != nullptr ? SQL_SUCCESS : post_error(env->errors, "HY001", "Memory allocation error");
+    }
+    case SQL_HANDLE_STMT: {
+        auto *conn = static_cast<Connection *>(input);
+        if (conn == nullptr)
+            return SQL_INVALID_HANDLE;
+        begin_call(conn->errors, 0);
+        if (!conn->connected) {
+            *output = SQL_NULL_HSTMT;
+            return post_error(conn->errors, "08003", "Connection not open");
+        }
+        Statement *stmt = new_statement(conn);
+        *output = stmt;
+        trace_call(conn, "SQLAllocHandle", "statement %p", static_cast<void *>(stmt));
+        return stmt != nullptr ? SQL_SUCCESS : post_error(conn->errors, "HY001", "Memory allocation error");
+    }
+    default:
+        return SQL_ERROR;
+    }
+}
+
+KXDRV_API SQLRETURN SQL_API SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle)
+{
+    if (handle == nullptr)
+        return SQL_INVALID_HANDLE;
+    switch (type) {
+    case SQL_HANDLE_ENV:
+        free_environment(static_cast<Environment *>(handle));
+        return SQL_SUCCESS;
+    case SQL_HANDLE_DBC: {
+        auto *conn = static_cast<Connection *>(handle);
+        if (conn->connected) {
+            begin_call(conn->errors, 0);
+            return post_error(conn->errors, "HY010", "Function sequence error");
+        }
+        free_connection(conn);
+        return SQL_SUCCESS;
+    }
+    case SQL_HANDLE_STMT:
+        free_statement(static_cast<Statement *>(handle));
+        return SQL_SUCCESS;
+    default:
+        return SQL_ERROR;
+    }
+}
+
+KXDRV_API SQLRETURN SQL_API SQLAllocEnv(SQLHENV *env)
+{
+    return SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, env);
+}
+
+KXDRV_API SQLRETURN SQL_API SQLAllocConnect(SQLHENV env, SQLHDBC *dbc)
+{
+    return SQLAllocHandle(SQL_HANDLE_DBC, env, dbc);
+}
+
+KXDRV_API SQLRETURN SQL_API SQLAllocStmt(SQLHDBC dbc, SQLHSTMT *stmt)
+{
+    return SQLAllocHandle(SQL_HANDLE_STMT, dbc, stmt);
+}
+
+KXDRV_API SQLRETURN SQL_API SQLFreeEnv(SQLHENV env)
+{
+    return SQLFreeHandle(SQL_HANDLE_ENV, env);
+}
+
+KXDRV_API SQLRETURN SQL_API SQLFreeConnect(SQLHDBC dbc)
+{
+    return SQLFreeHandle(SQL_HANDLE_DBC, dbc);
+}
+
+KXDRV_API SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option)
+{
+    auto *stmt = static_cast<Statement *>(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    switch (option) {
+    case SQL_DROP:
+        free_statement(stmt);
+        return SQL_SUCCESS;
+    case SQL_CLOSE:
+        close_cursor(stmt);
+        return SQL_SUCCESS;
+    case SQL_UNBIND:
+        stmt->columns.clear();
+        return SQL_SUCCESS;
+    case SQL_RESET_PARAMS:
+        stmt->params.clear();
+        return SQL_SUCCESS;
+    default:
+        return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
+    }
+}
+
+KXDRV_API SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value,
+                                          SQLINTEGER)
+{
+    auto *env = static_cast<Environment *>(handle);
+    if (env == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(env->errors, 0);
+    switch (attribute) {
+    case SQL_ATTR_ODBC_VERSION: {
+        SQLINTEGER version = static_cast<SQLINTEGER>(reinterpret_cast<intptr_t>(value));
+        // an ODBC 2 application gets the ODBC 2 states and type numbers
+        env->odbc_version = version == SQL_OV_ODBC2 ? 2 : 3;
+        env->errors->odbc_version = env->odbc_version;
+        return SQL_SUCCESS;
+    }
+    case SQL_ATTR_OUTPUT_NTS:
+    case SQL_ATTR_CONNECTION_POOLING:
+    case SQL_ATTR_CP_MATCH:
+        return SQL_SUCCESS;
+    default:
+        return post_error(env->errors, "HY092", "Invalid attribute/option identifier");
+    }
+}
+
+KXDRV_API SQLRETURN SQL_API SQLGetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value,
+                                          SQLINTEGER, SQLINTEGER *length)
+{
+    auto *env = static_cast<Environment *>(handle);
+    if (env == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(env->errors, 0);
+    SQLINTEGER answer = 0;
+    switch (attribute) {
+    case SQL_ATTR_ODBC_VERSION:
+        answer = env->odbc_version == 3 ? SQL_OV_ODBC3 : SQL_OV_ODBC2;
+        break;
+    case SQL_ATTR_OUTPUT_NTS:
+        answer = SQL_TRUE;
+        break;
+    case SQL_ATTR_CONNECTION_POOLING:
+        answer = SQL_CP_OFF;
+        break;
+    default:
+        return post_error(env->errors, "HY092", "Invalid attribute/option identifier");
+    }
+    if (value != nullptr)
+        *static_cast<SQLINTEGER *>(value) = answer;
+    if (length != nullptr)
+        *length = sizeof answer;
+    return SQL_SUCCESS;
+}
+
+}  // extern "C"

@@ -1,0 +1,149 @@
+// query.h - a parsed statement, its result set, and the evaluator's calls.
+//
+// Internal to driver/. The parser (sqlparse.cpp) turns SQL text into a
+// Query whose expressions are library parse trees: ParseNode records of the
+// printer's kinds (KX_NODE_* of kxsupp/parse.h) with Value leaves made by the
+// literal builders, and parameter markers made by MakeDynamic. Node fields
+// past the ones the printer reads hold what the evaluator resolved at parse
+// time (a column's position, a function's catalogue entry). The evaluator
+// (evaluate.cpp) walks those trees per row and produces Values in a memory
+// handle; results.cpp delivers them to the application.
+#ifndef KXEVALDRV_QUERY_H
+#define KXEVALDRV_QUERY_H
+
+#include <string>
+#include <vector>
+
+#include "driver/driver.h"
+
+namespace kxdrv {
+
+// Every node the parser makes has this many fields: the printer reads the
+// first few, the driver's own start at kFieldDriver.
+inline constexpr int kNodeFields = 24;
+inline constexpr int kFieldDriver = 19;  // field[19]...: the driver's words
+
+// Driver words of a column reference (kind 132): the column's position.
+inline constexpr int kColumnIndex = kFieldDriver;
+// Driver words of a scalar function (kind 143): its catalogue entry.
+inline constexpr int kFunctionEntry = kFieldDriver;
+// Driver words of an identifier used as a keyword argument (kind 121): its
+// Value.
+inline constexpr int kKeywordValue = kFieldDriver;
+// Driver words of a cast (kind 142): the target type's precision and scale
+// are in the data-type node; nothing extra.
+
+// The type the driver reports for an expression.
+struct TypeInfo {
+    int32_t value_type = VALUE_STRING;  // VALUE_*
+    int32_t precision = 0;              // numeric precision or text length
+    int32_t scale = 0;
+    int32_t interval_kind = 0;          // 1..13 for intervals
+    bool nullable = true;
+};
+
+// How a result column describes itself.
+struct ColumnDesc {
+    std::string name;
+    TypeInfo type;
+    SQLSMALLINT sql_type = SQL_VARCHAR;
+    SQLULEN size = 0;
+    SQLSMALLINT decimal_digits = 0;
+    SQLLEN display_size = 0;
+    SQLLEN octet_length = 0;
+};
+
+struct SortKey {
+    ParseNode *expression = nullptr;
+    bool descending = false;
+    int item = -1;   // a select item named by position or alias, else -1
+};
+
+// A parsed statement: SELECT items over an optional row source.
+struct Query {
+    MemHandle *mem = nullptr;                  // the nodes and literal leaves
+    ParseNode *tree = nullptr;                 // cursor specification (113)
+    std::vector<ParseNode *> items;            // select-list expressions
+    std::vector<std::string> names;            // their column names
+    enum class Source { kNone, kValues, kSeries } source = Source::kNone;
+    std::vector<std::vector<ParseNode *>> rows;  // VALUES rows
+    ParseNode *series_from = nullptr;          // SERIES(from, to)
+    ParseNode *series_to = nullptr;
+    std::string source_alias;
+    std::vector<std::string> source_columns;
+    std::vector<TypeInfo> source_types;
+    ParseNode *where = nullptr;
+    std::vector<SortKey> order;
+    int32_t parameter_count = 0;
+    std::vector<ParseNode *> parameters;       // the markers, in ordinal order
+    std::vector<ColumnDesc> described;         // the columns as prepared
+};
+
+// The state of one evaluation: the library's EvalContext first, so the
+// context handed to execute_function (and back to the IFNULL callback) is
+// also the driver's record.
+struct Evaluation {
+    EvalContext context;
+    Statement *stmt;
+    Value **source_row;           // the current row of the row source
+    Value **parameters;           // parameter values by ordinal - 1
+};
+
+// A result set: either rows held in full (catalogue results, sorted
+// queries) or rows produced one at a time by the query's evaluator.
+struct ResultSet {
+    std::vector<ColumnDesc> columns;
+    MemHandle *mem = nullptr;                  // the held rows' values
+    std::vector<std::vector<Value *>> rows;    // held rows
+    size_t next_row = 0;
+    bool streaming = false;                    // rows come from the evaluator
+    bool pending = false;                      // current holds an unread row
+    bool exhausted = false;
+    std::vector<Value *> current;              // the row being read
+    MemHandle *row_mem = nullptr;              // the streamed row's values
+    int64_t source_position = 0;               // next source row
+    int64_t rows_fetched = 0;
+    SQLLEN row_count = -1;
+    // SQLGetData's progress through one column of the current row
+    Evaluation evaluation{};
+    MemHandle *param_mem = nullptr;            // the parameters' values
+    std::vector<Value *> parameter_values;
+    std::vector<Value *> source_row;
+    std::vector<Value *> sort_keys;
+    int64_t series_first = 0;
+    int64_t source_size = 0;                   // rows of the row source
+    int getdata_column = -1;
+    std::string getdata_data;                  // the column's octets, once
+    size_t getdata_offset = 0;
+    bool getdata_done = false;
+};
+
+// ---- sqlparse.cpp ----
+
+// Parses text into a new query whose nodes live in mem; on a syntax error
+// posts 42000 (with the position) or another state on errors and returns
+// null.
+Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors);
+
+// Prints the statement back as SQL text through the library's printer.
+std::string print_query(const Query &query);
+
+// ---- evaluate.cpp ----
+
+// Works out the type of every select item and source column; parameters
+// take the types of their bindings. Posts and returns false on a type
+// error.
+bool infer_types(Statement *stmt, Query &query, std::vector<ColumnDesc> &columns);
+
+// Starts a result set for the query: checks the parameters, and for a
+// sorted query evaluates and sorts every row. SQL_ERROR after posting.
+SQLRETURN open_result(Statement *stmt);
+// Makes the next row current: SQL_SUCCESS, SQL_NO_DATA or SQL_ERROR.
+SQLRETURN next_row(Statement *stmt);
+
+// The SQL type, size and digits that describe a TypeInfo.
+void describe_type(const TypeInfo &type, int32_t odbc_version, ColumnDesc &column);
+
+}  // namespace kxdrv
+
+#endif  // KXEVALDRV_QUERY_H

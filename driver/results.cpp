@@ -1,0 +1,307 @@
+// results.cpp - describing and fetching result sets.
+//
+// Exports the ODBC entry points SQLNumResultCols, SQLDescribeCol,
+// SQLColAttribute, SQLBindCol, SQLFetch, SQLFetchScroll and SQLGetData.
+// Columns are described from the types the evaluator inferred (before
+// execution from the prepared statement, after it from the result set);
+// data goes out through deliver_column (convert.cpp).
+#include <cstring>
+
+#include "driver/convert.h"
+#include "driver/handles.h"
+
+namespace kxdrv {
+
+namespace {
+
+Statement *statement_of(SQLHSTMT handle)
+{
+    return static_cast<Statement *>(handle);
+}
+
+// The columns of the open result set, else of the prepared statement; null
+// when there is neither.
+const std::vector<ColumnDesc> *columns_of(Statement *stmt)
+{
+    if (stmt->result)
+        return &stmt->result->columns;
+    if (stmt->query)
+        return &stmt->query->described;
+    return nullptr;
+}
+
+const char *type_name(SQLSMALLINT sql_type)
+{
+    switch (sql_type) {
+    case SQL_INTEGER: return "INTEGER";
+    case SQL_SMALLINT: return "SMALLINT";
+    case SQL_BIGINT: return "BIGINT";
+    case SQL_BIT: return "BIT";
+    case SQL_DOUBLE: return "DOUBLE";
+    case SQL_NUMERIC: return "NUMERIC";
+    case SQL_TYPE_DATE:
+    case SQL_DATE: return "DATE";
+    case SQL_TYPE_TIME:
+    case SQL_TIME: return "TIME";
+    case SQL_TYPE_TIMESTAMP:
+    case SQL_TIMESTAMP: return "TIMESTAMP";
+    case SQL_VARBINARY: return "VARBINARY";
+    case SQL_LONGVARBINARY: return "LONG VARBINARY";
+    case SQL_LONGVARCHAR: return "LONG VARCHAR";
+    case SQL_CHAR: return "CHAR";
+    default:
+        if (sql_type > 100 && sql_type <= 113)
+            return "INTERVAL";
+        return "VARCHAR";
+    }
+}
+
+SQLRETURN fetch_row(Statement *stmt)
+{
+    ResultSet *r = stmt->result.get();
+    if (r == nullptr)
+        return post_error(stmt->errors, "24000", "Invalid cursor state");
+    if (stmt->max_rows > 0 && static_cast<SQLULEN>(r->rows_fetched) >= stmt->max_rows)
+        return SQL_NO_DATA;
+    stmt->busy.store(true);
+    SQLRETURN rc = next_row(stmt);
+    stmt->busy.store(false);
+    if (rc == SQL_NO_DATA) {
+        if (stmt->rows_fetched_ptr != nullptr)
+            *stmt->rows_fetched_ptr = 0;
+        return SQL_NO_DATA;
+    }
+    if (rc != SQL_SUCCESS)
+        return rc;
+    r->rows_fetched++;
+    SQLRETURN result = SQL_SUCCESS;
+    for (size_t i = 0; i < stmt->columns.size() && i < r->columns.size(); ++i) {
+        const ColumnBinding &b = stmt->columns[i];
+        if (!b.bound)
+            continue;
+        SQLRETURN c = deliver_column(stmt, static_cast<int>(i + 1), r->current[i], b.c_type, b.data,
+                                     b.buffer_length, b.indicator, false);
+        if (c == SQL_ERROR)
+            result = SQL_ERROR;
+        else if (c == SQL_SUCCESS_WITH_INFO && result == SQL_SUCCESS)
+            result = SQL_SUCCESS_WITH_INFO;
+    }
+    if (stmt->rows_fetched_ptr != nullptr)
+        *stmt->rows_fetched_ptr = 1;
+    if (stmt->row_status_ptr != nullptr)
+        stmt->row_status_ptr[0] = result == SQL_SUCCESS ? SQL_ROW_SUCCESS
+                                  : result == SQL_ERROR ? SQL_ROW_ERROR
+                                                        : SQL_ROW_SUCCESS_WITH_INFO;
+    return result;
+}
+
+}  // namespace
+
+}  // namespace kxdrv
+
+using namespace kxdrv;
+
+extern "C" {
+
+KXDRV_API SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT *count)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    const std::vector<ColumnDesc> *columns = columns_of(stmt);
+    if (count != nullptr)
+        *count = columns != nullptr ? static_cast<SQLSMALLINT>(columns->size()) : 0;
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT number, SQLCHAR *name,
+                                           SQLSMALLINT buffer_length, SQLSMALLINT *name_length,
+                                           SQLSMALLINT *sql_type, SQLULEN *size,
+                                           SQLSMALLINT *digits, SQLSMALLINT *nullable)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    const std::vector<ColumnDesc> *columns = columns_of(stmt);
+    if (columns == nullptr)
+        return post_error(stmt->errors, "HY010", "Function sequence error");
+    if (number < 1 || number > columns->size())
+        return post_error(stmt->errors, "07009", "Invalid descriptor index");
+    const ColumnDesc &c = (*columns)[number - 1u];
+    if (sql_type != nullptr)
+        *sql_type = c.sql_type;
+    if (size != nullptr)
+        *size = c.size;
+    if (digits != nullptr)
+        *digits = c.decimal_digits;
+    if (nullable != nullptr)
+        *nullable = c.type.nullable ? SQL_NULLABLE_UNKNOWN : SQL_NO_NULLS;
+    return finish(stmt->errors, return_string(stmt->errors, c.name, name, buffer_length, name_length));
+}
+
+KXDRV_API SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT number,
+                                            SQLUSMALLINT field, SQLPOINTER text,
+                                            SQLSMALLINT buffer_length, SQLSMALLINT *text_length,
+                                            SQLLEN *numeric)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    const std::vector<ColumnDesc> *columns = columns_of(stmt);
+    if (columns == nullptr)
+        return post_error(stmt->errors, "HY010", "Function sequence error");
+    if (field == SQL_DESC_COUNT || field == SQL_COLUMN_COUNT) {
+        if (numeric != nullptr)
+            *numeric = static_cast<SQLLEN>(columns->size());
+        return SQL_SUCCESS;
+    }
+    if (number < 1 || number > columns->size())
+        return post_error(stmt->errors, "07009", "Invalid descriptor index");
+    const ColumnDesc &c = (*columns)[number - 1u];
+    SQLLEN n = 0;
+    const char *string = nullptr;
+    bool character = c.sql_type == SQL_VARCHAR || c.sql_type == SQL_CHAR || c.sql_type == SQL_LONGVARCHAR;
+    switch (field) {
+    case SQL_DESC_NAME:
+    case SQL_DESC_LABEL:
+    case SQL_COLUMN_NAME:
+    case SQL_DESC_BASE_COLUMN_NAME:
+        string = c.name.c_str();
+        break;
+    case SQL_DESC_TYPE_NAME:
+        string = type_name(c.sql_type);
+        break;
+    case SQL_DESC_TABLE_NAME:
+    case SQL_DESC_BASE_TABLE_NAME:
+    case SQL_DESC_SCHEMA_NAME:
+    case SQL_DESC_CATALOG_NAME:
+    case SQL_DESC_LITERAL_PREFIX:
+    case SQL_DESC_LITERAL_SUFFIX:
+    case SQL_DESC_LOCAL_TYPE_NAME:
+        string = "";
+        break;
+    case SQL_DESC_TYPE:
+        n = c.sql_type == SQL_TYPE_DATE || c.sql_type == SQL_TYPE_TIME || c.sql_type == SQL_TYPE_TIMESTAMP
+                ? SQL_DATETIME
+            : c.sql_type > 100 && c.sql_type <= 113 ? SQL_INTERVAL
+                                                     : c.sql_type;
+        break;
+    case SQL_DESC_CONCISE_TYPE:
+        n = c.sql_type;
+        break;
+    case SQL_DESC_LENGTH:
+    case SQL_COLUMN_LENGTH:
+    case SQL_DESC_OCTET_LENGTH:
+        n = c.octet_length;
+        break;
+    case SQL_DESC_PRECISION:
+    case SQL_COLUMN_PRECISION:
+        n = c.sql_type == SQL_TYPE_TIMESTAMP ? c.decimal_digits : static_cast<SQLLEN>(c.size);
+        break;
+    case SQL_DESC_SCALE:
+    case SQL_COLUMN_SCALE:
+        n = c.decimal_digits;
+        break;
+    case SQL_DESC_DISPLAY_SIZE:
+        n = c.display_size;
+        break;
+    case SQL_DESC_NULLABLE:
+    case SQL_COLUMN_NULLABLE:
+        n = c.type.nullable ? SQL_NULLABLE_UNKNOWN : SQL_NO_NULLS;
+        break;
+    case SQL_DESC_UNSIGNED:
+        n = c.sql_type == SQL_INTEGER || c.sql_type == SQL_BIGINT || c.sql_type == SQL_DOUBLE ||
+                    c.sql_type == SQL_NUMERIC
+                ? SQL_FALSE
+                : SQL_TRUE;
+        break;
+    case SQL_DESC_CASE_SENSITIVE:
+        n = character ? SQL_TRUE : SQL_FALSE;
+        break;
+    case SQL_DESC_SEARCHABLE:
+        n = SQL_PRED_SEARCHABLE;
+        break;
+    case SQL_DESC_UPDATABLE:
+        n = SQL_ATTR_READONLY;
+        break;
+    case SQL_DESC_AUTO_UNIQUE_VALUE:
+    case SQL_DESC_FIXED_PREC_SCALE:
+    case SQL_DESC_UNNAMED:
+        n = field == SQL_DESC_UNNAMED ? SQL_NAMED : SQL_FALSE;
+        break;
+    case SQL_DESC_NUM_PREC_RADIX:
+        n = c.sql_type == SQL_DOUBLE ? 2
+            : c.sql_type == SQL_INTEGER || c.sql_type == SQL_BIGINT || c.sql_type == SQL_NUMERIC ? 10
+                                                                                              : 0;
+        break;
+    default:
+        return post_error(stmt->errors, "HY091", "Invalid descriptor field identifier");
+    }
+    if (string != nullptr)
+        return finish(stmt->errors, return_string(stmt->errors, string, text, buffer_length, text_length));
+    if (numeric != nullptr)
+        *numeric = n;
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT c_type,
+                                       SQLPOINTER data, SQLLEN buffer_length, SQLLEN *indicator)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    if (number < 1)
+        return post_error(stmt->errors, "07009", "Invalid descriptor index");
+    if (stmt->columns.size() < number)
+        stmt->columns.resize(number);
+    ColumnBinding &b = stmt->columns[number - 1u];
+    b.bound = data != nullptr || indicator != nullptr;
+    b.c_type = c_type;
+    b.data = data;
+    b.buffer_length = buffer_length;
+    b.indicator = indicator;
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    return finish(stmt->errors, fetch_row(stmt));
+}
+
+KXDRV_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    if (orientation != SQL_FETCH_NEXT)
+        return post_error(stmt->errors, "HY106", "Fetch type out of range");
+    return finish(stmt->errors, fetch_row(stmt));
+}
+
+KXDRV_API SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT c_type,
+                                       SQLPOINTER target, SQLLEN buffer_length, SQLLEN *indicator)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    ResultSet *r = stmt->result.get();
+    if (r == nullptr || r->rows_fetched == 0 || r->current.empty())
+        return post_error(stmt->errors, "24000", "Invalid cursor state");
+    if (number < 1 || number > r->columns.size())
+        return post_error(stmt->errors, "07009", "Invalid descriptor index");
+    SQLRETURN rc = deliver_column(stmt, number, r->current[number - 1u], c_type, target,
+                                  buffer_length, indicator, true);
+    return finish(stmt->errors, rc);
+}
+
+}  // extern "C"

@@ -1,0 +1,633 @@
+// rows.cpp - result typing and the row producer.
+//
+// Exports (driver-internal) infer_types, describe_type, open_result and
+// next_row. A query's rows come from its row source (VALUES rows, a
+// generated SERIES, or the one row of a query without FROM), filtered by
+// WHERE; the select items are evaluated per row into a memory handle. A
+// query without ORDER BY streams: each fetch evaluates the next row into a
+// fresh child handle of the statement and releases the previous one. A
+// sorted query evaluates every row when it is executed and sorts them with
+// the library's comparison. Long work calls check_timeout, which reports a
+// query time-out (HYT00) or a cancellation (HY008) from another thread.
+#include <algorithm>
+#include <csetjmp>
+#include <cstring>
+#include <ctime>
+
+#include "driver/convert.h"
+#include "driver/evaluate.h"
+#include "driver/handles.h"
+
+namespace kxdrv {
+
+namespace {
+
+// Source rows between two time-out checks.
+constexpr int64_t kRowsPerCheck = 256;
+
+TypeInfo text_type(int32_t length)
+{
+    TypeInfo t;
+    t.value_type = VALUE_STRING;
+    t.precision = length;
+    return t;
+}
+
+TypeInfo of_type(int32_t value_type, int32_t precision = 0, int32_t scale = 0)
+{
+    TypeInfo t;
+    t.value_type = value_type;
+    t.precision = precision;
+    t.scale = scale;
+    return t;
+}
+
+struct Inference {
+    Statement *stmt;
+    Query *query;
+};
+
+TypeInfo infer(Inference &in, ParseNode *node);
+
+ParseNode *field_node(ParseNode *node, int i) { return reinterpret_cast<ParseNode *>(node->field[i]); }
+
+List *list_of(ParseNode *list_node)
+{
+    return list_node == nullptr ? nullptr : reinterpret_cast<List *>(list_node->field[0]);
+}
+
+bool is_datetime_type(int32_t t) { return t == VALUE_DATE || t == VALUE_TIME || t == VALUE_TIMESTAMP; }
+bool is_interval_type(int32_t t) { return t == VALUE_INTERVAL_YM || t == VALUE_INTERVAL_DS; }
+
+// The wider of two types met in one column or operation.
+TypeInfo unify(const TypeInfo &a, const TypeInfo &b)
+{
+    if (a.value_type == VALUE_NULL)
+        return b;
+    if (b.value_type == VALUE_NULL)
+        return a;
+    if (a.value_type == b.value_type) {
+        TypeInfo t = a;
+        t.precision = std::max(a.precision, b.precision);
+        t.scale = std::max(a.scale, b.scale);
+        return t;
+    }
+    auto rank = [](int32_t t) {
+        return t == VALUE_INTEGER || t == VALUE_BIT ? 1 : t == VALUE_BIGINT ? 2 : t == VALUE_NUMERIC ? 3 : t == VALUE_DOUBLE ? 4 : 0;
+    };
+    if (rank(a.value_type) && rank(b.value_type)) {
+        TypeInfo t = rank(a.value_type) > rank(b.value_type) ? a : b;
+        if (t.value_type == VALUE_NUMERIC)
+            t.precision = 38, t.scale = std::max(a.scale, b.scale);
+        return t;
+    }
+    if (is_datetime_type(a.value_type) && is_datetime_type(b.value_type))
+        return of_type(VALUE_TIMESTAMP);
+    return text_type(std::max(std::max(a.precision, b.precision), 32));
+}
+
+TypeInfo arithmetic_type(const TypeInfo &a, const TypeInfo &b, int32_t op)
+{
+    if (is_datetime_type(a.value_type) || is_interval_type(a.value_type))
+        return a;
+    if (is_datetime_type(b.value_type) || is_interval_type(b.value_type))
+        return op == KX_OP_ADD && is_interval_type(b.value_type) && !is_datetime_type(a.value_type) &&
+                       a.value_type != VALUE_NULL && !is_interval_type(a.value_type)
+                   ? of_type(VALUE_INTERVAL_DS)
+                   : b;
+    if (a.value_type == VALUE_DOUBLE || b.value_type == VALUE_DOUBLE ||
+        a.value_type == VALUE_STRING || b.value_type == VALUE_STRING)
+        return of_type(VALUE_DOUBLE);
+    if (a.value_type == VALUE_NUMERIC || b.value_type == VALUE_NUMERIC) {
+        int32_t sa = a.value_type == VALUE_NUMERIC ? a.scale : 0;
+        int32_t sb = b.value_type == VALUE_NUMERIC ? b.scale : 0;
+        int32_t scale = op == KX_OP_MULTIPLY ? sa + sb : op == KX_OP_DIVIDE ? sa : std::max(sa, sb);
+        return of_type(VALUE_NUMERIC, 38, std::min(scale, 38));
+    }
+    if (a.value_type == VALUE_BIGINT || b.value_type == VALUE_BIGINT)
+        return of_type(VALUE_BIGINT);
+    return of_type(VALUE_INTEGER);
+}
+
+TypeInfo function_type(Inference &in, ParseNode *node)
+{
+    const FunctionEntry *entry = reinterpret_cast<const FunctionEntry *>(node->field[kFunctionEntry]);
+    uint32_t cls = entry->result_class;
+    auto first_argument = [&]() {
+        List *args = list_of(field_node(node, 1));
+        ParseNode *first = args != nullptr ? static_cast<ParseNode *>(ListData(ListFirst(args)))
+                                           : field_node(node, 2);
+        return first != nullptr ? infer(in, first) : text_type(255);
+    };
+    if (cls & KX_CLASS_ANY) {
+        TypeInfo t = first_argument();
+        if (t.value_type == VALUE_STRING || t.value_type == VALUE_NULL)
+            return cls & KX_CLASS_DOUBLE ? of_type(VALUE_DOUBLE) : t;
+        return t;
+    }
+    if (cls & (KX_CLASS_CHAR | KX_CLASS_SPECIAL)) {
+        int32_t id = static_cast<int32_t>(node->field[0]);
+        TypeInfo t = first_argument();
+        int32_t argument_length = t.value_type == VALUE_STRING ? std::max(t.precision, 1) : 32;
+        switch (id) {
+        case 65: case 30: case 36: case 53: case 60: case -4: case 31: case 51:
+            return text_type(argument_length);  // no longer than the argument
+        case 10: {
+            List *args = list_of(field_node(node, 1));
+            TypeInfo second = infer(in, static_cast<ParseNode *>(ListData(ListLast(args))));
+            return text_type(argument_length +
+                             (second.value_type == VALUE_STRING ? second.precision : 32));
+        }
+        case 8: return text_type(1);
+        case 57: return text_type(4);
+        case 18: case 40: return text_type(9);
+        case 17: case 66: return text_type(128);
+        default: return text_type(255);
+        }
+    }
+    if (cls & KX_CLASS_INTEGER)
+        return of_type(VALUE_INTEGER);
+    if (cls & KX_CLASS_DOUBLE)
+        return of_type(VALUE_DOUBLE);
+    if (cls & KX_CLASS_DATE)
+        return of_type(VALUE_DATE);
+    if (cls & KX_CLASS_TIME)
+        return of_type(VALUE_TIME);
+    if (cls & KX_CLASS_TIMESTAMP)
+        return of_type(VALUE_TIMESTAMP);
+    return text_type(255);
+}
+
+TypeInfo cast_type(ParseNode *type)
+{
+    int32_t sql_type = static_cast<int32_t>(type->field[0]);
+    int32_t length = static_cast<int32_t>(type->field[1]);
+    switch (sql_type) {
+    case SQL_CHAR:
+    case SQL_VARCHAR:
+        return text_type(length);
+    case SQL_LONGVARCHAR:
+        return of_type(VALUE_STRING, 2147483647);
+    case SQL_INTEGER:
+    case SQL_SMALLINT:
+    case SQL_TINYINT:
+        return of_type(VALUE_INTEGER);
+    case SQL_BIGINT:
+        return of_type(VALUE_BIGINT);
+    case SQL_DOUBLE:
+    case SQL_FLOAT:
+    case SQL_REAL:
+        return of_type(VALUE_DOUBLE);
+    case SQL_NUMERIC:
+    case SQL_DECIMAL: {
+        ParseNode *precision = field_node(type, 4);
+        return of_type(VALUE_NUMERIC, static_cast<int32_t>(precision->field[0]),
+                       static_cast<int32_t>(precision->field[1]));
+    }
+    case SQL_BIT:
+        return of_type(VALUE_BIT);
+    case SQL_TYPE_DATE:
+        return of_type(VALUE_DATE);
+    case SQL_TYPE_TIME:
+        return of_type(VALUE_TIME);
+    case SQL_TYPE_TIMESTAMP:
+        return of_type(VALUE_TIMESTAMP);
+    case SQL_BINARY:
+    case SQL_VARBINARY:
+        return of_type(VALUE_BINARY, length);
+    default: {
+        int32_t kind = sql_type - 100;
+        TypeInfo t = of_type(kind == KX_IS_YEAR || kind == KX_IS_MONTH || kind == KX_IS_YEAR_TO_MONTH
+                                 ? VALUE_INTERVAL_YM
+                                 : VALUE_INTERVAL_DS,
+                             length, static_cast<int32_t>(type->field[2]));
+        t.interval_kind = kind;
+        return t;
+    }
+    }
+}
+
+TypeInfo leaf_type(const Value *v)
+{
+    switch (v->type) {
+    case VALUE_STRING:
+        return text_type(v->length);
+    case VALUE_NUMERIC:
+        return of_type(VALUE_NUMERIC, static_cast<int32_t>(v->attr[0]), static_cast<int32_t>(v->attr[1]));
+    case VALUE_INTERVAL_YM:
+    case VALUE_INTERVAL_DS: {
+        TypeInfo t = of_type(v->type, static_cast<int32_t>(v->attr[2]), static_cast<int32_t>(v->attr[3]));
+        t.interval_kind = v->payload.interval.interval_type;
+        return t;
+    }
+    case VALUE_BINARY:
+        return of_type(VALUE_BINARY, v->length);
+    case VALUE_CURRENT_DATE:
+        return of_type(VALUE_DATE);
+    case VALUE_CURRENT_TIME:
+        return of_type(VALUE_TIME);
+    case VALUE_CURRENT_TIMESTAMP:
+        return of_type(VALUE_TIMESTAMP);
+    case VALUE_USER:
+        return text_type(128);
+    case VALUE_LONG_STRING:
+        return of_type(VALUE_LONG_STRING, 2147483647);
+    case VALUE_LONG_BINARY:
+        return of_type(VALUE_LONG_BINARY, 2147483647);
+    default:
+        return of_type(v->type);
+    }
+}
+
+TypeInfo infer(Inference &in, ParseNode *node)
+{
+    switch (node->kind) {
+    case NODE_VALUE:
+        return leaf_type(reinterpret_cast<Value *>(node));
+    case NODE_DYNAMIC_PARAM: {
+        size_t ordinal = static_cast<size_t>(node->field[0]);
+        if (ordinal <= in.stmt->params.size() && in.stmt->params[ordinal - 1].bound)
+            return parameter_type(in.stmt->params[ordinal - 1]);
+        return text_type(255);
+    }
+    case KX_NODE_COLUMN_REFERENCE:
+        return in.query->source_types[static_cast<size_t>(node->field[kColumnIndex])];
+    case KX_NODE_EXPRESSION: {
+        const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(node->field[0]);
+        if (pair->op_class != KX_OP_CLASS_COMPARISON)
+            return of_type(VALUE_INTEGER);
+        switch (pair->op_code) {
+        case KX_OP_NEGATE:
+            return infer(in, field_node(node, 3));
+        case KX_OP_CONCAT: {
+            TypeInfo a = infer(in, field_node(node, 2)), b = infer(in, field_node(node, 3));
+            auto width = [](const TypeInfo &t) { return t.value_type == VALUE_STRING ? t.precision : 40; };
+            return text_type(std::max(width(a) + width(b), 1));
+        }
+        case KX_OP_ADD:
+        case KX_OP_SUBTRACT:
+        case KX_OP_MULTIPLY:
+        case KX_OP_DIVIDE:
+            return arithmetic_type(infer(in, field_node(node, 2)), infer(in, field_node(node, 3)),
+                                   pair->op_code);
+        default:
+            return of_type(VALUE_INTEGER);
+        }
+    }
+    case KX_NODE_SCALAR_FUNCTION:
+        return function_type(in, node);
+    case KX_NODE_CAST:
+        return cast_type(field_node(node, 1));
+    case KX_NODE_CASE: {
+        TypeInfo t = of_type(VALUE_NULL);
+        for (ListElement *el = ListFirst(list_of(field_node(node, 1))); el; el = ListNext(el))
+            t = unify(t, infer(in, field_node(static_cast<ParseNode *>(ListData(el)), 1)));
+        if (node->field[2] != 0)
+            t = unify(t, infer(in, field_node(node, 2)));
+        return t.value_type == VALUE_NULL ? text_type(1) : t;
+    }
+    case KX_NODE_NULLIF:
+        return infer(in, field_node(node, 0));
+    case KX_NODE_COALESCE: {
+        TypeInfo t = of_type(VALUE_NULL);
+        for (ListElement *el = ListFirst(list_of(field_node(node, 0))); el; el = ListNext(el))
+            t = unify(t, infer(in, static_cast<ParseNode *>(ListData(el))));
+        return t;
+    }
+    default:
+        return of_type(VALUE_INTEGER);
+    }
+}
+
+}  // namespace
+
+void describe_type(const TypeInfo &type, int32_t odbc_version, ColumnDesc &c)
+{
+    bool odbc3 = odbc_version == 3;
+    c.decimal_digits = 0;
+    switch (type.value_type) {
+    case VALUE_INTEGER:
+        c.sql_type = SQL_INTEGER, c.size = 10, c.display_size = 11, c.octet_length = 4;
+        break;
+    case VALUE_BIGINT:
+        c.sql_type = SQL_BIGINT, c.size = 19, c.display_size = 20, c.octet_length = 8;
+        break;
+    case VALUE_BIT:
+        c.sql_type = SQL_BIT, c.size = 1, c.display_size = 1, c.octet_length = 1;
+        break;
+    case VALUE_DOUBLE:
+        c.sql_type = SQL_DOUBLE, c.size = 15, c.display_size = 24, c.octet_length = 8;
+        break;
+    case VALUE_NUMERIC: {
+        int32_t precision = type.precision > 0 && type.precision <= 38 ? type.precision : 38;
+        c.sql_type = SQL_NUMERIC, c.size = static_cast<SQLULEN>(precision);
+        c.decimal_digits = static_cast<SQLSMALLINT>(std::min(type.scale, precision));
+        c.display_size = precision + 2, c.octet_length = precision + 2;
+        break;
+    }
+    case VALUE_DATE:
+        c.sql_type = odbc3 ? SQL_TYPE_DATE : SQL_DATE, c.size = 10, c.display_size = 10;
+        c.octet_length = 6;
+        break;
+    case VALUE_TIME:
+        c.sql_type = odbc3 ? SQL_TYPE_TIME : SQL_TIME, c.size = 8, c.display_size = 8;
+        c.octet_length = 6;
+        break;
+    case VALUE_TIMESTAMP:
+        c.sql_type = odbc3 ? SQL_TYPE_TIMESTAMP : SQL_TIMESTAMP, c.size = 29, c.display_size = 29;
+        c.decimal_digits = 9, c.octet_length = 16;
+        break;
+    case VALUE_INTERVAL_YM:
+    case VALUE_INTERVAL_DS: {
+        int32_t kind = type.interval_kind != 0 ? type.interval_kind
+                       : type.value_type == VALUE_INTERVAL_YM ? KX_IS_YEAR_TO_MONTH
+                                                              : KX_IS_DAY_TO_SECOND;
+        c.sql_type = static_cast<SQLSMALLINT>(100 + kind);
+        c.size = type.value_type == VALUE_INTERVAL_YM ? 12 : 28;
+        c.display_size = static_cast<SQLLEN>(c.size), c.octet_length = 28;
+        if (kind == KX_IS_SECOND || kind == KX_IS_DAY_TO_SECOND || kind == KX_IS_HOUR_TO_SECOND ||
+            kind == KX_IS_MINUTE_TO_SECOND)
+            c.decimal_digits = static_cast<SQLSMALLINT>(type.scale > 0 ? type.scale : 6);
+        break;
+    }
+    case VALUE_BINARY:
+        c.sql_type = SQL_VARBINARY, c.size = static_cast<SQLULEN>(std::max(type.precision, 1));
+        c.display_size = 2 * static_cast<SQLLEN>(c.size), c.octet_length = static_cast<SQLLEN>(c.size);
+        break;
+    case VALUE_LONG_BINARY:
+        c.sql_type = SQL_LONGVARBINARY, c.size = 2147483647, c.display_size = 2147483647;
+        c.octet_length = 2147483647;
+        break;
+    case VALUE_LONG_STRING:
+        c.sql_type = SQL_LONGVARCHAR, c.size = 2147483647, c.display_size = 2147483647;
+        c.octet_length = 2147483647;
+        break;
+    default: {
+        int32_t length = type.precision > 0 ? type.precision : 255;
+        if (type.value_type != VALUE_STRING)
+            length = 1;
+        c.sql_type = length > 8000 ? SQL_LONGVARCHAR : SQL_VARCHAR;
+        c.size = static_cast<SQLULEN>(length), c.display_size = length, c.octet_length = length;
+        break;
+    }
+    }
+}
+
+bool infer_types(Statement *stmt, Query &query, std::vector<ColumnDesc> &columns)
+{
+    Inference in{stmt, &query};
+    query.source_types.clear();
+    if (query.source == Query::Source::kValues) {
+        query.source_types.assign(query.source_columns.size(), of_type(VALUE_NULL));
+        for (const auto &row : query.rows)
+            for (size_t c = 0; c < row.size(); ++c)
+                query.source_types[c] = unify(query.source_types[c], infer(in, row[c]));
+        for (TypeInfo &t : query.source_types)
+            if (t.value_type == VALUE_NULL)
+                t = text_type(1);
+    } else if (query.source == Query::Source::kSeries) {
+        TypeInfo a = infer(in, query.series_from), b = infer(in, query.series_to);
+        query.source_types.push_back(a.value_type == VALUE_BIGINT || b.value_type == VALUE_BIGINT
+                                         ? of_type(VALUE_BIGINT)
+                                         : of_type(VALUE_INTEGER));
+        query.source_types.back().nullable = false;
+    }
+    columns.clear();
+    int32_t version = stmt->conn->env->odbc_version;
+    for (size_t i = 0; i < query.items.size(); ++i) {
+        ColumnDesc c;
+        c.name = query.names[i];
+        c.type = infer(in, query.items[i]);
+        describe_type(c.type, version, c);
+        columns.push_back(c);
+    }
+    return true;
+}
+
+namespace {
+
+// Evaluates the source row at position, the WHERE condition and the select
+// items (and sort keys) into out; 1 when the row qualifies, 0 when WHERE
+// rejects it, -1 after an error was posted. The exit point is armed here:
+// the frames between this one and the jump hold no objects with
+// destructors.
+int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first, Value **source,
+                Value **out, Value **keys)
+{
+    if (setjmp(e->context.exit) != 0)
+        return -1;
+    e->source_row = source;
+    if (q->source == Query::Source::kValues) {
+        ParseNode *const *row = q->rows[static_cast<size_t>(position)].data();
+        size_t width = q->rows[static_cast<size_t>(position)].size();
+        for (size_t c = 0; c < width; ++c)
+            source[c] = evaluate(e, row[c]);
+    } else if (q->source == Query::Source::kSeries) {
+        int64_t n = series_first + position;
+        Value *v = make_value(e->context.mem, VALUE_INTEGER);
+        if (v == nullptr)
+            evaluation_error(e, "HY001", "Memory allocation error");
+        if (q->source_types[0].value_type == VALUE_BIGINT) {
+            v->type = VALUE_BIGINT;
+            v->payload.bigint.high = static_cast<int32_t>(n >> 32);
+            v->payload.bigint.low = static_cast<uint32_t>(n);
+        } else {
+            v->payload.integer = static_cast<int32_t>(n);
+        }
+        source[0] = v;
+    }
+    if (q->where != nullptr) {
+        Value *t = evaluate(e, q->where);
+        if (t->null_flag != 0 || t->type == VALUE_NULL || get_trivalue_from_value(t) != 1)
+            return 0;
+    }
+    size_t count = q->items.size();
+    ParseNode *const *items = q->items.data();
+    for (size_t i = 0; i < count; ++i)
+        out[i] = evaluate(e, items[i]);
+    if (keys != nullptr) {
+        const SortKey *order = q->order.data();
+        for (size_t k = 0; k < q->order.size(); ++k)
+            keys[k] = order[k].item >= 0 ? out[order[k].item] : evaluate(e, order[k].expression);
+    }
+    return 1;
+}
+
+// Evaluates SERIES' bounds; false after posting.
+int series_bounds(Evaluation *e, Query *q, int64_t *first, int64_t *last)
+{
+    if (setjmp(e->context.exit) != 0)
+        return -1;
+    Value *a = evaluate(e, q->series_from);
+    Value *b = evaluate(e, q->series_to);
+    if (a->null_flag != 0 || b->null_flag != 0 || a->type == VALUE_NULL || b->type == VALUE_NULL)
+        evaluation_error(e, "22004", "SERIES bounds must not be NULL");
+    if (a->type != VALUE_INTEGER && a->type != VALUE_BIGINT)
+        evaluation_error(e, "22018", "SERIES bounds must be integers");
+    if (b->type != VALUE_INTEGER && b->type != VALUE_BIGINT)
+        evaluation_error(e, "22018", "SERIES bounds must be integers");
+    *first = get_bigint_from_value(a);
+    *last = get_bigint_from_value(b);
+    return 0;
+}
+
+// The sign of comparing two sort keys (NULLs first), both non-null values
+// of one column.
+int compare_keys(Value *a, Value *b)
+{
+    bool an = a == nullptr || a->null_flag != 0 || a->type == VALUE_NULL;
+    bool bn = b == nullptr || b->null_flag != 0 || b->type == VALUE_NULL;
+    if (an || bn)
+        return an == bn ? 0 : an ? -1 : 1;
+    if (a->type != b->type) {
+        double x = get_double_from_value(a), y = get_double_from_value(b);
+        return x < y ? -1 : x > y ? 1 : 0;
+    }
+    if (a->type == VALUE_INTEGER || a->type == VALUE_BIGINT) {
+        int64_t x = get_bigint_from_value(a), y = get_bigint_from_value(b);
+        if (a->type == VALUE_INTEGER)
+            x = a->payload.integer, y = b->payload.integer;
+        return x < y ? -1 : x > y ? 1 : 0;
+    }
+    int32_t r = compare_values(a, b);
+    return r < 0 ? -1 : r > 0 ? 1 : 0;
+}
+
+void start_deadline(Statement *stmt)
+{
+    stmt->deadline = stmt->query_timeout > 0
+                         ? static_cast<int64_t>(std::time(nullptr)) + static_cast<int64_t>(stmt->query_timeout)
+                         : 0;
+    stmt->start_time = static_cast<int64_t>(std::time(nullptr));
+}
+
+}  // namespace
+
+SQLRETURN open_result(Statement *stmt)
+{
+    Query *q = stmt->query.get();
+    auto result = std::make_unique<ResultSet>();
+    ResultSet *r = result.get();
+    if (!infer_types(stmt, *q, r->columns))
+        return SQL_ERROR;
+    r->param_mem = kx_mem_alloc_handle(stmt->mem);
+    r->mem = kx_mem_alloc_handle(stmt->mem);
+    stmt->result = std::move(result);
+    if (r->param_mem == nullptr || r->mem == nullptr)
+        return post_error(stmt->errors, "HY001", "Memory allocation error");
+    if (build_parameters(stmt, r->param_mem, r->parameter_values) != SQL_SUCCESS)
+        return SQL_ERROR;
+    start_deadline(stmt);
+    Evaluation *e = &r->evaluation;
+    e->stmt = stmt;
+    e->context.stmt = stmt;
+    e->context.mem = r->mem;
+    e->parameters = r->parameter_values.data();
+    r->source_row.assign(std::max<size_t>(q->source_columns.size(), 1), nullptr);
+    r->sort_keys.assign(q->order.size(), nullptr);
+    switch (q->source) {
+    case Query::Source::kNone:
+        r->source_size = 1;
+        break;
+    case Query::Source::kValues:
+        r->source_size = static_cast<int64_t>(q->rows.size());
+        break;
+    case Query::Source::kSeries: {
+        int64_t first = 0, last = 0;
+        if (series_bounds(e, q, &first, &last) != 0)
+            return SQL_ERROR;
+        r->series_first = first;
+        r->source_size = last >= first ? last - first + 1 : 0;
+        break;
+    }
+    }
+    stmt->state = kStateExecuting;
+    if (q->order.empty()) {
+        // streamed: the first row is evaluated now, so that errors and long
+        // searches belong to the execution
+        r->streaming = true;
+        SQLRETURN rc = next_row(stmt);
+        stmt->state = kStateFetching;
+        if (rc == SQL_ERROR)
+            return SQL_ERROR;
+        r->pending = rc == SQL_SUCCESS;
+        return SQL_SUCCESS;
+    }
+    size_t width = q->items.size();
+    std::vector<std::vector<Value *>> keys;
+    for (int64_t position = 0; position < r->source_size; ++position) {
+        if (position % kRowsPerCheck == 0 && check_timeout(stmt) != 0)
+            return SQL_ERROR;
+        std::vector<Value *> row(width), key(q->order.size());
+        int produced = produce_row(e, q, position, r->series_first, r->source_row.data(), row.data(),
+                                   key.data());
+        if (produced < 0)
+            return SQL_ERROR;
+        if (produced == 0)
+            continue;
+        r->rows.push_back(std::move(row));
+        keys.push_back(std::move(key));
+    }
+    std::vector<size_t> order(r->rows.size());
+    for (size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+        for (size_t k = 0; k < q->order.size(); ++k) {
+            int c = compare_keys(keys[a][k], keys[b][k]);
+            if (c != 0)
+                return q->order[k].descending ? c > 0 : c < 0;
+        }
+        return false;
+    });
+    std::vector<std::vector<Value *>> sorted;
+    sorted.reserve(order.size());
+    for (size_t i : order)
+        sorted.push_back(std::move(r->rows[i]));
+    r->rows = std::move(sorted);
+    stmt->state = kStateFetching;
+    return SQL_SUCCESS;
+}
+
+SQLRETURN next_row(Statement *stmt)
+{
+    ResultSet *r = stmt->result.get();
+    if (r == nullptr)
+        return SQL_NO_DATA;
+    r->getdata_column = -1;
+    if (!r->streaming) {
+        if (r->next_row >= r->rows.size())
+            return SQL_NO_DATA;
+        r->current = r->rows[r->next_row++];
+        return SQL_SUCCESS;
+    }
+    if (r->pending) {
+        r->pending = false;
+        return SQL_SUCCESS;
+    }
+    Query *q = stmt->query.get();
+    Evaluation *e = &r->evaluation;
+    r->current.resize(q->items.size());
+    while (!r->exhausted) {
+        if (r->source_position >= r->source_size) {
+            r->exhausted = true;
+            break;
+        }
+        if (r->row_mem != nullptr)
+            kx_mem_release_handle(r->row_mem);
+        r->row_mem = kx_mem_alloc_handle(stmt->mem);
+        if (r->row_mem == nullptr)
+            return post_error(stmt->errors, "HY001", "Memory allocation error");
+        e->context.mem = r->row_mem;
+        if (r->source_position % kRowsPerCheck == 0 && check_timeout(stmt) != 0)
+            return SQL_ERROR;
+        int produced = produce_row(e, q, r->source_position++, r->series_first,
+                                   r->source_row.data(), r->current.data(), nullptr);
+        if (produced < 0)
+            return SQL_ERROR;
+        if (produced > 0)
+            return SQL_SUCCESS;
+    }
+    return SQL_NO_DATA;
+}
+
+}  // namespace kxdrv

@@ -1,0 +1,1724 @@
+// sqlparse.cpp - the driver's SQL scanner and recursive-descent parser.
+//
+// Exports (driver-internal) parse_query and print_query. The statement
+// language is one query without tables:
+//
+//   SELECT item [, item ...]
+//     [FROM (VALUES (e, ...), (e, ...)) [AS] t [(a, b, ...)]
+//      | FROM SERIES(first, last) [AS] t [(n)]]
+//     [WHERE condition] [ORDER BY e [ASC|DESC], ...]
+//
+// Expressions are library parse trees (ParseNode records of the printer's
+// kinds, fields as the printer reads them) whose literal leaves come from
+// the literal builders (MakeLiteral, MakeInteger, MakeNumeric, MakeFloat,
+// MakeNull) and whose parameter markers come from MakeDynamic. Interval
+// literals, which the builders leave to the driver, are built here. Scalar
+// functions are resolved through the catalogue when parsed, in the ODBC
+// escape form {fn NAME(...)}, as plain calls, and in the SQL-92 forms
+// (POSITION(a IN b), SUBSTRING(a FROM b FOR c), EXTRACT(f FROM x),
+// CHAR_LENGTH, UPPER, CURRENT_DATE, ...). An error posts 42000 with the
+// position of the offending token (or 22xxx for a bad literal) and the parse
+// gives up by returning null; the nodes made so far go with the handle.
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include "driver/query.h"
+
+namespace kxdrv {
+
+namespace {
+
+enum class Tok { kEnd, kIdent, kQuotedIdent, kNumber, kString, kBitString, kHexString,
+                 kParam, kSymbol };
+
+struct Token {
+    Tok kind = Tok::kEnd;
+    std::string text;   // as written (strings with their quotes)
+    size_t position = 0;
+};
+
+bool is_ident_start(char c) { return std::isalpha(static_cast<unsigned char>(c)) || c == '_'; }
+bool is_ident_char(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+
+std::string upper(std::string s)
+{
+    for (char &c : s)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return s;
+}
+
+// Splits the text into tokens; false with the error position when a string
+// or quoted name is not closed.
+bool scan(const std::string &text, std::vector<Token> &tokens, size_t &error_at)
+{
+    size_t i = 0, n = text.size();
+    while (i < n) {
+        char c = text[i];
+        if (std::isspace(static_cast<unsigned char>(c))) {
+            ++i;
+            continue;
+        }
+        if (c == '-' && i + 1 < n && text[i + 1] == '-') {
+            while (i < n && text[i] != '\n')
+                ++i;
+            continue;
+        }
+        Token t;
+        t.position = i + 1;
+        if ((c == 'B' || c == 'b' || c == 'X' || c == 'x') && i + 1 < n && text[i + 1] == '\'') {
+            size_t j = i + 2;
+            while (j < n && text[j] != '\'')
+                ++j;
+            if (j >= n) {
+                error_at = i + 1;
+                return false;
+            }
+            t.kind = (c == 'B' || c == 'b') ? Tok::kBitString : Tok::kHexString;
+            t.text = text.substr(i, j + 1 - i);
+            i = j + 1;
+        } else if (is_ident_start(c)) {
+            size_t j = i;
+            while (j < n && is_ident_char(text[j]))
+                ++j;
+            t.kind = Tok::kIdent;
+            t.text = text.substr(i, j - i);
+            i = j;
+        } else if (c == '"') {
+            size_t j = i + 1;
+            std::string name;
+            for (;;) {
+                if (j >= n) {
+                    error_at = i + 1;
+                    return false;
+                }
+                if (text[j] == '"') {
+                    if (j + 1 < n && text[j + 1] == '"') {
+                        name += '"';
+                        j += 2;
+                        continue;
+                    }
+                    break;
+                }
+                name += text[j++];
+            }
+            t.kind = Tok::kQuotedIdent;
+            t.text = name;
+            i = j + 1;
+        } else if (std::isdigit(static_cast<unsigned char>(c)) ||
+                   (c == '.' && i + 1 < n && std::isdigit(static_cast<unsigned char>(text[i + 1])))) {
+            size_t j = i;
+            while (j < n && std::isdigit(static_cast<unsigned char>(text[j])))
+                ++j;
+            if (j < n && text[j] == '.') {
+                ++j;
+                while (j < n && std::isdigit(static_cast<unsigned char>(text[j])))
+                    ++j;
+            }
+            if (j < n && (text[j] == 'e' || text[j] == 'E')) {
+                size_t k = j + 1;
+                if (k < n && (text[k] == '+' || text[k] == '-'))
+                    ++k;
+                if (k < n && std::isdigit(static_cast<unsigned char>(text[k]))) {
+                    while (k < n && std::isdigit(static_cast<unsigned char>(text[k])))
+                        ++k;
+                    j = k;
+                }
+            }
+            t.kind = Tok::kNumber;
+            t.text = text.substr(i, j - i);
+            i = j;
+        } else if (c == '\'') {
+            size_t j = i + 1;
+            for (;;) {
+                if (j >= n) {
+                    error_at = i + 1;
+                    return false;
+                }
+                if (text[j] == '\'') {
+                    if (j + 1 < n && text[j + 1] == '\'') {
+                        j += 2;
+                        continue;
+                    }
+                    break;
+                }
+                ++j;
+            }
+            t.kind = Tok::kString;
+            t.text = text.substr(i, j + 1 - i);
+            i = j + 1;
+        } else if (c == '?') {
+            t.kind = Tok::kParam;
+            t.text = "?";
+            ++i;
+        } else {
+            static const char *const two[] = {"<=", ">=", "<>", "!=", "||"};
+            t.kind = Tok::kSymbol;
+            t.text = std::string(1, c);
+            for (const char *s : two)
+                if (i + 1 < n && text[i] == s[0] && text[i + 1] == s[1])
+                    t.text = s;
+            if (std::strchr("()+-*/,;<>={}.|!", c) == nullptr) {
+                error_at = i + 1;
+                return false;
+            }
+            i += t.text.size();
+        }
+        tokens.push_back(t);
+    }
+    Token end;
+    end.position = n + 1;
+    tokens.push_back(end);
+    return true;
+}
+
+// The text of a string token without its quotes, doubled quotes collapsed.
+std::string string_body(const std::string &token)
+{
+    std::string out;
+    for (size_t i = 1; i + 1 < token.size(); ++i) {
+        out += token[i];
+        if (token[i] == '\'' && token[i + 1] == '\'')
+            ++i;
+    }
+    return out;
+}
+
+struct ParseError {
+    std::string sqlstate;
+    std::string message;
+};
+
+class Parser {
+public:
+    Parser(std::vector<Token> tokens, MemHandle *mem, Query &query)
+        : tokens_(std::move(tokens)), mem_(mem), query_(query)
+    {
+    }
+
+    bool parse_statement();
+    ParseError error;
+
+private:
+    std::vector<Token> tokens_;
+    size_t pos_ = 0;
+    MemHandle *mem_;
+    Query &query_;
+    bool failed_ = false;
+
+    const Token &peek(size_t ahead = 0) const
+    {
+        size_t i = pos_ + ahead;
+        return i < tokens_.size() ? tokens_[i] : tokens_.back();
+    }
+    bool is_keyword(const char *word, size_t ahead = 0) const
+    {
+        const Token &t = peek(ahead);
+        return t.kind == Tok::kIdent && upper(t.text) == word;
+    }
+    bool is_symbol(const char *s, size_t ahead = 0) const
+    {
+        const Token &t = peek(ahead);
+        return t.kind == Tok::kSymbol && t.text == s;
+    }
+    bool accept_keyword(const char *word)
+    {
+        if (!is_keyword(word))
+            return false;
+        ++pos_;
+        return true;
+    }
+    bool accept_symbol(const char *s)
+    {
+        if (!is_symbol(s))
+            return false;
+        ++pos_;
+        return true;
+    }
+    bool fail(const std::string &what)
+    {
+        return fail_at(peek(), what);
+    }
+    bool fail_at(const Token &t, const std::string &what)
+    {
+        if (!failed_) {
+            failed_ = true;
+            std::string near = t.kind == Tok::kEnd ? "the end of the statement" : "'" + t.text + "'";
+            error = {"42000", "Syntax error at position " + std::to_string(t.position) + " near " +
+                                  near + ": " + what};
+        }
+        return false;
+    }
+    bool fail_state(const char *state, const std::string &message)
+    {
+        if (!failed_) {
+            failed_ = true;
+            error = {state, message};
+        }
+        return false;
+    }
+    bool expect_symbol(const char *s)
+    {
+        if (accept_symbol(s))
+            return true;
+        return fail(std::string("expected '") + s + "'");
+    }
+    bool expect_keyword(const char *word)
+    {
+        if (accept_keyword(word))
+            return true;
+        return fail(std::string("expected ") + word);
+    }
+
+    ParseNode *node(uint32_t kind)
+    {
+        return static_cast<ParseNode *>(
+            newNode(sizeof(ParseNode) + kNodeFields * sizeof(intptr_t), kind, mem_));
+    }
+    ParseNode *list_node(List *list)
+    {
+        ParseNode *n = node(KX_NODE_LIST);
+        n->field[0] = reinterpret_cast<intptr_t>(list);
+        return n;
+    }
+    ParseNode *operation(int32_t op_class, int32_t op_code, ParseNode *left, ParseNode *right)
+    {
+        OperatorPair *pair = static_cast<OperatorPair *>(kx_mem_alloc(mem_, sizeof(OperatorPair)));
+        pair->op_class = op_class;
+        pair->op_code = op_code;
+        ParseNode *n = node(KX_NODE_EXPRESSION);
+        n->field[0] = reinterpret_cast<intptr_t>(pair);
+        n->field[2] = reinterpret_cast<intptr_t>(left);
+        n->field[3] = reinterpret_cast<intptr_t>(right);
+        return n;
+    }
+    ParseNode *identifier(const std::string &name)
+    {
+        ParseNode *n = node(KX_NODE_IDENTIFIER);
+        n->field[0] = reinterpret_cast<intptr_t>(string_duplicate(name.c_str(), mem_));
+        return n;
+    }
+    ParseNode *leaf(Value *v) { return reinterpret_cast<ParseNode *>(v); }
+    Value *text_value(const std::string &text)
+    {
+        Value *v = NewValue(mem_, static_cast<int32_t>(text.size()) + 1);
+        v->type = VALUE_STRING;
+        v->length = static_cast<int32_t>(text.size());
+        std::memcpy(v->payload.text, text.data(), text.size());
+        v->payload.text[text.size()] = '\0';
+        return v;
+    }
+    Value *int_value(int32_t i)
+    {
+        Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, mem_));
+        v->type = VALUE_INTEGER;
+        v->payload.integer = i;
+        return v;
+    }
+
+    std::string name_token();
+    bool parse_select_list();
+    bool parse_source();
+    bool parse_order_by();
+    ParseNode *expression();
+    ParseNode *or_expression();
+    ParseNode *and_expression();
+    ParseNode *not_expression();
+    ParseNode *predicate();
+    ParseNode *additive();
+    ParseNode *multiplicative();
+    ParseNode *unary();
+    ParseNode *primary();
+    ParseNode *number_literal();
+    ParseNode *datetime_literal(int32_t kind, const Token &t);
+    ParseNode *interval_literal();
+    ParseNode *escape_clause();
+    ParseNode *case_expression();
+    ParseNode *cast_expression();
+    ParseNode *data_type();
+    ParseNode *function_call(const std::string &name, bool in_escape);
+    ParseNode *function_node(int32_t id, List *args);
+    ParseNode *sql92_function(const std::string &name);
+    ParseNode *column_reference(const std::string &name, const Token &at);
+    bool interval_qualifier(int32_t &kind, int32_t &leading_precision, int32_t &seconds_precision);
+};
+
+std::string Parser::name_token()
+{
+    const Token &t = peek();
+    if (t.kind == Tok::kIdent || t.kind == Tok::kQuotedIdent) {
+        ++pos_;
+        return t.text;
+    }
+    fail("expected a name");
+    return std::string();
+}
+
+bool Parser::parse_statement()
+{
+    if (!expect_keyword("SELECT"))
+        return false;
+    ParseNode *spec = node(KX_NODE_QUERY_SPECIFICATION);
+    ParseNode *cursor = node(KX_NODE_CURSOR_SPECIFICATION);
+    cursor->field[0] = reinterpret_cast<intptr_t>(spec);
+    query_.tree = cursor;
+    if (accept_keyword("ALL"))
+        spec->field[0] = 1;
+    if (!parse_select_list())
+        return false;
+    List *items = nullptr;
+    for (size_t i = 0; i < query_.items.size(); ++i) {
+        ParseNode *item = node(KX_NODE_SELECT_ITEM);
+        item->field[0] = reinterpret_cast<intptr_t>(query_.items[i]);
+        if (!query_.names[i].empty())
+            item->field[1] = reinterpret_cast<intptr_t>(identifier(query_.names[i]));
+        items = ListAppend(item, items, mem_);
+    }
+    spec->field[2] = reinterpret_cast<intptr_t>(list_node(items));
+    if (accept_keyword("FROM") && !parse_source())
+        return false;
+    if (accept_keyword("WHERE")) {
+        query_.where = expression();
+        if (query_.where == nullptr)
+            return false;
+        spec->field[4] = reinterpret_cast<intptr_t>(query_.where);
+    }
+    if (is_keyword("ORDER")) {
+        ++pos_;
+        if (!expect_keyword("BY") || !parse_order_by())
+            return false;
+        List *sorts = nullptr;
+        for (const SortKey &key : query_.order) {
+            ParseNode *sort = node(KX_NODE_SORT_SPECIFICATION);
+            sort->field[0] = reinterpret_cast<intptr_t>(key.expression);
+            sort->field[2] = key.descending ? 2 : 1;
+            sorts = ListAppend(sort, sorts, mem_);
+        }
+        cursor->field[1] = reinterpret_cast<intptr_t>(list_node(sorts));
+    }
+    accept_symbol(";");
+    if (peek().kind != Tok::kEnd)
+        return fail("unexpected text after the statement");
+    return !failed_;
+}
+
+bool Parser::parse_select_list()
+{
+    do {
+        ParseNode *e = expression();
+        if (e == nullptr)
+            return false;
+        std::string name;
+        if (accept_keyword("AS")) {
+            name = name_token();
+            if (failed_)
+                return false;
+        } else if (peek().kind == Tok::kQuotedIdent ||
+                   (peek().kind == Tok::kIdent && !is_keyword("FROM") && !is_keyword("WHERE") &&
+                    !is_keyword("ORDER"))) {
+            name = name_token();
+        }
+        query_.items.push_back(e);
+        query_.names.push_back(name);
+    } while (accept_symbol(","));
+    return true;
+}
+
+bool Parser::parse_source()
+{
+    if (accept_keyword("SERIES")) {
+        if (!expect_symbol("("))
+            return false;
+        query_.series_from = expression();
+        if (query_.series_from == nullptr || !expect_symbol(","))
+            return false;
+        query_.series_to = expression();
+        if (query_.series_to == nullptr || !expect_symbol(")"))
+            return false;
+        query_.source = Query::Source::kSeries;
+    } else {
+        if (!expect_symbol("(") || !expect_keyword("VALUES"))
+            return false;
+        do {
+            if (!expect_symbol("("))
+                return false;
+            std::vector<ParseNode *> row;
+            do {
+                ParseNode *e = expression();
+                if (e == nullptr)
+                    return false;
+                row.push_back(e);
+            } while (accept_symbol(","));
+            if (!expect_symbol(")"))
+                return false;
+            if (!query_.rows.empty() && row.size() != query_.rows[0].size())
+                return fail("every VALUES row must have the same number of values");
+            query_.rows.push_back(std::move(row));
+        } while (accept_symbol(","));
+        if (!expect_symbol(")"))
+            return false;
+        query_.source = Query::Source::kValues;
+    }
+    accept_keyword("AS");
+    if (peek().kind == Tok::kIdent || peek().kind == Tok::kQuotedIdent) {
+        if (!is_keyword("WHERE") && !is_keyword("ORDER"))
+            query_.source_alias = name_token();
+    }
+    size_t width = query_.source == Query::Source::kSeries ? 1 : query_.rows[0].size();
+    if (accept_symbol("(")) {
+        do {
+            std::string name = name_token();
+            if (failed_)
+                return false;
+            query_.source_columns.push_back(name);
+        } while (accept_symbol(","));
+        if (!expect_symbol(")"))
+            return false;
+        if (query_.source_columns.size() != width)
+            return fail("the column list must name every column of the row source");
+    } else {
+        // unnamed columns are C1, C2, ... (a series' column is N)
+        for (size_t i = 0; i < width; ++i)
+            query_.source_columns.push_back(query_.source == Query::Source::kSeries
+                                                ? std::string("N")
+                                                : "C" + std::to_string(i + 1));
+    }
+    // now that the columns are known, resolve the references made so far
+    return true;
+}
+
+bool Parser::parse_order_by()
+{
+    do {
+        SortKey key;
+        key.expression = expression();
+        if (key.expression == nullptr)
+            return false;
+        if (accept_keyword("DESC"))
+            key.descending = true;
+        else
+            accept_keyword("ASC");
+        query_.order.push_back(key);
+    } while (accept_symbol(","));
+    return true;
+}
+
+ParseNode *Parser::expression() { return or_expression(); }
+
+ParseNode *Parser::or_expression()
+{
+    ParseNode *left = and_expression();
+    while (left != nullptr && accept_keyword("OR")) {
+        ParseNode *right = and_expression();
+        if (right == nullptr)
+            return nullptr;
+        left = operation(KX_OP_CLASS_OR, 0, left, right);
+    }
+    return left;
+}
+
+ParseNode *Parser::and_expression()
+{
+    ParseNode *left = not_expression();
+    while (left != nullptr && accept_keyword("AND")) {
+        ParseNode *right = not_expression();
+        if (right == nullptr)
+            return nullptr;
+        left = operation(KX_OP_CLASS_AND, 0, left, right);
+    }
+    return left;
+}
+
+ParseNode *Parser::not_expression()
+{
+    if (accept_keyword("NOT")) {
+        ParseNode *operand = not_expression();
+        return operand == nullptr ? nullptr : operation(KX_OP_CLASS_NOT, 0, nullptr, operand);
+    }
+    return predicate();
+}
+
+ParseNode *Parser::predicate()
+{
+    ParseNode *left = additive();
+    if (left == nullptr)
+        return nullptr;
+    static const struct {
+        const char *text;
+        int32_t code;
+    } comparisons[] = {{"<", KX_OP_LESS},           {">", KX_OP_GREATER},
+                       {">=", KX_OP_GREATER_EQUAL}, {"<=", KX_OP_LESS_EQUAL},
+                       {"=", KX_OP_EQUAL},          {"<>", KX_OP_NOT_EQUAL},
+                       {"!=", KX_OP_NOT_EQUAL}};
+    for (const auto &c : comparisons) {
+        if (accept_symbol(c.text)) {
+            ParseNode *right = additive();
+            return right == nullptr
+                       ? nullptr
+                       : operation(KX_OP_CLASS_COMPARISON, c.code, left, right);
+        }
+    }
+    if (accept_keyword("IS")) {
+        bool negated = accept_keyword("NOT");
+        if (!expect_keyword("NULL"))
+            return nullptr;
+        ParseNode *test = node(KX_NODE_NULL_TEST);
+        test->field[0] = reinterpret_cast<intptr_t>(left);
+        test->field[1] = negated ? 1 : 0;
+        return test;
+    }
+    bool negated = false;
+    if (is_keyword("NOT") && (is_keyword("BETWEEN", 1) || is_keyword("IN", 1))) {
+        ++pos_;
+        negated = true;
+    }
+    if (accept_keyword("BETWEEN")) {
+        ParseNode *low = additive();
+        if (low == nullptr || !expect_keyword("AND"))
+            return nullptr;
+        ParseNode *high = additive();
+        if (high == nullptr)
+            return nullptr;
+        // x BETWEEN a AND b is (x >= a AND x <= b)
+        ParseNode *both = operation(
+            KX_OP_CLASS_AND, 0, operation(KX_OP_CLASS_COMPARISON, KX_OP_GREATER_EQUAL, left, low),
+            operation(KX_OP_CLASS_COMPARISON, KX_OP_LESS_EQUAL, left, high));
+        return negated ? operation(KX_OP_CLASS_NOT, 0, nullptr, both) : both;
+    }
+    if (accept_keyword("IN")) {
+        if (!expect_symbol("("))
+            return nullptr;
+        List *values = nullptr;
+        do {
+            ParseNode *e = expression();
+            if (e == nullptr)
+                return nullptr;
+            values = ListAppend(e, values, mem_);
+        } while (accept_symbol(","));
+        if (!expect_symbol(")"))
+            return nullptr;
+        ParseNode *in = node(KX_NODE_IN_PREDICATE);
+        in->field[0] = reinterpret_cast<intptr_t>(left);
+        in->field[1] = negated ? 1 : 0;
+        in->field[5] = reinterpret_cast<intptr_t>(list_node(values));
+        return in;
+    }
+    return left;
+}
+
+ParseNode *Parser::additive()
+{
+    ParseNode *left = multiplicative();
+    while (left != nullptr) {
+        int32_t code = accept_symbol("+")    ? KX_OP_ADD
+                       : accept_symbol("-")  ? KX_OP_SUBTRACT
+                       : accept_symbol("||") ? KX_OP_CONCAT
+                                             : 0;
+        if (code == 0)
+            break;
+        ParseNode *right = multiplicative();
+        if (right == nullptr)
+            return nullptr;
+        left = operation(KX_OP_CLASS_COMPARISON, code, left, right);
+    }
+    return left;
+}
+
+ParseNode *Parser::multiplicative()
+{
+    ParseNode *left = unary();
+    while (left != nullptr) {
+        int32_t code = accept_symbol("*")   ? KX_OP_MULTIPLY
+                       : accept_symbol("/") ? KX_OP_DIVIDE
+                                            : 0;
+        if (code == 0)
+            break;
+        ParseNode *right = unary();
+        if (right == nullptr)
+            return nullptr;
+        left = operation(KX_OP_CLASS_COMPARISON, code, left, right);
+    }
+    return left;
+}
+
+ParseNode *Parser::unary()
+{
+    if (accept_symbol("-")) {
+        // a minus before a number literal is part of the literal
+        if (peek().kind == Tok::kNumber) {
+            Token &t = tokens_[pos_];
+            t.text = "-" + t.text;
+            return primary();
+        }
+        ParseNode *operand = unary();
+        return operand == nullptr ? nullptr
+                                  : operation(KX_OP_CLASS_COMPARISON, KX_OP_NEGATE, nullptr, operand);
+    }
+    if (accept_symbol("+"))
+        return unary();
+    return primary();
+}
+
+ParseNode *Parser::number_literal()
+{
+    Token t = peek();
+    ++pos_;
+    std::string text = t.text;
+    bool negative = !text.empty() && text[0] == '-';
+    std::string digits = negative ? text.substr(1) : text;
+    Value *v = nullptr;
+    if (digits.find_first_of("eE") != std::string::npos) {
+        v = MakeFloat(text.c_str(), mem_);
+    } else {
+        size_t point = digits.find('.');
+        std::string whole = point == std::string::npos ? digits : digits.substr(0, point);
+        std::string fraction = point == std::string::npos ? std::string() : digits.substr(point + 1);
+        // leading zeros carry no precision
+        size_t first = whole.find_first_not_of('0');
+        whole = first == std::string::npos ? std::string() : whole.substr(first);
+        if (whole.size() + fraction.size() > 38) {
+            fail_state("22003", "Numeric value out of range: " + text +
+                                    " has more than 38 digits");
+            return nullptr;
+        }
+        if (point == std::string::npos) {
+            v = MakeInteger(whole.empty() ? "0" : whole.c_str(), mem_);
+        } else {
+            v = MakeNumeric(whole.empty() ? nullptr : whole.c_str(),
+                            fraction.empty() ? nullptr : fraction.c_str(), mem_);
+            if (v != nullptr && v->type == 0)
+                v = MakeInteger("0", mem_);
+        }
+        if (v != nullptr && negative) {
+            if (v->type == VALUE_INTEGER)
+                v->payload.integer = -v->payload.integer;
+            else if (v->type == VALUE_DOUBLE)
+                v->payload.dbl = -v->payload.dbl;
+            else if (v->type == VALUE_NUMERIC)
+                v->payload.numeric.sign = 0;
+        }
+    }
+    if (v == nullptr) {
+        fail_at(t, "not a number");
+        return nullptr;
+    }
+    return leaf(v);
+}
+
+// Checks the fields of a date, time or timestamp literal.
+bool valid_datetime(const Value *v)
+{
+    auto valid_date = [](int y, int m, int d) {
+        static const int days[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+        if (y < 1 || y > 9999 || m < 1 || m > 12 || d < 1 || d > days[m - 1])
+            return false;
+        bool leap = (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+        return !(m == 2 && d == 29 && !leap);
+    };
+    auto valid_time = [](int h, int mi, int s) { return h < 24 && mi < 60 && s < 62; };
+    switch (v->type) {
+    case VALUE_DATE:
+        return valid_date(v->payload.date.year, v->payload.date.month, v->payload.date.day);
+    case VALUE_TIME:
+        return valid_time(v->payload.time.hour, v->payload.time.minute, v->payload.time.second);
+    case VALUE_TIMESTAMP: {
+        const TimestampStruct &t = v->payload.timestamp;
+        return valid_date(t.year, t.month, t.day) && valid_time(t.hour, t.minute, t.second);
+    }
+    default:
+        return false;
+    }
+}
+
+// Reads the fraction of a timestamp text (".123" after the seconds) in
+// nanoseconds; the literal builder leaves it to the driver.
+uint32_t fraction_of(const std::string &body)
+{
+    size_t colon = body.rfind(':');
+    size_t point = colon == std::string::npos ? std::string::npos : body.find('.', colon);
+    if (point == std::string::npos)
+        return 0;
+    uint32_t fraction = 0;
+    int digits = 0;
+    for (size_t i = point + 1; i < body.size() && digits < 9; ++i, ++digits) {
+        if (!std::isdigit(static_cast<unsigned char>(body[i])))
+            break;
+        fraction = fraction * 10 + static_cast<uint32_t>(body[i] - '0');
+    }
+    for (; digits < 9; ++digits)
+        fraction *= 10;
+    return fraction;
+}
+
+// A shape check of the literal text: digits and separators only.
+bool datetime_shape(int32_t kind, const std::string &body)
+{
+    const char *shape = kind == KX_LITERAL_DATE ? "9-9-9" : kind == KX_LITERAL_TIME ? "9:9:9" : "9-9-9 9:9:9";
+    size_t i = 0;
+    for (const char *s = shape; *s; ++s) {
+        if (*s == '9') {
+            size_t start = i;
+            while (i < body.size() && std::isdigit(static_cast<unsigned char>(body[i])))
+                ++i;
+            if (i == start)
+                return false;
+        } else if (*s == ' ') {
+            if (i >= body.size() || body[i] != ' ')
+                return false;
+            while (i < body.size() && body[i] == ' ')
+                ++i;
+        } else {
+            if (i >= body.size() || body[i] != *s)
+                return false;
+            ++i;
+        }
+    }
+    if (kind == KX_LITERAL_TIMESTAMP && i < body.size() && body[i] == '.') {
+        ++i;
+        while (i < body.size() && std::isdigit(static_cast<unsigned char>(body[i])))
+            ++i;
+    }
+    return i == body.size();
+}
+
+ParseNode *Parser::datetime_literal(int32_t kind, const Token &t)
+{
+    std::string body = string_body(t.text);
+    std::string token = t.text;
+    Value *v = datetime_shape(kind, body) ? MakeLiteral(kind, token.data(), mem_) : nullptr;
+    if (v != nullptr && kind == KX_LITERAL_TIMESTAMP)
+        v->payload.timestamp.fraction = fraction_of(body);
+    if (v == nullptr || !valid_datetime(v)) {
+        fail_state("22007", "Invalid datetime format: " + t.text);
+        return nullptr;
+    }
+    return leaf(v);
+}
+
+// The fields of an interval qualifier: YEAR, YEAR TO MONTH, DAY(3) TO
+// SECOND(2), ... with the kinds numbered as ODBC numbers them.
+bool Parser::interval_qualifier(int32_t &kind, int32_t &leading, int32_t &seconds)
+{
+    static const char *const fields[] = {"YEAR", "MONTH", "DAY", "HOUR", "MINUTE", "SECOND"};
+    auto field_of = [&](const Token &t) {
+        for (int i = 0; i < 6; ++i)
+            if (t.kind == Tok::kIdent && upper(t.text) == fields[i])
+                return i + 1;
+        return 0;
+    };
+    int first = field_of(peek());
+    if (first == 0)
+        return fail("expected an interval field");
+    ++pos_;
+    leading = 2;
+    seconds = 6;
+    auto precision = [&](int32_t &out) {
+        if (!accept_symbol("("))
+            return true;
+        if (peek().kind != Tok::kNumber)
+            return fail("expected a precision");
+        out = std::atoi(peek().text.c_str());
+        ++pos_;
+        if (first == 6 && accept_symbol(",")) {
+            if (peek().kind != Tok::kNumber)
+                return fail("expected a precision");
+            seconds = std::atoi(peek().text.c_str());
+            ++pos_;
+        }
+        return expect_symbol(")");
+    };
+    if (!precision(leading))
+        return false;
+    int last = first;
+    if (accept_keyword("TO")) {
+        last = field_of(peek());
+        if (last <= first)
+            return fail("expected a later interval field");
+        ++pos_;
+        if (last == 6 && accept_symbol("(")) {
+            if (peek().kind != Tok::kNumber)
+                return fail("expected a precision");
+            seconds = std::atoi(peek().text.c_str());
+            ++pos_;
+            if (!expect_symbol(")"))
+                return false;
+        }
+    }
+    static const int kinds[7][7] = {
+        {0, 0, 0, 0, 0, 0, 0},
+        {0, KX_IS_YEAR, KX_IS_YEAR_TO_MONTH, 0, 0, 0, 0},
+        {0, 0, KX_IS_MONTH, 0, 0, 0, 0},
+        {0, 0, 0, KX_IS_DAY, KX_IS_DAY_TO_HOUR, KX_IS_DAY_TO_MINUTE, KX_IS_DAY_TO_SECOND},
+        {0, 0, 0, 0, KX_IS_HOUR, KX_IS_HOUR_TO_MINUTE, KX_IS_HOUR_TO_SECOND},
+        {0, 0, 0, 0, 0, KX_IS_MINUTE, KX_IS_MINUTE_TO_SECOND},
+        {0, 0, 0, 0, 0, 0, KX_IS_SECOND},
+    };
+    kind = kinds[first][last];
+    if (kind == 0)
+        return fail("not an interval qualifier");
+    return true;
+}
+
+// Reads the numbers of an interval literal's text for its kind into the
+// interval record; false when the text does not fit the kind.
+bool read_interval_text(const std::string &text, int32_t kind, int32_t leading,
+                        IntervalStruct &out, std::string &problem)
+{
+    // the separators of each kind's fields, in order
+    static const char *const layouts[14] = {
+        "",  "Y", "M", "D", "H", "N", "S", "Y-M", "D H", "D H:N", "D H:N:S", "H:N", "H:N:S", "N:S"};
+    const char *layout = layouts[kind];
+    size_t i = 0;
+    std::string s = text;
+    bool negative = false;
+    if (!s.empty() && (s[0] == '-' || s[0] == '+')) {
+        negative = s[0] == '-';
+        i = 1;
+    }
+    uint32_t values[5] = {0, 0, 0, 0, 0};
+    uint32_t fraction = 0;
+    int field = 0;
+    for (const char *p = layout; *p; ++p) {
+        if (*p == '-' || *p == ' ' || *p == ':') {
+            if (i >= s.size() || s[i] != *p) {
+                problem = "Invalid interval literal";
+                return false;
+            }
+            ++i;
+            continue;
+        }
+        size_t start = i;
+        uint64_t n = 0;
+        while (i < s.size() && std::isdigit(static_cast<unsigned char>(s[i]))) {
+            n = n * 10 + static_cast<uint64_t>(s[i] - '0');
+            if (n > 999999999) {
+                problem = "Interval field overflow";
+                return false;
+            }
+            ++i;
+        }
+        if (i == start) {
+            problem = "Invalid interval literal";
+            return false;
+        }
+        if (field == 0 && static_cast<int32_t>(i - start) > leading) {
+            problem = "Interval field overflow";
+            return false;
+        }
+        values[field++] = static_cast<uint32_t>(n);
+        if (*p == 'S' && i < s.size() && s[i] == '.') {
+            ++i;
+            int digits = 0;
+            while (i < s.size() && std::isdigit(static_cast<unsigned char>(s[i]))) {
+                if (digits < 9)
+                    fraction = fraction * 10 + static_cast<uint32_t>(s[i] - '0'), ++digits;
+                ++i;
+            }
+            for (; digits < 9; ++digits)
+                fraction *= 10;
+        }
+    }
+    if (i != s.size()) {
+        problem = "Invalid interval literal";
+        return false;
+    }
+    // trailing fields stay within their ranges
+    static const uint32_t limits[] = {0, 12, 0, 24, 60, 60};
+    int index = 0;
+    for (const char *p = layout; *p; ++p) {
+        int which = *p == 'Y' ? 0 : *p == 'M' ? 1 : *p == 'D' ? 2 : *p == 'H' ? 3 : *p == 'N' ? 4 : *p == 'S' ? 5 : -1;
+        if (which < 0)
+            continue;
+        if (index > 0 && limits[which] != 0 && values[index] >= limits[which]) {
+            problem = "Interval field overflow";
+            return false;
+        }
+        ++index;
+    }
+    std::memset(&out, 0, sizeof out);
+    out.interval_type = kind;
+    out.interval_sign = negative ? 1 : 0;
+    index = 0;
+    for (const char *p = layout; *p; ++p) {
+        uint32_t v = values[index];
+        switch (*p) {
+        case 'Y': out.intval.year_month.year = v; break;
+        case 'M': out.intval.year_month.month = v; break;
+        case 'D': out.intval.day_second.day = v; break;
+        case 'H': out.intval.day_second.hour = v; break;
+        case 'N': out.intval.day_second.minute = v; break;
+        case 'S': out.intval.day_second.second = v; out.intval.day_second.fraction = fraction; break;
+        default: continue;
+        }
+        ++index;
+    }
+    return true;
+}
+
+ParseNode *Parser::interval_literal()
+{
+    // INTERVAL [+|-] 'text' qualifier
+    bool negative = false;
+    if (accept_symbol("-"))
+        negative = true;
+    else
+        accept_symbol("+");
+    if (peek().kind != Tok::kString) {
+        fail("expected the interval's text in quotes");
+        return nullptr;
+    }
+    Token t = peek();
+    ++pos_;
+    int32_t kind = 0, leading = 2, seconds = 6;
+    if (!interval_qualifier(kind, leading, seconds))
+        return nullptr;
+    Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, mem_));
+    v->type = kind <= KX_IS_MONTH || kind == KX_IS_YEAR_TO_MONTH ? VALUE_INTERVAL_YM
+                                                                : VALUE_INTERVAL_DS;
+    v->attr[2] = leading;
+    v->attr[3] = seconds;
+    std::string problem;
+    if (!read_interval_text(string_body(t.text), kind, leading, v->payload.interval, problem)) {
+        fail_state(problem == "Interval field overflow" ? "22015" : "22018",
+                   problem + ": " + t.text);
+        return nullptr;
+    }
+    if (negative)
+        v->payload.interval.interval_sign = v->payload.interval.interval_sign ? 0 : 1;
+    return leaf(v);
+}
+
+ParseNode *Parser::escape_clause()
+{
+    // after '{': fn call, d/t/ts literal, INTERVAL literal
+    if (accept_keyword("FN")) {
+        const Token &t = peek();
+        if (t.kind != Tok::kIdent) {
+            fail("expected a function name");
+            return nullptr;
+        }
+        std::string name = t.text;
+        ++pos_;
+        ParseNode *call = function_call(name, true);
+        if (call == nullptr || !expect_symbol("}"))
+            return nullptr;
+        return call;
+    }
+    int32_t kind = accept_keyword("D")    ? KX_LITERAL_DATE
+                   : accept_keyword("T")  ? KX_LITERAL_TIME
+                   : accept_keyword("TS") ? KX_LITERAL_TIMESTAMP
+                                          : 0;
+    ParseNode *result = nullptr;
+    if (kind != 0) {
+        if (peek().kind != Tok::kString) {
+            fail("expected a quoted date or time");
+            return nullptr;
+        }
+        Token t = peek();
+        ++pos_;
+        result = datetime_literal(kind, t);
+    } else if (accept_keyword("INTERVAL")) {
+        result = interval_literal();
+    } else {
+        fail("unknown escape clause");
+        return nullptr;
+    }
+    if (result == nullptr || !expect_symbol("}"))
+        return nullptr;
+    return result;
+}
+
+ParseNode *Parser::case_expression()
+{
+    ParseNode *c = node(KX_NODE_CASE);
+    if (!is_keyword("WHEN")) {
+        ParseNode *operand = expression();
+        if (operand == nullptr)
+            return nullptr;
+        c->field[0] = reinterpret_cast<intptr_t>(operand);
+    }
+    List *whens = nullptr;
+    while (accept_keyword("WHEN")) {
+        ParseNode *when = node(KX_NODE_WHEN_CLAUSE);
+        ParseNode *condition = expression();
+        if (condition == nullptr || !expect_keyword("THEN"))
+            return nullptr;
+        ParseNode *result = expression();
+        if (result == nullptr)
+            return nullptr;
+        when->field[0] = reinterpret_cast<intptr_t>(condition);
+        when->field[1] = reinterpret_cast<intptr_t>(result);
+        whens = ListAppend(when, whens, mem_);
+    }
+    if (whens == nullptr) {
+        fail("expected WHEN");
+        return nullptr;
+    }
+    c->field[1] = reinterpret_cast<intptr_t>(list_node(whens));
+    if (accept_keyword("ELSE")) {
+        ParseNode *otherwise = expression();
+        if (otherwise == nullptr)
+            return nullptr;
+        c->field[2] = reinterpret_cast<intptr_t>(otherwise);
+    }
+    if (!expect_keyword("END"))
+        return nullptr;
+    return c;
+}
+
+// A data type of CAST: the node the printer reads (kind 134: SQL type,
+// length or leading precision, seconds precision, precision node).
+ParseNode *Parser::data_type()
+{
+    const Token &t = peek();
+    if (t.kind != Tok::kIdent) {
+        fail("expected a data type");
+        return nullptr;
+    }
+    std::string word = upper(t.text);
+    ++pos_;
+    ParseNode *type = node(KX_NODE_DATA_TYPE);
+    auto optional_length = [&](intptr_t fallback) -> bool {
+        type->field[1] = fallback;
+        if (!accept_symbol("("))
+            return true;
+        if (peek().kind != Tok::kNumber)
+            return fail("expected a length");
+        type->field[1] = std::atoi(peek().text.c_str());
+        ++pos_;
+        return expect_symbol(")");
+    };
+    // the SQL_ names CONVERT takes are accepted too
+    if (word.rfind("SQL_", 0) == 0)
+        word = word.substr(4);
+    if (word == "CHAR" || word == "CHARACTER") {
+        if (accept_keyword("VARYING")) {
+            type->field[0] = SQL_VARCHAR;
+            if (!optional_length(255))
+                return nullptr;
+        } else {
+            type->field[0] = SQL_CHAR;
+            if (!optional_length(1))
+                return nullptr;
+        }
+    } else if (word == "VARCHAR") {
+        type->field[0] = SQL_VARCHAR;
+        if (!optional_length(255))
+            return nullptr;
+    } else if (word == "LONGVARCHAR") {
+        type->field[0] = SQL_LONGVARCHAR;
+    } else if (word == "INTEGER" || word == "INT") {
+        type->field[0] = SQL_INTEGER;
+    } else if (word == "SMALLINT") {
+        type->field[0] = SQL_SMALLINT;
+    } else if (word == "TINYINT") {
+        type->field[0] = SQL_TINYINT;
+    } else if (word == "BIGINT") {
+        type->field[0] = SQL_BIGINT;
+    } else if (word == "DOUBLE") {
+        accept_keyword("PRECISION");
+        type->field[0] = SQL_DOUBLE;
+    } else if (word == "FLOAT" || word == "REAL") {
+        type->field[0] = word == "REAL" ? SQL_REAL : SQL_FLOAT;
+        if (!optional_length(0))
+            return nullptr;
+    } else if (word == "NUMERIC" || word == "DECIMAL" || word == "DEC") {
+        type->field[0] = word == "NUMERIC" ? SQL_NUMERIC : SQL_DECIMAL;
+        ParseNode *precision = node(KX_NODE_PRECISION);
+        precision->field[0] = 38;
+        precision->field[1] = 0;
+        if (accept_symbol("(")) {
+            if (peek().kind != Tok::kNumber) {
+                fail("expected a precision");
+                return nullptr;
+            }
+            precision->field[0] = std::atoi(peek().text.c_str());
+            ++pos_;
+            if (accept_symbol(",")) {
+                if (peek().kind != Tok::kNumber) {
+                    fail("expected a scale");
+                    return nullptr;
+                }
+                precision->field[1] = std::atoi(peek().text.c_str());
+                ++pos_;
+            }
+            if (!expect_symbol(")"))
+                return nullptr;
+            if (precision->field[0] < 1 || precision->field[0] > 38 ||
+                precision->field[1] > precision->field[0]) {
+                fail("precision must be 1 to 38 and the scale no larger");
+                return nullptr;
+            }
+        }
+        type->field[4] = reinterpret_cast<intptr_t>(precision);
+    } else if (word == "DATE" || word == "TYPE_DATE") {
+        type->field[0] = SQL_TYPE_DATE;
+    } else if (word == "TIME" || word == "TYPE_TIME") {
+        type->field[0] = SQL_TYPE_TIME;
+    } else if (word == "TIMESTAMP" || word == "TYPE_TIMESTAMP") {
+        type->field[0] = SQL_TYPE_TIMESTAMP;
+    } else if (word == "BIT") {
+        type->field[0] = SQL_BIT;
+    } else if (word == "BINARY" || word == "VARBINARY") {
+        type->field[0] = word == "BINARY" ? SQL_BINARY : SQL_VARBINARY;
+        if (!optional_length(255))
+            return nullptr;
+    } else if (word == "INTERVAL") {
+        int32_t kind = 0, leading = 2, seconds = 6;
+        if (!interval_qualifier(kind, leading, seconds))
+            return nullptr;
+        type->field[0] = 100 + kind;
+        type->field[1] = leading;
+        type->field[2] = seconds;
+    } else {
+        fail_at(t, "unknown data type");
+        return nullptr;
+    }
+    return type;
+}
+
+ParseNode *Parser::cast_expression()
+{
+    if (!expect_symbol("("))
+        return nullptr;
+    ParseNode *operand = expression();
+    if (operand == nullptr || !expect_keyword("AS"))
+        return nullptr;
+    ParseNode *type = data_type();
+    if (type == nullptr || !expect_symbol(")"))
+        return nullptr;
+    ParseNode *cast = node(KX_NODE_CAST);
+    cast->field[0] = reinterpret_cast<intptr_t>(operand);
+    cast->field[1] = reinterpret_cast<intptr_t>(type);
+    return cast;
+}
+
+ParseNode *Parser::function_node(int32_t id, List *args)
+{
+    ParseNode *call = node(KX_NODE_SCALAR_FUNCTION);
+    call->field[0] = id;
+    call->field[1] = reinterpret_cast<intptr_t>(list_node(args));
+    call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(id));
+    return call;
+}
+
+ParseNode *Parser::function_call(const std::string &name, bool in_escape)
+{
+    Token name_token = tokens_[pos_ - 1];
+    std::string upper_name = upper(name);
+    int32_t id = sql92_get_function_id(upper_name.c_str(), 0);
+    if (id == KX_FUNCTION_NOT_FOUND) {
+        fail_at(name_token, "unknown function " + name);
+        return nullptr;
+    }
+    int32_t min = 0, max = 0;
+    sql92_get_function_arg_range(id, &min, &max);
+    const FunctionEntry *entry = sql92_get_function_info(id);
+    List *args = nullptr;
+    int32_t count = 0;
+    bool parenthesised = accept_symbol("(");
+    if (!parenthesised && (max > 0 || in_escape)) {
+        fail("expected '('");
+        return nullptr;
+    }
+    if (parenthesised && !accept_symbol(")")) {
+        do {
+            ParseNode *arg = nullptr;
+            uint32_t cls = count < 11 ? entry->arg_class[count] : 0;
+            // keyword arguments (SQL_TSI_DAY, SQL_INTEGER) are names
+            bool keyword = (cls & KX_CLASS_KEYWORD) != 0 || (id == 11 && count == 1);
+            if (keyword && peek().kind == Tok::kIdent) {
+                std::string word = upper(peek().text);
+                ++pos_;
+                arg = identifier(word);
+                arg->field[kKeywordValue] = reinterpret_cast<intptr_t>(text_value(word));
+                if (id == 11) {
+                    // CONVERT's type: parsed as a CAST's data type
+                    --pos_;
+                    arg = data_type();
+                    if (arg == nullptr)
+                        return nullptr;
+                }
+            } else {
+                arg = expression();
+            }
+            if (arg == nullptr)
+                return nullptr;
+            args = ListAppend(arg, args, mem_);
+            ++count;
+        } while (accept_symbol(","));
+        if (!expect_symbol(")"))
+            return nullptr;
+    }
+    if (count < min || count > max) {
+        std::string range = min == max ? std::to_string(min)
+                                       : std::to_string(min) + " to " + std::to_string(max);
+        fail_at(name_token, "function " + upper_name + " takes " + range + " argument" +
+                                (max == 1 ? "" : "s") + ", not " + std::to_string(count));
+        return nullptr;
+    }
+    if (id == 11) {
+        // CONVERT(x, SQL_type) is a cast
+        ParseNode *cast = node(KX_NODE_CAST);
+        ListElement *first = ListFirst(args);
+        cast->field[0] = reinterpret_cast<intptr_t>(ListData(first));
+        cast->field[1] = reinterpret_cast<intptr_t>(ListData(ListNext(first)));
+        return cast;
+    }
+    return function_node(id, args);
+}
+
+// The SQL-92 forms; null with nothing consumed when the name is not one.
+ParseNode *Parser::sql92_function(const std::string &word)
+{
+    auto one_operand = [&](int32_t sql92_id) -> ParseNode * {
+        ++pos_;
+        if (!expect_symbol("("))
+            return nullptr;
+        ParseNode *operand = expression();
+        if (operand == nullptr || !expect_symbol(")"))
+            return nullptr;
+        ParseNode *call = node(KX_NODE_SCALAR_FUNCTION);
+        call->field[0] = sql92_id;
+        call->field[2] = reinterpret_cast<intptr_t>(operand);
+        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(sql92_id));
+        return call;
+    };
+    if (!is_symbol("(", 1) && word != "CURRENT_DATE" && word != "CURRENT_TIME" &&
+        word != "CURRENT_TIMESTAMP" && word != "USER")
+        return nullptr;
+    if (word == "CHAR_LENGTH" || word == "CHARACTER_LENGTH")
+        return one_operand(-1);
+    if (word == "OCTET_LENGTH")
+        return one_operand(-2);
+    if (word == "BIT_LENGTH")
+        return one_operand(-6);
+    if (word == "POSITION") {
+        ++pos_;
+        expect_symbol("(");
+        ParseNode *needle = failed_ ? nullptr : additive();
+        if (needle == nullptr || !expect_keyword("IN"))
+            return nullptr;
+        ParseNode *haystack = expression();
+        if (haystack == nullptr || !expect_symbol(")"))
+            return nullptr;
+        ParseNode *call = node(KX_NODE_SCALAR_FUNCTION);
+        call->field[0] = -3;
+        call->field[2] = reinterpret_cast<intptr_t>(needle);
+        call->field[3] = reinterpret_cast<intptr_t>(haystack);
+        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(-3));
+        return call;
+    }
+    if (word == "SUBSTRING" && !is_symbol(",", 3)) {
+        // SUBSTRING(x FROM a [FOR b]); the ODBC form with commas is a call
+        size_t start = pos_;
+        ++pos_;
+        expect_symbol("(");
+        ParseNode *source = failed_ ? nullptr : expression();
+        if (source == nullptr)
+            return nullptr;
+        if (!is_keyword("FROM")) {
+            pos_ = start;
+            return nullptr;
+        }
+        ++pos_;
+        ParseNode *from = expression();
+        if (from == nullptr)
+            return nullptr;
+        ParseNode *length = nullptr;
+        if (accept_keyword("FOR") && (length = expression()) == nullptr)
+            return nullptr;
+        if (!expect_symbol(")"))
+            return nullptr;
+        ParseNode *call = node(KX_NODE_SCALAR_FUNCTION);
+        call->field[0] = -4;
+        call->field[2] = reinterpret_cast<intptr_t>(source);
+        call->field[3] = reinterpret_cast<intptr_t>(from);
+        call->field[4] = reinterpret_cast<intptr_t>(length);
+        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(-4));
+        return call;
+    }
+    if (word == "EXTRACT") {
+        ++pos_;
+        if (!expect_symbol("("))
+            return nullptr;
+        static const char *const fields[] = {"YEAR", "MONTH", "DAY", "HOUR", "MINUTE", "SECOND"};
+        int32_t field = -1;
+        for (int32_t i = 0; i < 6; ++i)
+            if (is_keyword(fields[i]))
+                field = i;
+        if (field < 0) {
+            fail("expected YEAR, MONTH, DAY, HOUR, MINUTE or SECOND");
+            return nullptr;
+        }
+        ++pos_;
+        if (!expect_keyword("FROM"))
+            return nullptr;
+        ParseNode *source = expression();
+        if (source == nullptr || !expect_symbol(")"))
+            return nullptr;
+        List *args = ListAppend(int_value(field), nullptr, mem_);
+        args = ListAppend(source, args, mem_);
+        return function_node(25, args);
+    }
+    if (word == "UPPER" || word == "LOWER") {
+        ++pos_;
+        if (!expect_symbol("("))
+            return nullptr;
+        ParseNode *operand = expression();
+        if (operand == nullptr || !expect_symbol(")"))
+            return nullptr;
+        int32_t id = sql92_get_function_id(word.c_str(), 1);
+        // printed as the ODBC spelling of the same function
+        ParseNode *call = function_node(word == "UPPER" ? 65 : 30,
+                                        ListAppend(operand, nullptr, mem_));
+        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(id));
+        return call;
+    }
+    if (word == "CURRENT_DATE" || word == "CURRENT_TIME" || word == "CURRENT_TIMESTAMP" ||
+        word == "USER") {
+        if (is_symbol("(", 1) && word != "CURRENT_DATE" && word != "USER")
+            return nullptr;  // with a precision: the catalogue's call form
+        ++pos_;
+        int32_t kind = word == "CURRENT_DATE"   ? KX_LITERAL_CURRENT_DATE
+                       : word == "CURRENT_TIME" ? KX_LITERAL_CURRENT_TIME
+                       : word == "USER"         ? KX_LITERAL_USER
+                                                : KX_LITERAL_CURRENT_TIMESTAMP;
+        return leaf(MakeLiteral(kind, nullptr, mem_));
+    }
+    if (word == "NULLIF" || word == "COALESCE") {
+        ++pos_;
+        if (!expect_symbol("("))
+            return nullptr;
+        List *args = nullptr;
+        int count = 0;
+        do {
+            ParseNode *e = expression();
+            if (e == nullptr)
+                return nullptr;
+            args = ListAppend(e, args, mem_);
+            ++count;
+        } while (accept_symbol(","));
+        if (!expect_symbol(")"))
+            return nullptr;
+        if (word == "NULLIF") {
+            if (count != 2) {
+                fail("NULLIF takes 2 arguments");
+                return nullptr;
+            }
+            ParseNode *n = node(KX_NODE_NULLIF);
+            n->field[0] = reinterpret_cast<intptr_t>(ListData(ListFirst(args)));
+            n->field[1] = reinterpret_cast<intptr_t>(ListData(ListLast(args)));
+            return n;
+        }
+        ParseNode *n = node(KX_NODE_COALESCE);
+        n->field[0] = reinterpret_cast<intptr_t>(list_node(args));
+        return n;
+    }
+    return nullptr;
+}
+
+ParseNode *Parser::column_reference(const std::string &name, const Token &at)
+{
+    ParseNode *ref = node(KX_NODE_COLUMN_REFERENCE);
+    ref->field[4] = reinterpret_cast<intptr_t>(string_duplicate(name.c_str(), mem_));
+    // the column is found once the FROM clause is known (resolve_columns)
+    ref->field[kColumnIndex] = -1;
+    ref->field[kColumnIndex + 1] = static_cast<intptr_t>(at.position);
+    return ref;
+}
+
+ParseNode *Parser::primary()
+{
+    const Token &t = peek();
+    switch (t.kind) {
+    case Tok::kEnd:
+        fail("expected an expression");
+        return nullptr;
+    case Tok::kNumber:
+        return number_literal();
+    case Tok::kString: {
+        std::string token = t.text;
+        ++pos_;
+        Value *v = MakeLiteral(KX_LITERAL_STRING, token.data(), mem_);
+        // the builder keeps doubled quotes; SQL means one
+        std::string body = string_body(token);
+        if (v != nullptr && body.size() != static_cast<size_t>(v->length)) {
+            v = text_value(body);
+        }
+        return leaf(v);
+    }
+    case Tok::kBitString: {
+        std::string token = t.text;
+        ++pos_;
+        Value *v = MakeLiteral(KX_LITERAL_BIT, token.data(), mem_);
+        if (v == nullptr || token.size() != 4) {
+            fail_state("22018", "Invalid bit literal: " + token);
+            return nullptr;
+        }
+        return leaf(v);
+    }
+    case Tok::kHexString: {
+        std::string token = t.text;
+        ++pos_;
+        for (size_t i = 2; i + 1 < token.size(); ++i)
+            if (!std::isxdigit(static_cast<unsigned char>(token[i]))) {
+                fail_state("22018", "Invalid hexadecimal literal: " + token);
+                return nullptr;
+            }
+        Value *v = MakeLiteral(KX_LITERAL_HEX, token.data(), mem_);
+        return leaf(v);
+    }
+    case Tok::kParam: {
+        ++pos_;
+        ParseNode *marker = MakeDynamic(++query_.parameter_count, mem_);
+        query_.parameters.push_back(marker);
+        return marker;
+    }
+    case Tok::kQuotedIdent: {
+        Token at = t;
+        ++pos_;
+        return column_reference(at.text, at);
+    }
+    case Tok::kSymbol:
+        if (accept_symbol("(")) {
+            ParseNode *inner = expression();
+            if (inner == nullptr || !expect_symbol(")"))
+                return nullptr;
+            return inner;
+        }
+        if (accept_symbol("{"))
+            return escape_clause();
+        fail("expected an expression");
+        return nullptr;
+    case Tok::kIdent:
+        break;
+    }
+    Token at = t;
+    std::string word = upper(t.text);
+    if (word == "NULL") {
+        ++pos_;
+        return leaf(MakeNull(mem_));
+    }
+    if (word == "CASE") {
+        ++pos_;
+        return case_expression();
+    }
+    if (word == "CAST") {
+        ++pos_;
+        return cast_expression();
+    }
+    if ((word == "DATE" || word == "TIME" || word == "TIMESTAMP") &&
+        peek(1).kind == Tok::kString) {
+        ++pos_;
+        Token literal = peek();
+        ++pos_;
+        return datetime_literal(word == "DATE"   ? KX_LITERAL_DATE
+                                : word == "TIME" ? KX_LITERAL_TIME
+                                                 : KX_LITERAL_TIMESTAMP,
+                                literal);
+    }
+    if (word == "INTERVAL") {
+        ++pos_;
+        return interval_literal();
+    }
+    if (ParseNode *form = sql92_function(word))
+        return form;
+    if (failed_)
+        return nullptr;
+    if (is_symbol("(", 1)) {
+        ++pos_;
+        return function_call(at.text, false);
+    }
+    ++pos_;
+    // t.a is the column a of the row source t
+    if (accept_symbol(".")) {
+        std::string column = name_token();
+        if (failed_)
+            return nullptr;
+        return column_reference(column, at);
+    }
+    return column_reference(at.text, at);
+}
+
+// Finds every column reference's position among the row source's columns.
+bool resolve_columns(Query &query, ParseNode *node, ParseError &error);
+
+bool resolve_list(Query &query, intptr_t list_node, ParseError &error)
+{
+    if (list_node == 0)
+        return true;
+    List *list = reinterpret_cast<List *>(reinterpret_cast<ParseNode *>(list_node)->field[0]);
+    for (ListElement *e = ListFirst(list); e != nullptr; e = ListNext(e))
+        if (!resolve_columns(query, static_cast<ParseNode *>(ListData(e)), error))
+            return false;
+    return true;
+}
+
+bool resolve_columns(Query &query, ParseNode *node, ParseError &error)
+{
+    if (node == nullptr)
+        return true;
+    auto child = [&](int i) {
+        return resolve_columns(query, reinterpret_cast<ParseNode *>(node->field[i]), error);
+    };
+    switch (node->kind) {
+    case KX_NODE_COLUMN_REFERENCE: {
+        const char *name = reinterpret_cast<const char *>(node->field[4]);
+        for (size_t i = 0; i < query.source_columns.size(); ++i)
+            if (string_compare(name, query.source_columns[i].c_str()) == 0) {
+                node->field[kColumnIndex] = static_cast<intptr_t>(i);
+                return true;
+            }
+        error = {"42S22", "Column not found: " + std::string(name) + " at position " +
+                              std::to_string(node->field[kColumnIndex + 1])};
+        return false;
+    }
+    case KX_NODE_EXPRESSION:
+        return child(2) && child(3);
+    case KX_NODE_SCALAR_FUNCTION:
+        return resolve_list(query, node->field[1], error) && child(2) && child(3) && child(4);
+    case KX_NODE_CASE:
+        return child(0) && resolve_list(query, node->field[1], error) && child(2);
+    case KX_NODE_WHEN_CLAUSE:
+    case KX_NODE_NULLIF:
+        return child(0) && child(1);
+    case KX_NODE_CAST:
+    case KX_NODE_NULL_TEST:
+        return child(0);
+    case KX_NODE_COALESCE:
+        return resolve_list(query, node->field[0], error);
+    case KX_NODE_IN_PREDICATE:
+        return child(0) && resolve_list(query, node->field[5], error);
+    default:
+        return true;
+    }
+}
+
+// A select item's column name when it has no AS: a column's own name, else
+// EXPR_n.
+std::string default_name(ParseNode *node, size_t index)
+{
+    if (node != nullptr && node->kind == KX_NODE_COLUMN_REFERENCE)
+        return reinterpret_cast<const char *>(node->field[4]);
+    return "EXPR_" + std::to_string(index + 1);
+}
+
+}  // namespace
+
+Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors)
+{
+    std::vector<Token> tokens;
+    size_t error_at = 0;
+    if (!scan(text, tokens, error_at)) {
+        post_error(errors, "42000",
+                   ("Syntax error at position " + std::to_string(error_at) +
+                    ": unclosed quote or unknown character")
+                       .c_str());
+        return nullptr;
+    }
+    auto query = std::make_unique<Query>();
+    query->mem = mem;
+    Parser parser(std::move(tokens), mem, *query);
+    if (!parser.parse_statement()) {
+        post_error(errors, parser.error.sqlstate.c_str(), parser.error.message.c_str());
+        return nullptr;
+    }
+    ParseError error;
+    bool resolved = true;
+    for (ParseNode *item : query->items)
+        resolved = resolved && resolve_columns(*query, item, error);
+    resolved = resolved && resolve_columns(*query, query->where, error);
+    for (SortKey &key : query->order) {
+        // ORDER BY 2 names the second item; ORDER BY alias an item by name
+        ParseNode *e = key.expression;
+        Value *leaf = e->kind == NODE_VALUE ? reinterpret_cast<Value *>(e) : nullptr;
+        if (leaf != nullptr && leaf->type == VALUE_INTEGER) {
+            int32_t n = leaf->payload.integer;
+            if (n < 1 || static_cast<size_t>(n) > query->items.size()) {
+                post_error(errors, "42000", "ORDER BY position out of range");
+                return nullptr;
+            }
+            key.item = n - 1;
+            continue;
+        }
+        if (e->kind == KX_NODE_COLUMN_REFERENCE) {
+            const char *name = reinterpret_cast<const char *>(e->field[4]);
+            for (size_t i = 0; i < query->names.size(); ++i)
+                if (!query->names[i].empty() && string_compare(name, query->names[i].c_str()) == 0)
+                    key.item = static_cast<int>(i);
+            if (key.item >= 0)
+                continue;
+        }
+        resolved = resolved && resolve_columns(*query, key.expression, error);
+    }
+    for (const auto &row : query->rows)
+        for (ParseNode *e : row)
+            if (resolved && !resolve_columns(*query, e, error)) {
+                // a VALUES row cannot refer to its own columns
+                resolved = false;
+            }
+    if (resolved && query->series_from != nullptr) {
+        Query none;
+        resolved = resolve_columns(none, query->series_from, error) &&
+                   resolve_columns(none, query->series_to, error);
+    }
+    if (!resolved) {
+        post_error(errors, error.sqlstate.c_str(), error.message.c_str());
+        return nullptr;
+    }
+    for (size_t i = 0; i < query->names.size(); ++i)
+        if (query->names[i].empty())
+            query->names[i] = default_name(query->items[i], i);
+    return query.release();
+}
+
+namespace {
+
+void append_piece(const char *text, void *user_data)
+{
+    static_cast<std::string *>(user_data)->append(text);
+}
+
+std::string print_node(const ParseNode *node)
+{
+    std::string out;
+    sql92_print_expression(node, append_piece, &out);
+    return out;
+}
+
+}  // namespace
+
+std::string print_query(const Query &query)
+{
+    // the select block through the printer; the row source, which has no
+    // node kind of its own, is joined from its printed rows
+    const ParseNode *spec = reinterpret_cast<const ParseNode *>(query.tree->field[0]);
+    std::string out = " SELECT " + print_node(reinterpret_cast<const ParseNode *>(spec->field[2]));
+    if (query.source == Query::Source::kValues) {
+        out += " FROM ( VALUES ";
+        for (size_t r = 0; r < query.rows.size(); ++r) {
+            out += r == 0 ? "( " : ", ( ";
+            for (size_t c = 0; c < query.rows[r].size(); ++c)
+                out += (c == 0 ? "" : ", ") + print_node(query.rows[r][c]);
+            out += " )";
+        }
+        out += " )";
+    } else if (query.source == Query::Source::kSeries) {
+        out += " FROM SERIES( " + print_node(query.series_from) + ", " +
+               print_node(query.series_to) + " )";
+    }
+    if (query.source != Query::Source::kNone) {
+        out += " AS " + (query.source_alias.empty() ? std::string("T") : query.source_alias) + " ( ";
+        for (size_t i = 0; i < query.source_columns.size(); ++i)
+            out += (i == 0 ? "" : ", ") + query.source_columns[i];
+        out += " )";
+    }
+    if (query.where != nullptr)
+        out += " WHERE " + print_node(query.where);
+    if (query.tree->field[1] != 0)
+        out += " ORDER BY " + print_node(reinterpret_cast<const ParseNode *>(query.tree->field[1]));
+    return out;
+}
+
+}  // namespace kxdrv

@@ -1,0 +1,456 @@
+// statement.cpp - preparing and executing statements, parameters, long data,
+// cancellation, statement attributes and cursor names.
+//
+// Exports the ODBC entry points SQLPrepare, SQLExecute, SQLExecDirect,
+// SQLBindParameter, SQLNumParams, SQLParamData, SQLPutData, SQLCancel,
+// SQLSetStmtAttr, SQLGetStmtAttr, SQLSetCursorName, SQLGetCursorName,
+// SQLRowCount, SQLMoreResults and SQLCloseCursor. Parameters sent at
+// execution time go into library long buffers (allocate_long_buffer,
+// append_to_long_buffer). SQLCancel from another thread sets the
+// statement's cancel request, which check_timeout reports as HY008 between
+// rows; SQL_ATTR_QUERY_TIMEOUT becomes the statement's deadline, reported as
+// HYT00. Cursor names live in the connection's cursor registry.
+#include <cstring>
+
+#include "driver/convert.h"
+#include "driver/evaluate.h"
+#include "driver/handles.h"
+
+namespace kxdrv {
+
+namespace {
+
+Statement *statement_of(SQLHSTMT handle)
+{
+    return static_cast<Statement *>(handle);
+}
+
+SQLRETURN prepare(Statement *stmt, const std::string &text)
+{
+    drop_query(stmt);
+    stmt->query_mem = kx_mem_alloc_handle(stmt->mem);
+    if (stmt->query_mem == nullptr)
+        return post_error(stmt->errors, "HY001", "Memory allocation error");
+    stmt->text = text;
+    Query *query = parse_query(text, stmt->query_mem, stmt->errors);
+    if (query == nullptr) {
+        kx_mem_release_handle(stmt->query_mem);
+        stmt->query_mem = nullptr;
+        return SQL_ERROR;
+    }
+    stmt->query.reset(query);
+    infer_types(stmt, *query, query->described);
+    stmt->state = kStatePrepared;
+    return SQL_SUCCESS;
+}
+
+// The next parameter after index that is sent at execution time, or -1.
+int next_data_at_exec(Statement *stmt, int after)
+{
+    int count = stmt->query ? stmt->query->parameter_count : 0;
+    for (int i = after + 1; i < count && static_cast<size_t>(i) < stmt->params.size(); ++i)
+        if (stmt->params[static_cast<size_t>(i)].bound && data_at_exec(stmt->params[static_cast<size_t>(i)]))
+            return i;
+    return -1;
+}
+
+SQLRETURN run(Statement *stmt)
+{
+    stmt->busy.store(true);
+    SQLRETURN rc = open_result(stmt);
+    stmt->busy.store(false);
+    if (rc == SQL_ERROR) {
+        close_cursor(stmt);
+        return SQL_ERROR;
+    }
+    trace_call(stmt->conn, "SQLExecute", "%p %e", static_cast<void *>(stmt), static_cast<int>(rc));
+    return finish(stmt->errors, rc);
+}
+
+SQLRETURN execute(Statement *stmt)
+{
+    if (!stmt->query)
+        return post_error(stmt->errors, "HY010", "Function sequence error");
+    close_cursor(stmt);
+    // a cancellation that arrived while nothing ran does not cancel this
+    __atomic_store_n(&stmt->cancel_request, 0, __ATOMIC_SEQ_CST);
+    stmt->long_params.assign(static_cast<size_t>(stmt->query->parameter_count), nullptr);
+    if (stmt->long_mem != nullptr)
+        kx_mem_release_handle(stmt->long_mem);
+    stmt->long_mem = kx_mem_alloc_handle(stmt->mem);
+    if (next_data_at_exec(stmt, -1) >= 0) {
+        stmt->state = kStateNeedData;
+        stmt->need_data_param = -1;
+        return SQL_NEED_DATA;
+    }
+    return run(stmt);
+}
+
+}  // namespace
+
+}  // namespace kxdrv
+
+using namespace kxdrv;
+
+extern "C" {
+
+KXDRV_API SQLRETURN SQL_API SQLPrepare(SQLHSTMT handle, SQLCHAR *text, SQLINTEGER length)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    std::string sql = app_string(text, length);
+    trace_call(stmt->conn, "SQLPrepare", "%p %S", static_cast<void *>(stmt), sql.c_str(),
+               static_cast<int>(SQL_NTS));
+    return finish(stmt->errors, prepare(stmt, sql));
+}
+
+KXDRV_API SQLRETURN SQL_API SQLExecute(SQLHSTMT handle)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    return execute(stmt);
+}
+
+KXDRV_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR *text, SQLINTEGER length)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    std::string sql = app_string(text, length);
+    trace_call(stmt->conn, "SQLExecDirect", "%p %S", static_cast<void *>(stmt), sql.c_str(),
+               static_cast<int>(SQL_NTS));
+    if (prepare(stmt, sql) != SQL_SUCCESS)
+        return SQL_ERROR;
+    return execute(stmt);
+}
+
+KXDRV_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number,
+                                             SQLSMALLINT io_type, SQLSMALLINT c_type,
+                                             SQLSMALLINT sql_type, SQLULEN column_size,
+                                             SQLSMALLINT decimal_digits, SQLPOINTER data,
+                                             SQLLEN buffer_length, SQLLEN *indicator)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    if (number < 1)
+        return post_error(stmt->errors, "07009", "Invalid descriptor index");
+    if (io_type != SQL_PARAM_INPUT)
+        return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
+    if (stmt->params.size() < number)
+        stmt->params.resize(number);
+    ParamBinding &b = stmt->params[number - 1u];
+    b.bound = true;
+    b.io_type = io_type;
+    b.c_type = c_type;
+    b.sql_type = sql_type;
+    b.column_size = column_size;
+    b.decimal_digits = decimal_digits;
+    b.data = data;
+    b.buffer_length = buffer_length;
+    b.indicator = indicator;
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLNumParams(SQLHSTMT handle, SQLSMALLINT *count)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    if (!stmt->query)
+        return post_error(stmt->errors, "HY010", "Function sequence error");
+    if (count != nullptr)
+        *count = static_cast<SQLSMALLINT>(stmt->query->parameter_count);
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER *value)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    if (stmt->state != kStateNeedData)
+        return post_error(stmt->errors, "HY010", "Function sequence error");
+    int next = next_data_at_exec(stmt, stmt->need_data_param);
+    if (next >= 0) {
+        stmt->need_data_param = next;
+        stmt->put_data_started = false;
+        if (value != nullptr)
+            *value = stmt->params[static_cast<size_t>(next)].data;
+        return SQL_NEED_DATA;
+    }
+    stmt->need_data_param = -1;
+    stmt->state = kStatePrepared;
+    return run(stmt);
+}
+
+KXDRV_API SQLRETURN SQL_API SQLPutData(SQLHSTMT handle, SQLPOINTER data, SQLLEN length)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    if (stmt->state != kStateNeedData || stmt->need_data_param < 0)
+        return post_error(stmt->errors, "HY010", "Function sequence error");
+    size_t index = static_cast<size_t>(stmt->need_data_param);
+    const ParamBinding &b = stmt->params[index];
+    Value *&v = stmt->long_params[index];
+    if (length == SQL_NULL_DATA) {
+        v = make_value(stmt->long_mem, VALUE_STRING);
+        if (v == nullptr)
+            return post_error(stmt->errors, "HY001", "Memory allocation error");
+        v->null_flag = -1;
+        return SQL_SUCCESS;
+    }
+    SQLSMALLINT c = b.c_type == SQL_C_DEFAULT ? default_c_type(b.sql_type) : b.c_type;
+    bool binary = c == SQL_C_BINARY;
+    if (v == nullptr || v->long_buffer == nullptr) {
+        LongBuffer *buffer = allocate_long_buffer(stmt->long_mem, 0, 0, stmt->conn->profile,
+                                                  binary ? -4 : -1);
+        if (buffer == nullptr)
+            return post_error(stmt->errors, "HY001", "Memory allocation error: no long-data file");
+        v = make_value(stmt->long_mem, binary ? VALUE_LONG_BINARY : VALUE_LONG_STRING);
+        if (v == nullptr)
+            return post_error(stmt->errors, "HY001", "Memory allocation error");
+        v->long_buffer = buffer;
+    }
+    if (data == nullptr)
+        return length == 0 ? SQL_SUCCESS : post_error(stmt->errors, "HY009", "Invalid use of null pointer");
+    size_t octets = 0;
+    if (length == SQL_NTS)
+        octets = c == SQL_C_WCHAR ? [&] {
+            const uint16_t *w = static_cast<const uint16_t *>(data);
+            size_t n = 0;
+            while (w[n] != 0)
+                ++n;
+            return n * 2;
+        }()
+                                  : std::strlen(static_cast<const char *>(data));
+    else if (length < 0)
+        return post_error(stmt->errors, "HY090", "Invalid string or buffer length");
+    else
+        octets = static_cast<size_t>(length);
+    if (c == SQL_C_WCHAR) {
+        // wide text is kept as UTF-8 octets
+        const uint16_t *units = static_cast<const uint16_t *>(data);
+        std::string text;
+        for (size_t i = 0; i < octets / 2; ++i) {
+            uint32_t u = units[i];
+            if (u >= 0xD800 && u < 0xDC00 && i + 1 < octets / 2) {
+                u = 0x10000 + ((u - 0xD800) << 10) + (units[i + 1] - 0xDC00u);
+                ++i;
+            }
+            if (u < 0x80) {
+                text += static_cast<char>(u);
+            } else if (u < 0x800) {
+                text += static_cast<char>(0xC0 | (u >> 6));
+                text += static_cast<char>(0x80 | (u & 0x3F));
+            } else if (u < 0x10000) {
+                text += static_cast<char>(0xE0 | (u >> 12));
+                text += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+                text += static_cast<char>(0x80 | (u & 0x3F));
+            } else {
+                text += static_cast<char>(0xF0 | (u >> 18));
+                text += static_cast<char>(0x80 | ((u >> 12) & 0x3F));
+                text += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+                text += static_cast<char>(0x80 | (u & 0x3F));
+            }
+        }
+        append_to_long_buffer(v->long_buffer, text.data(), static_cast<int32_t>(text.size()));
+    } else {
+        append_to_long_buffer(v->long_buffer, data, static_cast<int32_t>(octets));
+    }
+    v->length = long_buffer_length(v->long_buffer);
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLCancel(SQLHSTMT handle)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    if (stmt->busy.load()) {
+        // another thread is executing: check_timeout stops it between rows;
+        // the running call owns the diagnostics
+        __atomic_store_n(&stmt->cancel_request, 1, __ATOMIC_SEQ_CST);
+        return SQL_SUCCESS;
+    }
+    begin_call(stmt->errors, 0);
+    if (stmt->state == kStateNeedData) {
+        stmt->state = kStatePrepared;
+        stmt->need_data_param = -1;
+        return SQL_SUCCESS;
+    }
+    close_cursor(stmt);
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
+                                           SQLINTEGER)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    SQLULEN word = reinterpret_cast<SQLULEN>(value);
+    switch (attribute) {
+    case SQL_ATTR_QUERY_TIMEOUT:
+        stmt->query_timeout = word;
+        return SQL_SUCCESS;
+    case SQL_ATTR_MAX_ROWS:
+        stmt->max_rows = word;
+        return SQL_SUCCESS;
+    case SQL_ATTR_ROW_ARRAY_SIZE:
+        if (word != 1) {
+            stmt->row_array_size = 1;
+            return post_warning(stmt->errors, "01S02", "Option value changed");
+        }
+        return SQL_SUCCESS;
+    case SQL_ATTR_ROWS_FETCHED_PTR:
+        stmt->rows_fetched_ptr = static_cast<SQLULEN *>(value);
+        return SQL_SUCCESS;
+    case SQL_ATTR_ROW_STATUS_PTR:
+        stmt->row_status_ptr = static_cast<SQLUSMALLINT *>(value);
+        return SQL_SUCCESS;
+    case SQL_ATTR_PARAMSET_SIZE:
+        if (word != 1)
+            return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
+        return SQL_SUCCESS;
+    case SQL_ATTR_CURSOR_TYPE:
+        if (word != SQL_CURSOR_FORWARD_ONLY)
+            return post_warning(stmt->errors, "01S02", "Option value changed");
+        return SQL_SUCCESS;
+    case SQL_ATTR_CONCURRENCY:
+        if (word != SQL_CONCUR_READ_ONLY)
+            return post_warning(stmt->errors, "01S02", "Option value changed");
+        return SQL_SUCCESS;
+    case SQL_ATTR_ROW_BIND_TYPE:
+        if (word != SQL_BIND_BY_COLUMN)
+            return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
+        return SQL_SUCCESS;
+    case SQL_ATTR_NOSCAN:
+    case SQL_ATTR_MAX_LENGTH:
+    case SQL_ATTR_RETRIEVE_DATA:
+    case SQL_ATTR_ASYNC_ENABLE:
+    case SQL_ATTR_USE_BOOKMARKS:
+    case SQL_ATTR_CURSOR_SCROLLABLE:
+    case SQL_ATTR_CURSOR_SENSITIVITY:
+    case SQL_ATTR_PARAMS_PROCESSED_PTR:
+    case SQL_ATTR_PARAM_STATUS_PTR:
+    case SQL_ATTR_PARAM_BIND_TYPE:
+    case SQL_ATTR_ROW_BIND_OFFSET_PTR:
+    case SQL_ATTR_PARAM_BIND_OFFSET_PTR:
+        return SQL_SUCCESS;
+    default:
+        return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
+    }
+}
+
+KXDRV_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
+                                           SQLINTEGER, SQLINTEGER *length)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    SQLULEN answer = 0;
+    switch (attribute) {
+    case SQL_ATTR_QUERY_TIMEOUT: answer = stmt->query_timeout; break;
+    case SQL_ATTR_MAX_ROWS: answer = stmt->max_rows; break;
+    case SQL_ATTR_ROW_ARRAY_SIZE: answer = 1; break;
+    case SQL_ATTR_PARAMSET_SIZE: answer = 1; break;
+    case SQL_ATTR_CURSOR_TYPE: answer = SQL_CURSOR_FORWARD_ONLY; break;
+    case SQL_ATTR_CONCURRENCY: answer = SQL_CONCUR_READ_ONLY; break;
+    case SQL_ATTR_ROW_BIND_TYPE: answer = SQL_BIND_BY_COLUMN; break;
+    case SQL_ATTR_CURSOR_SCROLLABLE: answer = SQL_NONSCROLLABLE; break;
+    case SQL_ATTR_USE_BOOKMARKS: answer = SQL_UB_OFF; break;
+    case SQL_ATTR_ASYNC_ENABLE: answer = SQL_ASYNC_ENABLE_OFF; break;
+    case SQL_ATTR_ROWS_FETCHED_PTR: answer = reinterpret_cast<SQLULEN>(stmt->rows_fetched_ptr); break;
+    case SQL_ATTR_ROW_STATUS_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_status_ptr); break;
+    case SQL_ATTR_ROW_NUMBER:
+        answer = stmt->result ? static_cast<SQLULEN>(stmt->result->rows_fetched) : 0;
+        break;
+    default:
+        return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
+    }
+    if (value != nullptr)
+        *static_cast<SQLULEN *>(value) = answer;
+    if (length != nullptr)
+        *length = sizeof answer;
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLSetCursorName(SQLHSTMT handle, SQLCHAR *name, SQLSMALLINT length)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    std::string text = app_string(name, length);
+    if (text.empty() || text.size() >= KX_CURSOR_NAME_SIZE || text.rfind("SQLCUR", 0) == 0 ||
+        text.rfind("SQL_CUR", 0) == 0)
+        return post_error(stmt->errors, "34000", "Invalid cursor name");
+    DriverStatement *holder = get_stmt_by_cursor(stmt, text.c_str());
+    if (holder != nullptr && holder != stmt)
+        return post_error(stmt->errors, "3C000", "Duplicate cursor name");
+    if (stmt->cursor_name[0] != '\0')
+        remove_cursor_name(stmt, stmt->cursor_name);
+    insert_cursor_name(stmt, text.c_str());
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLGetCursorName(SQLHSTMT handle, SQLCHAR *name, SQLSMALLINT buffer_length,
+                                             SQLSMALLINT *length)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    if (stmt->cursor_name[0] == '\0')
+        generate_cursor_name(stmt);
+    return finish(stmt->errors,
+                  return_string(stmt->errors, get_cursor_name(stmt), name, buffer_length, length));
+}
+
+KXDRV_API SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN *count)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    if (count != nullptr)
+        *count = stmt->result ? stmt->result->row_count : -1;
+    return SQL_SUCCESS;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    close_cursor(stmt);
+    return SQL_NO_DATA;
+}
+
+KXDRV_API SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT handle)
+{
+    Statement *stmt = statement_of(handle);
+    if (stmt == nullptr)
+        return SQL_INVALID_HANDLE;
+    begin_call(stmt->errors, 0);
+    if (!stmt->result)
+        return post_error(stmt->errors, "24000", "Invalid cursor state");
+    close_cursor(stmt);
+    return SQL_SUCCESS;
+}
+
+}  // extern "C"
