@@ -387,9 +387,9 @@ bool infer_types(Statement *stmt, Query &query, std::vector<ColumnDesc> &columns
                 t = text_type(1);
     } else if (query.source == Query::Source::kSeries) {
         TypeInfo a = infer(in, query.series_from), b = infer(in, query.series_to);
-        query.source_types.push_back(a.value_type == VALUE_BIGINT || b.value_type == VALUE_BIGINT
-                                         ? of_type(VALUE_BIGINT)
-                                         : of_type(VALUE_INTEGER));
+        query.source_types.push_back(a.value_type == VALUE_INTEGER && b.value_type == VALUE_INTEGER
+                                         ? of_type(VALUE_INTEGER)
+                                         : of_type(VALUE_BIGINT));
         query.source_types.back().nullable = false;
     }
     columns.clear();
@@ -453,7 +453,21 @@ int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first,
     return 1;
 }
 
-// Evaluates SERIES' bounds; false after posting.
+// A bound of SERIES as a 64-bit integer: an integer, or an exact numeric
+// without a fraction (a literal of seven digits or more is one).
+int64_t series_bound(Evaluation *e, Value *v)
+{
+    if (v->type == VALUE_INTEGER || v->type == VALUE_BIGINT)
+        return get_bigint_from_value(v);
+    if (v->type == VALUE_NUMERIC && v->payload.numeric.scale == 0) {
+        int64_t n = 0;
+        numeric_to_bigint(&v->payload.numeric, &n);
+        return n;
+    }
+    evaluation_error(e, "22018", "SERIES bounds must be integers");
+}
+
+// Evaluates SERIES' bounds; -1 after posting.
 int series_bounds(Evaluation *e, Query *q, int64_t *first, int64_t *last)
 {
     if (setjmp(e->context.exit) != 0)
@@ -462,12 +476,8 @@ int series_bounds(Evaluation *e, Query *q, int64_t *first, int64_t *last)
     Value *b = evaluate(e, q->series_to);
     if (a->null_flag != 0 || b->null_flag != 0 || a->type == VALUE_NULL || b->type == VALUE_NULL)
         evaluation_error(e, "22004", "SERIES bounds must not be NULL");
-    if (a->type != VALUE_INTEGER && a->type != VALUE_BIGINT)
-        evaluation_error(e, "22018", "SERIES bounds must be integers");
-    if (b->type != VALUE_INTEGER && b->type != VALUE_BIGINT)
-        evaluation_error(e, "22018", "SERIES bounds must be integers");
-    *first = get_bigint_from_value(a);
-    *last = get_bigint_from_value(b);
+    *first = series_bound(e, a);
+    *last = series_bound(e, b);
     return 0;
 }
 
