@@ -120,7 +120,12 @@ TypeInfo function_type(Inference &in, ParseNode *node)
         return first != nullptr ? infer(in, first) : text_type(255);
     };
     if (cls & KX_CLASS_ANY) {
+        // IFNULL's type covers both arguments; ABS keeps its argument's
         TypeInfo t = first_argument();
+        if (static_cast<int32_t>(node->field[0]) == 28) {
+            List *args = list_of(field_node(node, 1));
+            t = unify(t, infer(in, static_cast<ParseNode *>(ListData(ListLast(args)))));
+        }
         if (t.value_type == VALUE_STRING || t.value_type == VALUE_NULL)
             return cls & KX_CLASS_DOUBLE ? of_type(VALUE_DOUBLE) : t;
         return t;
