@@ -8,6 +8,7 @@ JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 PREFIX     ?= /usr/local
 PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
               libbenchmark-dev unixodbc-dev libsqlite3-dev binutils \
+              unixodbc odbcinst python3-pyodbc libsqliteodbc \
               clang abigail-tools
 
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_WERROR=ON
@@ -26,11 +27,12 @@ configure: deps
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
-# The demonstration needs the library and the demo program only; the tests
-# and benchmarks are built by `make test` and `make bench`.
+# The demonstration needs the library, the demo program and the reference
+# driver only; the tests and benchmarks are built by `make test` and `make bench`.
 demo: configure
-	cmake --build $(BUILD) -j $(JOBS) --target kxsupp_demo
+	cmake --build $(BUILD) -j $(JOBS) --target kxsupp_demo kxevaldrv
 	./$(BUILD)/examples/kxsupp_demo
+	sh driver/demo/run_demo.sh $(BUILD)
 
 test: test-normal test-asan
 

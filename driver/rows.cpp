@@ -146,7 +146,12 @@ TypeInfo function_type(Inference &in, ParseNode *node)
         case 8: return text_type(1);
         case 57: return text_type(4);
         case 18: case 40: return text_type(9);
-        case 17: case 66: return text_type(128);
+        case 17:
+            return text_type(std::max<int32_t>(static_cast<int32_t>(in.stmt->conn->database_name.size()), 1));
+        case 66: {
+            const char *uid = get_attribute_value(&in.stmt->conn->attributes, "UID");
+            return text_type(std::max<int32_t>(uid != nullptr ? static_cast<int32_t>(std::strlen(uid)) : 0, 1));
+        }
         default: return text_type(255);
         }
     }
