@@ -69,6 +69,7 @@ struct Query {
     std::vector<std::vector<ParseNode *>> rows;  // VALUES rows
     ParseNode *series_from = nullptr;          // SERIES(from, to)
     ParseNode *series_to = nullptr;
+    ParseNode *series_date = nullptr;          // SERIES(from, to, date)
     std::string source_alias;
     std::vector<std::string> source_columns;
     std::vector<TypeInfo> source_types;
@@ -111,6 +112,7 @@ struct ResultSet {
     std::vector<Value *> source_row;
     std::vector<Value *> sort_keys;
     int64_t series_first = 0;
+    Value *series_start = nullptr;             // the date of SERIES' first row
     int64_t source_size = 0;                   // rows of the row source
     int getdata_column = -1;
     std::string getdata_data;                  // the column's octets, once

@@ -401,6 +401,10 @@ bool infer_types(Statement *stmt, Query &query, std::vector<ColumnDesc> &columns
                                          ? of_type(VALUE_INTEGER)
                                          : of_type(VALUE_BIGINT));
         query.source_types.back().nullable = false;
+        if (query.series_date != nullptr) {
+            query.source_types.push_back(of_type(VALUE_DATE));
+            query.source_types.back().nullable = false;
+        }
     }
     columns.clear();
     int32_t version = stmt->conn->env->odbc_version;
@@ -421,8 +425,8 @@ namespace {
 // rejects it, -1 after an error was posted. The exit point is armed here:
 // the frames between this one and the jump hold no objects with
 // destructors.
-int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first, Value **source,
-                Value **out, Value **keys)
+int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first,
+                Value *series_start, Value **source, Value **out, Value **keys)
 {
     if (setjmp(e->context.exit) != 0)
         return -1;
@@ -445,6 +449,13 @@ int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first,
             v->payload.integer = static_cast<int32_t>(n);
         }
         source[0] = v;
+        if (series_start != nullptr) {
+            Value *d = make_value(e->context.mem, VALUE_DATE);
+            if (d == nullptr)
+                evaluation_error(e, "HY001", "Memory allocation error");
+            date_add(d, series_start, 0, static_cast<int32_t>(position));
+            source[1] = d;
+        }
     }
     if (q->where != nullptr) {
         Value *t = evaluate(e, q->where);
@@ -477,11 +488,17 @@ int64_t series_bound(Evaluation *e, Value *v)
     evaluation_error(e, "22018", "SERIES bounds must be integers");
 }
 
-// Evaluates SERIES' bounds; -1 after posting.
-int series_bounds(Evaluation *e, Query *q, int64_t *first, int64_t *last)
+// Evaluates SERIES' bounds and start date; -1 after posting.
+int series_bounds(Evaluation *e, Query *q, int64_t *first, int64_t *last, Value **start)
 {
     if (setjmp(e->context.exit) != 0)
         return -1;
+    if (q->series_date != nullptr) {
+        Value *d = evaluate(e, q->series_date);
+        if (d->null_flag != 0 || d->type != VALUE_DATE)
+            evaluation_error(e, "22018", "SERIES' third argument must be a date");
+        *start = d;
+    }
     Value *a = evaluate(e, q->series_from);
     Value *b = evaluate(e, q->series_to);
     if (a->null_flag != 0 || b->null_flag != 0 || a->type == VALUE_NULL || b->type == VALUE_NULL)
@@ -554,7 +571,7 @@ SQLRETURN open_result(Statement *stmt)
         break;
     case Query::Source::kSeries: {
         int64_t first = 0, last = 0;
-        if (series_bounds(e, q, &first, &last) != 0)
+        if (series_bounds(e, q, &first, &last, &r->series_start) != 0)
             return SQL_ERROR;
         r->series_first = first;
         r->source_size = last >= first ? last - first + 1 : 0;
@@ -579,8 +596,8 @@ SQLRETURN open_result(Statement *stmt)
         if (position % kRowsPerCheck == 0 && check_timeout(stmt) != 0)
             return SQL_ERROR;
         std::vector<Value *> row(width), key(q->order.size());
-        int produced = produce_row(e, q, position, r->series_first, r->source_row.data(), row.data(),
-                                   key.data());
+        int produced = produce_row(e, q, position, r->series_first, r->series_start,
+                                   r->source_row.data(), row.data(), key.data());
         if (produced < 0)
             return SQL_ERROR;
         if (produced == 0)
@@ -640,7 +657,7 @@ SQLRETURN next_row(Statement *stmt)
         e->context.mem = r->row_mem;
         if (r->source_position % kRowsPerCheck == 0 && check_timeout(stmt) != 0)
             return SQL_ERROR;
-        int produced = produce_row(e, q, r->source_position++, r->series_first,
+        int produced = produce_row(e, q, r->source_position++, r->series_first, r->series_start,
                                    r->source_row.data(), r->current.data(), nullptr);
         if (produced < 0)
             return SQL_ERROR;

@@ -433,7 +433,13 @@ bool Parser::parse_source()
         if (query_.series_from == nullptr || !expect_symbol(","))
             return false;
         query_.series_to = expression();
-        if (query_.series_to == nullptr || !expect_symbol(")"))
+        if (query_.series_to == nullptr)
+            return false;
+        // SERIES(first, last, start_date) adds a date column: start_date
+        // plus n - first days
+        if (accept_symbol(",") && (query_.series_date = expression()) == nullptr)
+            return false;
+        if (!expect_symbol(")"))
             return false;
         query_.source = Query::Source::kSeries;
     } else {
@@ -464,7 +470,8 @@ bool Parser::parse_source()
         if (!is_keyword("WHERE") && !is_keyword("ORDER"))
             query_.source_alias = name_token();
     }
-    size_t width = query_.source == Query::Source::kSeries ? 1 : query_.rows[0].size();
+    size_t width = query_.source == Query::Source::kSeries ? (query_.series_date ? 2 : 1)
+                                                           : query_.rows[0].size();
     if (accept_symbol("(")) {
         do {
             std::string name = name_token();
@@ -480,7 +487,7 @@ bool Parser::parse_source()
         // unnamed columns are C1, C2, ... (a series' column is N)
         for (size_t i = 0; i < width; ++i)
             query_.source_columns.push_back(query_.source == Query::Source::kSeries
-                                                ? std::string("N")
+                                                ? std::string(i == 0 ? "N" : "D")
                                                 : "C" + std::to_string(i + 1));
     }
     // now that the columns are known, resolve the references made so far
@@ -1661,7 +1668,8 @@ Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors)
     if (resolved && query->series_from != nullptr) {
         Query none;
         resolved = resolve_columns(none, query->series_from, error) &&
-                   resolve_columns(none, query->series_to, error);
+                   resolve_columns(none, query->series_to, error) &&
+                   resolve_columns(none, query->series_date, error);
     }
     if (!resolved) {
         post_error(errors, error.sqlstate.c_str(), error.message.c_str());
@@ -1706,7 +1714,8 @@ std::string print_query(const Query &query)
         out += " )";
     } else if (query.source == Query::Source::kSeries) {
         out += " FROM SERIES( " + print_node(query.series_from) + ", " +
-               print_node(query.series_to) + " )";
+               print_node(query.series_to) +
+               (query.series_date ? ", " + print_node(query.series_date) : std::string()) + " )";
     }
     if (query.source != Query::Source::kNone) {
         out += " AS " + (query.source_alias.empty() ? std::string("T") : query.source_alias) + " ( ";
