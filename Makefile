@@ -52,6 +52,8 @@ bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target kxsupp_bench kxsupp_bench_shared
 	./$(BUILD)/bench/kxsupp_bench
 	./$(BUILD)/bench/kxsupp_bench_shared
+	cmake --build $(BUILD) -j $(JOBS) --target kxevaldrv_bench
+	ODBCSYSINI=$(CURDIR)/$(BUILD) ./$(BUILD)/driver/kxevaldrv_bench $(CURDIR)/$(BUILD)/driver/libkxevaldrv.so
 
 # Every test program once under valgrind memcheck (slow); fails on any
 # read of uninitialised or unaddressable memory, or a failed test.
