@@ -13,7 +13,7 @@ PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
 
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_WERROR=ON
 
-.PHONY: all deps configure build demo test test-normal test-asan bench install clean \
+.PHONY: all deps configure build demo abi-baseline test test-normal test-asan bench install clean \
         memcheck
 
 all: build
@@ -63,6 +63,14 @@ memcheck: deps
 	      -DKX_WERROR=ON -DKX_BUILD_BENCH=OFF -DKX_BUILD_EXAMPLES=OFF
 	cmake --build $(MEMCHECK_BUILD) -j $(JOBS)
 	sh scripts/memcheck.sh $(MEMCHECK_BUILD)
+
+# Writes the ABI baseline that `make test` compares the library with; run it
+# after a deliberate ABI change, and commit the file with the change.
+abi-baseline: configure
+	cmake --build $(BUILD) -j $(JOBS) --target kxsupp
+	abidw --no-show-locs --no-corpus-path --drop-private-types \
+	      --headers-dir include --headers-dir $(BUILD)/include \
+	      --out-file tests/abi/kxsupp.abi $(BUILD)/libkxsupp.so
 
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
