@@ -790,9 +790,12 @@ Value *cast_to_numeric(Evaluation *e, Value *v, int32_t precision, int32_t scale
     if (!is_number(n->type))
         evaluation_error(e, "22018", "Invalid character value for cast specification");
     char text[160];
-    if (n->type == VALUE_DOUBLE)
-        std::snprintf(text, sizeof text, "%.*f", scale, n->payload.dbl);
-    else
+    if (n->type == VALUE_DOUBLE) {
+        // an approximate number is cut, as a text is, not rounded, at the scale
+        if (!(std::fabs(n->payload.dbl) < 1e38))
+            evaluation_error(e, "22003", "Numeric value out of range");
+        std::snprintf(text, sizeof text, "%.15f", n->payload.dbl);
+    } else
         plain_text(n, text, sizeof text);
     Value *r = new_value(e, VALUE_NUMERIC);
     if (create_numeric(text, &r->payload.numeric, static_cast<uint8_t>(precision), scale) != 0)

@@ -1005,6 +1005,16 @@ ParseNode *Parser::escape_clause()
             return nullptr;
         }
         std::string name = t.text;
+        std::string word = upper(name);
+        // the escape takes EXTRACT(f FROM x), POSITION(a IN b) and
+        // SUBSTRING(x FROM a FOR b) in their SQL-92 shapes too
+        if (word == "EXTRACT" || word == "POSITION" || word == "SUBSTRING") {
+            ParseNode *form = sql92_function(word);
+            if (form != nullptr)
+                return expect_symbol("}") ? form : nullptr;
+            if (failed_)
+                return nullptr;
+        }
         ++pos_;
         ParseNode *call = function_call(name, true);
         if (call == nullptr || !expect_symbol("}"))
@@ -1246,6 +1256,9 @@ ParseNode *Parser::function_call(const std::string &name, bool in_escape)
                     if (arg == nullptr)
                         return nullptr;
                 }
+            } else if (id == 11 && count == 1) {
+                fail("expected an SQL type name such as SQL_INTEGER");
+                return nullptr;
             } else {
                 arg = expression();
             }
