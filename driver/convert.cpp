@@ -234,7 +234,7 @@ Value *text_as_sql_type(MemHandle *mem, ErrorHeader *errors, const std::string &
         while (end && *end == ' ')
             ++end;
         if (end == text.c_str() || *end != '\0' || errno != 0)
-            return bad("22018", "Invalid character value for cast specification");
+            return bad("22018", "Invalid character value for cast");
         Value *out = make_value(mem, VALUE_BIGINT);
         if (v >= INT32_MIN && v <= INT32_MAX && sql_type != SQL_BIGINT) {
             out->type = VALUE_INTEGER;
@@ -251,7 +251,7 @@ Value *text_as_sql_type(MemHandle *mem, ErrorHeader *errors, const std::string &
         char *end = nullptr;
         double d = std::strtod(text.c_str(), &end);
         if (end == text.c_str() || *end != '\0')
-            return bad("22018", "Invalid character value for cast specification");
+            return bad("22018", "Invalid character value for cast");
         Value *out = make_value(mem, VALUE_DOUBLE);
         out->payload.dbl = d;
         return out;
@@ -273,7 +273,7 @@ Value *text_as_sql_type(MemHandle *mem, ErrorHeader *errors, const std::string &
                 ok = false;
         }
         if (!ok || point_count > 1 || digit_count == 0)
-            return bad("22018", "Invalid character value for cast specification");
+            return bad("22018", "Invalid character value for cast");
         Value *out = make_value(mem, VALUE_NUMERIC);
         std::vector<char> writable(digits_text.begin(), digits_text.end());
         writable.push_back('\0');
@@ -602,7 +602,7 @@ bool numeric_source(ErrorHeader *errors, const Value *v, double &d, int64_t &i, 
         while (*rest == ' ')
             ++rest;
         if (end == s || *rest != '\0') {
-            post_error(errors, "22018", "Invalid character value for cast specification");
+            post_error(errors, "22018", "Invalid character value for cast");
             return false;
         }
         return true;
@@ -650,7 +650,7 @@ SQLRETURN store_datetime(ErrorHeader *errors, const Value *v, SQLSMALLINT c, voi
         } else if (parse_date(v->payload.text, d)) {
             type = VALUE_DATE;
         } else {
-            return post_error(errors, "22018", "Invalid character value for cast specification");
+            return post_error(errors, "22018", "Invalid character value for cast");
         }
     } else if (type == VALUE_DATE) {
         ts.year = v->payload.date.year, ts.month = v->payload.date.month, ts.day = v->payload.date.day;
@@ -746,7 +746,7 @@ SQLRETURN store_numeric(ErrorHeader *errors, const Value *v, void *target, SQLLE
             if (!std::isdigit(static_cast<unsigned char>(*p)) && *p != '.' && !(*p == '-' && p == text))
                 ok = false;
         if (!ok)
-            return post_error(errors, "22018", "Invalid character value for cast specification");
+            return post_error(errors, "22018", "Invalid character value for cast");
         if (string_to_numeric(text, &n, 38, 0) != 0)
             return post_error(errors, "22003", "Numeric value out of range");
     }

@@ -369,7 +369,7 @@ Value *text_to_number(Evaluation *e, Value *v)
     while (*rest == ' ')
         ++rest;
     if (end == s || *rest != '\0')
-        evaluation_error(e, "22018", "Invalid character value for cast specification");
+        evaluation_error(e, "22018", "Invalid character value for cast");
     Value *n = new_value(e, VALUE_DOUBLE);
     n->payload.dbl = d;
     return n;
@@ -381,7 +381,7 @@ Value *as_number(Evaluation *e, Value *v)
         return v;
     if (is_text(v->type))
         return text_to_number(e, v);
-    evaluation_error(e, "22018", "Invalid character value for cast specification");
+    evaluation_error(e, "22018", "Invalid character value for cast");
 }
 
 Value *as_integer(Evaluation *e, Value *v)
@@ -473,10 +473,8 @@ Value *datetime_arithmetic(Evaluation *e, Value *a, Value *b, int32_t op)
     Value *result = new_value(e, a->type);
     if (is_interval(a->type) && is_integral(b->type)) {
         // a number and an interval: the library takes the number on the left
+        // interval - n comes out as interval - n here too
         interval_operation(b, a, result, 0, op);
-        if (op == KX_OP_SUBTRACT) {
-            // interval - n: the library computes interval - n as well
-        }
         return result;
     }
     interval_operation(a, b, result, 0, op);
@@ -740,7 +738,7 @@ Value *cast_to_integer(Evaluation *e, Value *v, int32_t sql_type)
     if (v->type == VALUE_BIT)
         n = v;
     if (!is_number(n->type))
-        evaluation_error(e, "22018", "Invalid character value for cast specification");
+        evaluation_error(e, "22018", "Invalid character value for cast");
     if (sql_type == SQL_BIGINT) {
         double d = n->type == VALUE_BIGINT ? 0.0 : get_double_from_value(n);
         if (n->type != VALUE_BIGINT && !(d >= -9.2233720368547758e18 && d < 9.2233720368547758e18))
@@ -777,7 +775,7 @@ Value *cast_to_numeric(Evaluation *e, Value *v, int32_t precision, int32_t scale
             if (!std::isdigit(static_cast<unsigned char>(*p)) && *p != '.' && *p != '-' && *p != '+' && *p != ' ')
                 ok = false;
         if (!ok)
-            evaluation_error(e, "22018", "Invalid character value for cast specification");
+            evaluation_error(e, "22018", "Invalid character value for cast");
         Value *r = new_value(e, VALUE_NUMERIC);
         while (*s == ' ')
             ++s;
@@ -788,7 +786,7 @@ Value *cast_to_numeric(Evaluation *e, Value *v, int32_t precision, int32_t scale
         return r;
     }
     if (!is_number(n->type))
-        evaluation_error(e, "22018", "Invalid character value for cast specification");
+        evaluation_error(e, "22018", "Invalid character value for cast");
     char text[160];
     if (n->type == VALUE_DOUBLE) {
         // an approximate number is cut, as a text is, not rounded, at the scale
@@ -835,7 +833,7 @@ Value *cast_to_interval(Evaluation *e, Value *v, int32_t kind, int32_t leading, 
         normalise_interval(base, 0, r);
         return r;
     }
-    evaluation_error(e, "22018", "Invalid character value for cast specification");
+    evaluation_error(e, "22018", "Invalid character value for cast");
 }
 
 Value *cast_value(Evaluation *e, Value *v, ParseNode *type)
@@ -893,25 +891,25 @@ Value *cast_value(Evaluation *e, Value *v, ParseNode *type)
     case SQL_TYPE_TIMESTAMP: {
         Value *d = is_text(v->type) ? date_like_from_text(e, v) : v;
         if (!is_datetime(d->type))
-            evaluation_error(e, "22018", "Invalid character value for cast specification");
+            evaluation_error(e, "22018", "Invalid character value for cast");
         Value *r = new_value(e, VALUE_TIMESTAMP);
         if (d->type != VALUE_TIME)
             timestamp_add_noconvert(r, d, 0, 0, 0);
         if (sql_type == SQL_TYPE_TIMESTAMP) {
             if (d->type == VALUE_TIME)
-                evaluation_error(e, "22018", "Invalid character value for cast specification");
+                evaluation_error(e, "22018", "Invalid character value for cast");
             return r;
         }
         if (sql_type == SQL_TYPE_DATE) {
             if (d->type == VALUE_TIME)
-                evaluation_error(e, "22018", "Invalid character value for cast specification");
+                evaluation_error(e, "22018", "Invalid character value for cast");
             Value *date = new_value(e, VALUE_DATE);
             date->payload.date = DateStruct{r->payload.timestamp.year, r->payload.timestamp.month,
                                             r->payload.timestamp.day};
             return date;
         }
         if (d->type == VALUE_DATE)
-            evaluation_error(e, "22018", "Invalid character value for cast specification");
+            evaluation_error(e, "22018", "Invalid character value for cast");
         Value *time = new_value(e, VALUE_TIME);
         time->payload.time = d->type == VALUE_TIME
                                  ? d->payload.time

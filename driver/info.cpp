@@ -331,12 +331,12 @@ ColumnDesc catalogue_column(const char *name, int32_t value_type)
 
 // Starts a held result set with the given columns (VALUE_BIT marks a
 // SMALLINT column).
-ResultSet *start_catalogue_result(Statement *stmt, const std::vector<std::pair<const char *, int32_t>> &spec)
+ResultSet *start_catalogue_result(Statement *stmt, const std::vector<std::pair<const char *, int32_t>> &wanted)
 {
     close_cursor(stmt);
     drop_query(stmt);
     auto result = std::make_unique<ResultSet>();
-    for (const auto &column : spec)
+    for (const auto &column : wanted)
         result->columns.push_back(catalogue_column(column.first, column.second));
     result->mem = kx_mem_alloc_handle(stmt->mem);
     stmt->result = std::move(result);

@@ -358,12 +358,12 @@ bool Parser::parse_statement()
 {
     if (!expect_keyword("SELECT"))
         return false;
-    ParseNode *spec = node(KX_NODE_QUERY_SPECIFICATION);
+    ParseNode *select_block = node(KX_NODE_QUERY_SPECIFICATION);
     ParseNode *cursor = node(KX_NODE_CURSOR_SPECIFICATION);
-    cursor->field[0] = reinterpret_cast<intptr_t>(spec);
+    cursor->field[0] = reinterpret_cast<intptr_t>(select_block);
     query_.tree = cursor;
     if (accept_keyword("ALL"))
-        spec->field[0] = 1;
+        select_block->field[0] = 1;
     if (!parse_select_list())
         return false;
     List *items = nullptr;
@@ -374,14 +374,14 @@ bool Parser::parse_statement()
             item->field[1] = reinterpret_cast<intptr_t>(identifier(query_.names[i]));
         items = ListAppend(item, items, mem_);
     }
-    spec->field[2] = reinterpret_cast<intptr_t>(list_node(items));
+    select_block->field[2] = reinterpret_cast<intptr_t>(list_node(items));
     if (accept_keyword("FROM") && !parse_source())
         return false;
     if (accept_keyword("WHERE")) {
         query_.where = expression();
         if (query_.where == nullptr)
             return false;
-        spec->field[4] = reinterpret_cast<intptr_t>(query_.where);
+        select_block->field[4] = reinterpret_cast<intptr_t>(query_.where);
     }
     if (is_keyword("ORDER")) {
         ++pos_;
@@ -1714,8 +1714,8 @@ std::string print_query(const Query &query)
 {
     // the select block through the printer; the row source, which has no
     // node kind of its own, is joined from its printed rows
-    const ParseNode *spec = reinterpret_cast<const ParseNode *>(query.tree->field[0]);
-    std::string out = " SELECT " + print_node(reinterpret_cast<const ParseNode *>(spec->field[2]));
+    const ParseNode *select_block = reinterpret_cast<const ParseNode *>(query.tree->field[0]);
+    std::string out = " SELECT " + print_node(reinterpret_cast<const ParseNode *>(select_block->field[2]));
     if (query.source == Query::Source::kValues) {
         out += " FROM ( VALUES ";
         for (size_t r = 0; r < query.rows.size(); ++r) {
