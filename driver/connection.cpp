@@ -76,14 +76,18 @@ SQLRETURN open_connection(Connection *conn, ConnectionString &app, std::string *
     init_con_str(&settings);
     if (!conn->dsn.empty()) {
         for (const char *key : kSettingKeys) {
+            // what the application gave wins over the data source
+            if (get_attribute_value(&app, key) != nullptr)
+                continue;
             char value[256];
             get_default(conn->profile, key, value, sizeof value);
             if (value[0] != '\0')
                 append_pair(&settings, key, value, conn->mem_handle);
         }
     }
-    merge_connection_string(&settings, &app, conn->mem_handle);
-    conn->attributes = settings;
+    // the completed string keeps the application's keywords first
+    merge_connection_string(&app, &settings, conn->mem_handle);
+    conn->attributes = app;
     const char *database = get_attribute_value(&conn->attributes, "DATABASE");
     conn->database_name = database != nullptr && database[0] != '\0' ? database : "kxeval";
     conn->database = conn->database_name.c_str();
