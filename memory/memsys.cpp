@@ -1,8 +1,8 @@
 // memsys.cpp - memory pools: a tree of memory handles, each remembering the
 // blocks allocated in it, so that releasing a handle frees all of them and
 // its descendants; blocks may also be freed one by one, shared by reference
-// count, given a destructor, and, for fixed-size record kinds, recycled
-// through a small process-wide cache.
+// count, given a destructor, and recycled through small per-thread caches
+// instead of going back to the system heap.
 //
 // Exports kx_mem_alloc_handle, kx_mem_release_handle, kx_mem_alloc,
 // kx_mem_alloc_ex, kx_mem_alloc_node, kx_mem_free, kx_mem_clone and the two
@@ -16,14 +16,36 @@
 // A handle's blocks form a doubly linked list through the headers, newest
 // first, headed by the handle's first_block word; each header's `link` is
 // the word that points at it, so unlinking needs neither the owner nor a
-// test for the head. The kind cache holds, for each kind below 1000, a stack
-// of up to 10 retired blocks linked through their next words (type_cache)
-// and its depth (type_count); each keeps its user area attached, and the
-// newest retired block is reused first. The cache is unguarded: the drivers
-// serialise the calls that touch it.
+// test for the head.
+//
+// Retired blocks go to the cache of the thread that retires them (a
+// ThreadCache, reached through one thread-local pointer), so no lock is ever
+// taken and threads working on their own handles never meet:
+//  - the kind cache holds, for each kind below 1000, a stack of up to 10
+//    retired node blocks linked through their next words, newest first;
+//  - the ordinary cache holds retired kx_mem_alloc blocks of up to 1024 user
+//    bytes, one stack per 16-byte size class, within a byte budget per
+//    thread. Such blocks are made with their class's full size, so any
+//    block of a class serves any request of that class. This saves the
+//    system heap's own checks on the hottest path and covers the sizes
+//    glibc's per-thread cache stops at (a 1000-byte block with its 48-byte
+//    header is past glibc's 1032-byte limit and took its slow path).
+// A block freed by another thread than the one that made it simply joins the
+// freeing thread's cache. A thread's cached blocks are given back to the
+// system heap when it exits.
 #include <cstdlib>
+#include <pthread.h>
 
 #include "memory/memsys_internal.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#define KX_POISON(p, n) ASAN_POISON_MEMORY_REGION(p, n)
+#define KX_UNPOISON(p, n) ASAN_UNPOISON_MEMORY_REGION(p, n)
+#else
+#define KX_POISON(p, n) ((void)(p), (void)(n))
+#define KX_UNPOISON(p, n) ((void)(p), (void)(n))
+#endif
 
 static_assert(sizeof(MemBlock) == 40, "header + back pointer = 48 bytes");
 static_assert(offsetof(MemBlock, next) == 0,
@@ -38,9 +60,37 @@ namespace {
 
 constexpr size_t kBlockOverhead = sizeof(MemBlock) + sizeof(void *);
 
-// The retired blocks of each kind, newest first, and how many there are.
-MemBlock *type_cache[kx::kMemKindLimit];
-int32_t type_count[kx::kMemKindLimit];
+// Ordinary blocks of up to kOrdinaryLimit user bytes are cached in classes
+// of kClassStep bytes; a thread keeps at most kOrdinaryBudget bytes of them
+// (headers included).
+constexpr size_t kClassStep = 16;
+constexpr size_t kOrdinaryLimit = 1024;
+constexpr size_t kOrdinaryClasses = kOrdinaryLimit / kClassStep + 1;
+constexpr size_t kOrdinaryBudget = 64 * 1024;
+
+// One thread's retired blocks. The kind stacks count their free places
+// (kind_room) rather than their blocks, so that the all-zero no_cache below
+// has room for nothing.
+struct ThreadCache {
+    MemBlock *kind_head[kx::kMemKindLimit];
+    int32_t kind_room[kx::kMemKindLimit];
+    MemBlock *ordinary_head[kOrdinaryClasses];
+    size_t ordinary_room;  // bytes the ordinary stacks may still take
+};
+
+// The cache of a thread that has none and may not get one (its own cache
+// is gone because it is exiting, or the heap failed): holds nothing and
+// takes nothing, so it is only ever read and all threads may share it.
+ThreadCache no_cache;
+
+// The calling thread's cache, or null before its first use. Initial-exec:
+// one pointer of static TLS, read without a call even in the shared object.
+__thread ThreadCache *thread_cache_pointer
+    __attribute__((tls_model("initial-exec")));
+
+pthread_once_t cache_key_once = PTHREAD_ONCE_INIT;
+pthread_key_t cache_key;
+bool cache_key_made;
 
 // The user area and the header sit at a fixed distance from each other (both
 // live in one allocation), so the hot paths compute one from the other
@@ -56,13 +106,100 @@ inline MemBlock *header_of(void *pointer)
                                         kBlockOverhead);
 }
 
+// The size class of an ordinary block of size user bytes (size at most
+// kOrdinaryLimit), and the user bytes every block of a class is made with.
+inline size_t class_of(size_t size)
+{
+    return (size + kClassStep - 1) / kClassStep;
+}
+
+inline size_t class_bytes(size_t size_class)
+{
+    return size_class * kClassStep;
+}
+
+// Gives every block of a cache back to the system heap, then the cache.
+void free_thread_cache(ThreadCache *cache)
+{
+    for (MemBlock *&head : cache->kind_head) {
+        while (MemBlock *block = head) {
+            head = block->next;
+            std::free(block);
+        }
+    }
+    for (MemBlock *&head : cache->ordinary_head) {
+        while (MemBlock *block = head) {
+            head = block->next;
+            KX_UNPOISON(block, kBlockOverhead + class_bytes(class_of(block->size)));
+            std::free(block);
+        }
+    }
+    std::free(cache);
+}
+
+// Runs when a thread that has a cache exits. Anything the exiting thread
+// frees after this (in another key's destructor) goes straight to the heap.
+void release_thread_cache(void *cache)
+{
+    thread_cache_pointer = &no_cache;
+    free_thread_cache(static_cast<ThreadCache *>(cache));
+}
+
+void make_cache_key()
+{
+    cache_key_made = pthread_key_create(&cache_key, release_thread_cache) == 0;
+}
+
+// Gives the calling thread its cache. Without a thread-exit key the cache
+// would leak with the thread, so then (and when the heap fails) the thread
+// uses no_cache for this call and tries again on its next one.
+[[gnu::noinline]] ThreadCache *attach_thread_cache()
+{
+    pthread_once(&cache_key_once, make_cache_key);
+    if (!cache_key_made)
+        return &no_cache;
+    auto *cache = static_cast<ThreadCache *>(std::calloc(1, sizeof(ThreadCache)));
+    if (cache == nullptr)
+        return &no_cache;
+    for (int32_t &room : cache->kind_room)
+        room = kx::kMemCacheDepth;
+    cache->ordinary_room = kOrdinaryBudget;
+    if (pthread_setspecific(cache_key, cache) != 0) {
+        std::free(cache);
+        return &no_cache;
+    }
+    thread_cache_pointer = cache;
+    return cache;
+}
+
+inline ThreadCache *thread_cache()
+{
+    ThreadCache *cache = thread_cache_pointer;
+    if (KX_UNLIKELY(cache == nullptr))
+        cache = attach_thread_cache();
+    return cache;
+}
+
+// When the library is unloaded, its thread-exit function goes with it: the
+// key is deleted first, and the caches of threads still running are left
+// to the heap.
+[[gnu::destructor]] void delete_cache_key()
+{
+    if (cache_key_made)
+        pthread_key_delete(cache_key);
+}
+
 // A fresh block of size user bytes and the given kind from the system heap,
-// or null.
+// or null. An ordinary block small enough to be cached gets its class's full
+// size, so that it can serve any request of the class later.
 inline MemBlock *new_block(size_t size, int32_t kind)
 {
     if (KX_UNLIKELY(size > SIZE_MAX - kBlockOverhead))
         return nullptr;
-    MemBlock *block = static_cast<MemBlock *>(std::malloc(kBlockOverhead + size));
+    size_t bytes = size;
+    if (kind == -1 && size <= kOrdinaryLimit)
+        bytes = class_bytes(class_of(size));
+    MemBlock *block = static_cast<MemBlock *>(std::malloc(kBlockOverhead + bytes));
     if (KX_UNLIKELY(block == nullptr))
         return nullptr;
     *reinterpret_cast<MemBlock **>(block + 1) = block;  // the back pointer
@@ -97,17 +234,28 @@ inline void unlink_block(MemBlock *block)
         next->link = link;
 }
 
-// Puts an unlinked block whose life is over in its kind's cache when the
-// kind has one with room, else gives it back to the system heap.
+// Puts an unlinked block whose life is over in the calling thread's cache
+// when its kind or size class has room there, else gives it back to the
+// system heap.
 inline void cache_or_free(MemBlock *block)
 {
-    uint32_t kind = static_cast<uint32_t>(block->kind);  // -1 is never cached
+    ThreadCache *cache = thread_cache();
+    uint32_t kind = static_cast<uint32_t>(block->kind);
     if (kind < static_cast<uint32_t>(kx::kMemKindLimit)) {
-        int32_t count = type_count[kind];
-        if (count < kx::kMemCacheDepth) {
-            block->next = type_cache[kind];
-            type_cache[kind] = block;
-            type_count[kind] = count + 1;
+        if (cache->kind_room[kind] > 0) {
+            block->next = cache->kind_head[kind];
+            cache->kind_head[kind] = block;
+            cache->kind_room[kind]--;
+            return;
+        }
+    } else if (block->kind == -1 && block->size <= kOrdinaryLimit) {
+        size_t size_class = class_of(block->size);
+        size_t bytes = kBlockOverhead + class_bytes(size_class);
+        if (cache->ordinary_room >= bytes) {
+            cache->ordinary_room -= bytes;
+            block->next = cache->ordinary_head[size_class];
+            cache->ordinary_head[size_class] = block;
+            KX_POISON(user_pointer(block), class_bytes(size_class));
             return;
         }
     }
@@ -140,6 +288,26 @@ inline void *alloc_fresh(MemHandle *handle, size_t size, int32_t kind,
     if (KX_UNLIKELY(block == nullptr))
         return nullptr;
     return link_block(handle, block, destructor);
+}
+
+// An ordinary block for handle: a cached one of the size's class, else a
+// fresh one.
+inline void *alloc_ordinary(MemHandle *handle, size_t size,
+                            MemDestructor destructor)
+{
+    if (KX_LIKELY(size <= kOrdinaryLimit)) {
+        ThreadCache *cache = thread_cache();
+        size_t size_class = class_of(size);
+        MemBlock *block = cache->ordinary_head[size_class];
+        if (KX_LIKELY(block != nullptr)) {
+            cache->ordinary_head[size_class] = block->next;
+            cache->ordinary_room += kBlockOverhead + class_bytes(size_class);
+            KX_UNPOISON(user_pointer(block), class_bytes(size_class));
+            block->size = size;
+            return link_block(handle, block, destructor);
+        }
+    }
+    return alloc_fresh(handle, size, -1, destructor);
 }
 
 // kx_mem_alloc_node without a cached block to reuse. Out of line, so that a
@@ -199,14 +367,14 @@ int32_t mem_cached_count(int32_t kind)
 {
     if (kind < 0 || kind >= kMemKindLimit)
         return 0;
-    return type_count[kind];
+    return kMemCacheDepth - thread_cache()->kind_room[kind];
 }
 
 MemBlock *mem_cached_head(int32_t kind)
 {
     if (kind < 0 || kind >= kMemKindLimit)
         return nullptr;
-    return type_cache[kind];
+    return thread_cache()->kind_head[kind];
 }
 
 // Children go first, newest first and depth first, then the handle itself.
@@ -257,7 +425,7 @@ KX_API void *kx_mem_alloc(MemHandle *handle, size_t size)
 {
     if (KX_UNLIKELY(handle == nullptr))
         return nullptr;
-    return alloc_fresh(handle, size, -1, nullptr);
+    return alloc_ordinary(handle, size, nullptr);
 }
 
 KX_API void *kx_mem_alloc_ex(MemHandle *handle, size_t size,
@@ -265,7 +433,7 @@ KX_API void *kx_mem_alloc_ex(MemHandle *handle, size_t size,
 {
     if (KX_UNLIKELY(handle == nullptr))
         return nullptr;
-    return alloc_fresh(handle, size, -1, destructor);
+    return alloc_ordinary(handle, size, destructor);
 }
 
 // A cached block is reused only when it is at least as large as asked, so a
@@ -276,13 +444,14 @@ KX_API void *kx_mem_alloc_node(MemHandle *handle, size_t size, int32_t kind)
     if (KX_UNLIKELY(handle == nullptr))
         return nullptr;
     uint32_t slot = static_cast<uint32_t>(kind);
-    MemBlock *block;
-    if (slot < static_cast<uint32_t>(kx::kMemKindLimit) &&
-        KX_LIKELY((block = type_cache[slot]) != nullptr) &&
-        KX_LIKELY(block->size >= size)) {
-        type_cache[slot] = block->next;
-        type_count[slot]--;
-        return link_block(handle, block, nullptr);
+    if (slot < static_cast<uint32_t>(kx::kMemKindLimit)) {
+        ThreadCache *cache = thread_cache();
+        MemBlock *block = cache->kind_head[slot];
+        if (KX_LIKELY(block != nullptr) && KX_LIKELY(block->size >= size)) {
+            cache->kind_head[slot] = block->next;
+            cache->kind_room[slot]++;
+            return link_block(handle, block, nullptr);
+        }
     }
     return alloc_fresh_node(handle, size, kind);
 }

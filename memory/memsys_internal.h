@@ -32,12 +32,14 @@ namespace kx {
 
 // Kinds 0 to kMemKindLimit - 1 have a cache slot; others are never cached.
 constexpr int32_t kMemKindLimit = 1000;
-// Blocks a kind's cache holds at most.
+// Blocks a kind's cache holds at most (in each thread).
 constexpr int32_t kMemCacheDepth = 10;
 
-// The number of blocks in the cache of kind (0 for kinds without a slot).
+// The number of blocks in the calling thread's cache of kind (0 for kinds
+// without a slot).
 int32_t mem_cached_count(int32_t kind);
-// The most recently cached block of kind (the next to be reused), or null.
+// The most recently cached block of kind in the calling thread's cache (the
+// next it reuses), or null.
 MemBlock *mem_cached_head(int32_t kind);
 // The header of a block from its user pointer, read from the back pointer.
 inline MemBlock *mem_block_of(const void *pointer)
