@@ -93,7 +93,7 @@ struct Statement : DriverStatement {
     SQLULEN *rows_fetched_ptr = nullptr;
     SQLUSMALLINT *row_status_ptr = nullptr;
     SQLULEN param_set_size = 1;
-    std::atomic<bool> busy{false};    // inside SQLExecute/SQLFetch
+    std::mutex call_lock;             // held by the ODBC call running on it
     int32_t need_data_param = -1;     // the parameter SQLPutData fills
     bool put_data_started = false;
     std::vector<Value *> long_params; // long values sent with SQLPutData

@@ -246,11 +246,13 @@ KXDRV_API SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option)
     auto *stmt = static_cast<Statement *>(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    switch (option) {
-    case SQL_DROP:
+    if (option == SQL_DROP) {
         free_statement(stmt);
         return SQL_SUCCESS;
+    }
+    StatementCall call(stmt);
+    begin_call(stmt->errors, 0);
+    switch (option) {
     case SQL_CLOSE:
         close_cursor(stmt);
         return SQL_SUCCESS;

@@ -18,6 +18,25 @@ void free_connection(Connection *conn);
 Statement *new_statement(Connection *conn);
 void free_statement(Statement *stmt);
 
+// Holds a statement for the length of one ODBC call. SQLCancel from another
+// thread finds it held and only raises the cancel request, which
+// check_timeout reports between rows; a request the call did not use is
+// dropped when the call ends, so it never cancels a later one.
+class StatementCall {
+public:
+    explicit StatementCall(Statement *stmt) : stmt_(stmt) { stmt_->call_lock.lock(); }
+    ~StatementCall()
+    {
+        __atomic_store_n(&stmt_->cancel_request, 0, __ATOMIC_SEQ_CST);
+        stmt_->call_lock.unlock();
+    }
+    StatementCall(const StatementCall &) = delete;
+    StatementCall &operator=(const StatementCall &) = delete;
+
+private:
+    Statement *stmt_;
+};
+
 // Closes the statement's cursor (the result set and its rows).
 void close_cursor(Statement *stmt);
 // Forgets the prepared statement and its parse tree.

@@ -496,6 +496,7 @@ KXDRV_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT data_typ
     auto *stmt = static_cast<Statement *>(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     const int32_t S = VALUE_STRING, I = VALUE_INTEGER, H = VALUE_BIT;
     ResultSet *r = start_catalogue_result(
@@ -541,6 +542,7 @@ KXDRV_API SQLRETURN SQL_API SQLTables(SQLHSTMT handle, SQLCHAR *, SQLSMALLINT, S
     auto *stmt = static_cast<Statement *>(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     const int32_t S = VALUE_STRING;
     start_catalogue_result(stmt, {{"TABLE_CAT", S}, {"TABLE_SCHEM", S}, {"TABLE_NAME", S},
@@ -554,6 +556,7 @@ KXDRV_API SQLRETURN SQL_API SQLColumns(SQLHSTMT handle, SQLCHAR *, SQLSMALLINT, 
     auto *stmt = static_cast<Statement *>(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     const int32_t S = VALUE_STRING, I = VALUE_INTEGER, H = VALUE_BIT;
     start_catalogue_result(

@@ -63,9 +63,7 @@ SQLRETURN fetch_row(Statement *stmt)
         return post_error(stmt->errors, "24000", "Invalid cursor state");
     if (stmt->max_rows > 0 && static_cast<SQLULEN>(r->rows_fetched) >= stmt->max_rows)
         return SQL_NO_DATA;
-    stmt->busy.store(true);
     SQLRETURN rc = next_row(stmt);
-    stmt->busy.store(false);
     if (rc == SQL_NO_DATA) {
         if (stmt->rows_fetched_ptr != nullptr)
             *stmt->rows_fetched_ptr = 0;
@@ -272,6 +270,7 @@ KXDRV_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle)
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     return finish(stmt->errors, fetch_row(stmt));
 }
@@ -281,6 +280,7 @@ KXDRV_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientat
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     if (orientation != SQL_FETCH_NEXT)
         return post_error(stmt->errors, "HY106", "Fetch type out of range");
@@ -293,6 +293,7 @@ KXDRV_API SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT number, SQL
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     ResultSet *r = stmt->result.get();
     if (r == nullptr || r->rows_fetched == 0 || r->current.empty())

@@ -56,9 +56,7 @@ int next_data_at_exec(Statement *stmt, int after)
 
 SQLRETURN run(Statement *stmt)
 {
-    stmt->busy.store(true);
     SQLRETURN rc = open_result(stmt);
-    stmt->busy.store(false);
     if (rc == SQL_ERROR) {
         close_cursor(stmt);
         return SQL_ERROR;
@@ -72,8 +70,6 @@ SQLRETURN execute(Statement *stmt)
     if (!stmt->query)
         return post_error(stmt->errors, "HY010", "Function sequence error");
     close_cursor(stmt);
-    // a cancellation that arrived while nothing ran does not cancel this
-    __atomic_store_n(&stmt->cancel_request, 0, __ATOMIC_SEQ_CST);
     stmt->long_params.assign(static_cast<size_t>(stmt->query->parameter_count), nullptr);
     if (stmt->long_mem != nullptr)
         kx_mem_release_handle(stmt->long_mem);
@@ -99,6 +95,7 @@ KXDRV_API SQLRETURN SQL_API SQLPrepare(SQLHSTMT handle, SQLCHAR *text, SQLINTEGE
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     std::string sql = app_string(text, length);
     trace_call(stmt->conn, "SQLPrepare", "%p %S", static_cast<void *>(stmt), sql.c_str(),
@@ -111,6 +108,7 @@ KXDRV_API SQLRETURN SQL_API SQLExecute(SQLHSTMT handle)
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     return execute(stmt);
 }
@@ -120,6 +118,7 @@ KXDRV_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR *text, SQLINT
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     std::string sql = app_string(text, length);
     trace_call(stmt->conn, "SQLExecDirect", "%p %S", static_cast<void *>(stmt), sql.c_str(),
@@ -176,6 +175,7 @@ KXDRV_API SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER *value)
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     if (stmt->state != kStateNeedData)
         return post_error(stmt->errors, "HY010", "Function sequence error");
@@ -197,6 +197,7 @@ KXDRV_API SQLRETURN SQL_API SQLPutData(SQLHSTMT handle, SQLPOINTER data, SQLLEN 
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     if (stmt->state != kStateNeedData || stmt->need_data_param < 0)
         return post_error(stmt->errors, "HY010", "Function sequence error");
@@ -277,19 +278,23 @@ KXDRV_API SQLRETURN SQL_API SQLCancel(SQLHSTMT handle)
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
-    if (stmt->busy.load()) {
-        // another thread is executing: check_timeout stops it between rows;
-        // the running call owns the diagnostics
+    std::unique_lock<std::mutex> idle(stmt->call_lock, std::try_to_lock);
+    if (!idle.owns_lock()) {
+        // another thread is in a call on the statement: check_timeout stops
+        // it between rows; the running call owns the diagnostics
         __atomic_store_n(&stmt->cancel_request, 1, __ATOMIC_SEQ_CST);
         return SQL_SUCCESS;
     }
-    begin_call(stmt->errors, 0);
     if (stmt->state == kStateNeedData) {
+        begin_call(stmt->errors, 0);
         stmt->state = kStatePrepared;
         stmt->need_data_param = -1;
         return SQL_SUCCESS;
     }
-    close_cursor(stmt);
+    // nothing runs: an ODBC 2 application's cancel closes the cursor, an
+    // ODBC 3 application's has no effect (the last call's diagnostics stay)
+    if (stmt->conn->env->odbc_version != 3)
+        close_cursor(stmt);
     return SQL_SUCCESS;
 }
 
@@ -436,6 +441,7 @@ KXDRV_API SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle)
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     close_cursor(stmt);
     return SQL_NO_DATA;
@@ -446,6 +452,7 @@ KXDRV_API SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT handle)
     Statement *stmt = statement_of(handle);
     if (stmt == nullptr)
         return SQL_INVALID_HANDLE;
+    StatementCall call(stmt);
     begin_call(stmt->errors, 0);
     if (!stmt->result)
         return post_error(stmt->errors, "24000", "Invalid cursor state");

@@ -231,13 +231,22 @@ class Stopping(Fixture):
     LONG_QUERY = "SELECT n FROM SERIES(1, 4000000000) AS s(n) WHERE n < 0"
 
     def test_cancel_from_another_thread(self):
-        timer = threading.Timer(0.3, self.cursor.cancel)
+        # SQLCancel every 0.2 s until the query gives up: a cancel that comes
+        # before the query has started cancels nothing
+        finished = threading.Event()
+
+        def keep_cancelling():
+            while not finished.wait(0.2):
+                self.cursor.cancel()
+
+        canceller = threading.Thread(target=keep_cancelling)
         start = time.monotonic()
-        timer.start()
+        canceller.start()
         try:
             state = self.state(self.LONG_QUERY)
         finally:
-            timer.cancel()
+            finished.set()
+            canceller.join()
         self.assertEqual(state, "HY008")
         self.assertLess(time.monotonic() - start, 10)
         self.assertEqual(self.value("SELECT 'after'"), "after")
