@@ -15,11 +15,11 @@
  *
  *   odbc2_client DSN
  */
+#define _POSIX_C_SOURCE 200809L
 #include <pthread.h>
 #include <stdio.h>
 #include <string.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <sql.h>
 #include <sqlext.h>
@@ -237,8 +237,9 @@ static volatile int query_done;
    before the query has started cancels nothing. */
 static void *keep_cancelling(void *stmt)
 {
+    const struct timespec pause = {0, 200 * 1000 * 1000};
     while (!query_done) {
-        usleep(200 * 1000);
+        nanosleep(&pause, NULL);
         if (!query_done)
             SQLCancel((HSTMT)stmt);
     }
