@@ -28,8 +28,9 @@
 
 namespace {
 
-// Numbers the temporary files of this process; never reset. Unguarded:
-// the drivers create long buffers from one thread at a time.
+// Numbers the temporary files of this process; never reset. Taken with an
+// atomic fetch-and-add, so long buffers created by several threads at once
+// still get names of their own.
 uint32_t counter = 0;
 
 // The directory setting as get_default reads it: 128 octets, which an
@@ -141,7 +142,8 @@ KX_API FILE *open_buffer(ProfileHandle *config, char *name)
     for (int attempt = 0; attempt < kCreateAttempts; attempt++) {
         int n = std::snprintf(name, KX_LONG_FILE_NAME_SIZE,
                               "%s/blob%05x%05x.tmp", dir,
-                              static_cast<unsigned>(getpid()), counter++);
+                              static_cast<unsigned>(getpid()),
+                              __atomic_fetch_add(&counter, 1, __ATOMIC_RELAXED));
         if (n < 0 || n >= KX_LONG_FILE_NAME_SIZE)
             return nullptr;  // a cut name would be another file
         FILE *stream = create_exclusive(name);
