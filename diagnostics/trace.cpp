@@ -16,11 +16,21 @@
  * "%%" and unknown directives print nothing.
  *
  * A line goes to the file named by "log_file" in "{settings}" of the
- * profile, read anew for every line, or to standard error when the setting
+ * profile, read anew for every line (the profile store answers from its
+ * cache while the file is unchanged), or to standard error when the setting
  * is empty or the file cannot be opened. The whole line is built in memory
  * first and then appended with a single write() on a descriptor opened with
  * O_APPEND, so lines written by several threads or processes at once never
- * interleave inside a line. Nothing is kept open between lines.
+ * interleave inside a line.
+ *
+ * The log's descriptor is kept open between lines (opening and closing it
+ * was most of a line's cost), together with what the path named when it was
+ * opened. Before each line the path is looked up again with stat(): a log
+ * removed, renamed away, replaced, or whose owner or permission bits changed
+ * is closed and opened anew by name, so a line goes exactly where opening
+ * the path for that line would send it. A change of "log_file" closes the
+ * old log at the next line. The error_mask switch may be flipped by any
+ * thread while others trace: it is read with an atomic load.
  */
 #include "kxsupp/config.h"
 #include "kxsupp/diagnostics.h"
@@ -29,7 +39,9 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <pthread.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 KX_API uint32_t error_mask = 0;
@@ -391,19 +403,102 @@ void build_line(LineBuffer *line, const char *tag, int32_t number,
     line->data[line->length++] = '\n';
 }
 
-/* Writes all of data to fd, going on after a partial write or a signal. */
-void write_all(int fd, const char *data, size_t count)
+/* Writes all of data to fd, going on after a partial write or a signal.
+   False (errno set) when a write fails. */
+bool write_all(int fd, const char *data, size_t count)
 {
     while (count > 0) {
         ssize_t n = write(fd, data, count);
         if (n < 0) {
             if (errno == EINTR)
                 continue;
-            return;
+            return false;
         }
         data += n;
         count -= static_cast<size_t>(n);
     }
+    return true;
+}
+
+/* The log kept open between lines: its descriptor (-1 when none), the
+   "log_file" text it was opened for, and the identity, owner and permission
+   bits of the file it was opened on. Guarded by open_log_mutex, which is
+   also held across the write so that no thread closes the descriptor under
+   another one's write. */
+struct OpenLog {
+    int fd;
+    char path[kLogFileSize];
+    dev_t dev;
+    ino_t ino;
+    mode_t mode;
+    uid_t uid;
+    gid_t gid;
+};
+
+OpenLog open_log = {-1, {}, 0, 0, 0, 0, 0};
+pthread_mutex_t open_log_mutex = PTHREAD_MUTEX_INITIALIZER;
+
+/* A child forked while another thread wrote a line must not inherit the
+   mutex locked: it is taken around fork(). */
+void lock_open_log() { pthread_mutex_lock(&open_log_mutex); }
+void unlock_open_log() { pthread_mutex_unlock(&open_log_mutex); }
+pthread_once_t fork_handlers_once = PTHREAD_ONCE_INIT;
+void install_fork_handlers()
+{
+    pthread_atfork(lock_open_log, unlock_open_log, unlock_open_log);
+}
+
+bool same_file(const OpenLog &log, const struct stat &st)
+{
+    return st.st_dev == log.dev && st.st_ino == log.ino;
+}
+
+/* True when the kept descriptor still is what opening log_file now would
+   give: the same setting, the path naming the file the descriptor was
+   opened on, and owner and permission bits as they were, so that a log that
+   could no longer be opened for writing is not written either. One stat()
+   a line: on this path it costs about as much as the write itself. */
+bool open_log_is_current(const char *log_file)
+{
+    if (open_log.fd < 0 || strcmp(open_log.path, log_file) != 0)
+        return false;
+    struct stat by_name;
+    return stat(log_file, &by_name) == 0 && same_file(open_log, by_name) &&
+           by_name.st_mode == open_log.mode && by_name.st_uid == open_log.uid &&
+           by_name.st_gid == open_log.gid;
+}
+
+void close_open_log()
+{
+    if (open_log.fd >= 0)
+        close(open_log.fd);
+    open_log.fd = -1;
+}
+
+/* Opens log_file as the kept log; false (nothing kept) when it cannot be
+   opened for appending. */
+bool reopen_log(const char *log_file)
+{
+    close_open_log();
+    int fd;
+    do {
+        fd = open(log_file, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0)
+        return false;
+    struct stat st;
+    if (fstat(fd, &st) != 0) {
+        close(fd);
+        return false;
+    }
+    open_log.fd = fd;
+    memcpy(open_log.path, log_file, kLogFileSize);
+    open_log.dev = st.st_dev;
+    open_log.ino = st.st_ino;
+    open_log.mode = st.st_mode;
+    open_log.uid = st.st_uid;
+    open_log.gid = st.st_gid;
+    return true;
 }
 
 /* Appends the line to the log file named in the profile, or to standard
@@ -411,24 +506,29 @@ void write_all(int fd, const char *data, size_t count)
 void emit_line(ProfileHandle *profile, const char *data, size_t count)
 {
     char log_file[kLogFileSize];
-    log_file[0] = '\0';
+    memset(log_file, 0, sizeof log_file);
     if (profile != nullptr) {
         get_profile_string(profile, 0, kSettingsSection, kLogFileKey, "",
                            log_file, kLogFileSize);
         log_file[kLogFileSize - 1] = '\0';
     }
-    int fd = -1;
-    if (log_file[0] != '\0') {
-        do {
-            fd = open(log_file, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-        } while (fd < 0 && errno == EINTR);
+    pthread_once(&fork_handlers_once, install_fork_handlers);
+    pthread_mutex_lock(&open_log_mutex);
+    bool to_log = false;
+    if (log_file[0] != '\0')
+        to_log = open_log_is_current(log_file) || reopen_log(log_file);
+    else
+        close_open_log();
+    /* A descriptor closed behind the library's back (a daemon closing all
+       its descriptors) is opened anew and the line written once more. */
+    if (to_log && !write_all(open_log.fd, data, count) && errno == EBADF) {
+        open_log.fd = -1;
+        if (reopen_log(log_file))
+            write_all(open_log.fd, data, count);
     }
-    if (fd >= 0) {
-        write_all(fd, data, count);
-        close(fd);
-    } else {
+    pthread_mutex_unlock(&open_log_mutex);
+    if (!to_log)
         write_all(STDERR_FILENO, data, count);
-    }
 }
 
 }  // namespace
@@ -456,7 +556,7 @@ KX_API int32_t _log_message(const char *tag, int32_t number, uint32_t category,
 KX_API int32_t log_message(const char *tag, int32_t number, uint32_t category,
                            const char *format, ...)
 {
-    if ((error_mask & category) == 0)
+    if ((__atomic_load_n(&error_mask, __ATOMIC_RELAXED) & category) == 0)
         return 0;
     int saved_errno = errno;
     ProfileHandle *profile = open_registry();
