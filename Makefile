@@ -3,6 +3,7 @@
 
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+TSAN_BUILD ?= build-tsan
 MEMCHECK_BUILD ?= build-memcheck
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 PREFIX     ?= /usr/local
@@ -13,7 +14,7 @@ PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
 
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_WERROR=ON
 
-.PHONY: all deps configure build demo abi-baseline test test-normal test-asan bench install clean \
+.PHONY: all deps configure build demo abi-baseline test test-normal test-asan test-tsan bench install clean \
         memcheck
 
 all: build
@@ -34,7 +35,7 @@ demo: configure
 	./$(BUILD)/examples/kxsupp_demo
 	sh driver/demo/run_demo.sh $(BUILD)
 
-test: test-normal test-asan
+test: test-normal test-asan test-tsan
 
 test-normal: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
@@ -47,6 +48,15 @@ test-asan: deps
 	  ASAN_OPTIONS=detect_leaks=1:halt_on_error=1:abort_on_error=0 \
 	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 	  ctest --output-on-failure -j $(JOBS)
+
+# The thread stress test under ThreadSanitizer, in a build of the library's
+# objects and that test alone; any report fails the run.
+test-tsan: deps
+	cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_TSAN=ON -DKX_WERROR=ON \
+	      -DKX_BUILD_BENCH=OFF -DKX_BUILD_EXAMPLES=OFF -DKX_BUILD_DRIVER=OFF
+	cmake --build $(TSAN_BUILD) -j $(JOBS) --target threads_stress_test
+	cd $(TSAN_BUILD)/tests && \
+	  TSAN_OPTIONS=halt_on_error=1:report_signal_unsafe=0:exitcode=66 ./threads_stress_test
 
 bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target kxsupp_bench kxsupp_bench_shared
