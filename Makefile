@@ -14,7 +14,7 @@ PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
 
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_WERROR=ON
 
-.PHONY: all deps configure build demo abi-baseline test test-normal test-asan test-tsan bench install clean \
+.PHONY: all deps configure build demo abi-baseline coverage test test-normal test-asan test-tsan bench install clean \
         memcheck
 
 all: build
@@ -74,6 +74,23 @@ memcheck: deps
 	cmake --build $(MEMCHECK_BUILD) -j $(JOBS)
 	sh scripts/memcheck.sh $(MEMCHECK_BUILD)
 
+# Line and branch coverage of the library's sources by the test suite. The
+# tests run one at a time: parallel runs would race on the shared counters.
+COVERAGE_BUILD ?= build-coverage
+coverage: deps
+	@sh scripts/install-deps.sh gcovr
+	cmake -S . -B $(COVERAGE_BUILD) -DCMAKE_BUILD_TYPE=Debug -DKX_COVERAGE=ON \
+	      -DKX_BUILD_BENCH=OFF -DKX_BUILD_EXAMPLES=OFF
+	cmake --build $(COVERAGE_BUILD) -j $(JOBS)
+	find $(COVERAGE_BUILD) -name '*.gcda' -delete
+	cd $(COVERAGE_BUILD) && ctest -j 1 --output-on-failure
+	gcovr --root . --object-directory $(COVERAGE_BUILD) \
+	      --filter 'memory/' --filter 'diagnostics/' --filter 'config/' \
+	      --filter 'values/' --filter 'arith/' --filter 'functions/' --filter 'parse/' \
+	      --exclude-unreachable-branches --exclude-throw-branches \
+	      --txt $(COVERAGE_BUILD)/coverage.txt --print-summary
+	@echo "per-file report: $(COVERAGE_BUILD)/coverage.txt"
+
 # Writes the ABI baseline that `make test` compares the library with; run it
 # after a deliberate ABI change, and commit the file with the change.
 abi-baseline: configure
@@ -86,4 +103,4 @@ install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(MEMCHECK_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(COVERAGE_BUILD) $(MEMCHECK_BUILD)

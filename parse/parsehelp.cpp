@@ -376,8 +376,8 @@ KX_API Value *MakeNumeric(const char *integer_digits, const char *fraction_digit
         } else {
             set_exact(leaf, i, nullptr, length, 0);
         }
-    } else if (i != nullptr) {
-        size_t il = std::strlen(i);
+    } else if (i != nullptr && f != nullptr) {  // both parts (f is set here;
+        size_t il = std::strlen(i);               // said again for GCC's -O3)
         size_t fl = std::strlen(f);
         if (il < kShortNumberLength && fl < kShortNumberLength) {
             char text[2 * kShortNumberLength + 2];
