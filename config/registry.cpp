@@ -409,7 +409,7 @@ const char *query_slot(CacheSlot *slot, Brackets brackets, const char *section,
     return value;
 }
 
-// A plain POSIX mutex: std::mutex would tie the library to the C++ runtime.
+// A plain POSIX mutex, so that the library needs no C++ runtime.
 pthread_mutex_t cache_mutex = PTHREAD_MUTEX_INITIALIZER;
 
 // Holds cache_mutex for the life of a scope.
