@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "kxsupp/arith.h"
 #include "kxsupp/values.h"
 #include "support/kx_test_support.h"
@@ -325,6 +328,88 @@ TEST(CompareValues, TypesWithoutARuleGiveZero)
         {"unknown code 6", blank(6), integer(1), 0},
         {"unknown code 99", blank(99), integer(1), 0},
     });
+}
+
+// Blank-padded comparison of texts placed so that each ends at the very end
+// of a readable page (the next page is inaccessible), or starts a page, at
+// every length up to 70: the result's sign is that of strcmp over the two
+// texts padded with blanks to the longer declared length, and reading never
+// strays into the inaccessible page.
+class GuardedTexts {
+public:
+    GuardedTexts()
+    {
+        long page = sysconf(_SC_PAGESIZE);
+        page_ = static_cast<size_t>(page);
+        base_ = static_cast<char *>(mmap(nullptr, 4 * page_, PROT_READ | PROT_WRITE,
+                                         MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        // Pages 0 and 2 readable, 1 and 3 not.
+        mprotect(base_ + page_, page_, PROT_NONE);
+        mprotect(base_ + 3 * page_, page_, PROT_NONE);
+    }
+    ~GuardedTexts() { munmap(base_, 4 * page_); }
+    bool ok() const { return base_ != MAP_FAILED; }
+    // The text copied so that its terminator is the last readable octet
+    // (slot 0 or 1), or so that it starts at a page boundary (slot 2, 3).
+    char *place(const std::string &t, int slot)
+    {
+        char *page = base_ + (slot % 2 == 0 ? 0 : 2 * page_);
+        char *at = slot < 2 ? page + page_ - (t.size() + 1) : page;
+        std::memcpy(at, t.c_str(), t.size() + 1);
+        return at;
+    }
+
+private:
+    size_t page_ = 0;
+    char *base_ = nullptr;
+};
+
+int padded_sign(const std::string &a, int32_t la, const std::string &b, int32_t lb)
+{
+    if (la == lb)
+        return sign(std::strcmp(a.c_str(), b.c_str()));
+    size_t n = static_cast<size_t>(la > lb ? la : lb);
+    std::string pa = a.size() < n ? a + std::string(n - a.size(), ' ') : a;
+    std::string pb = b.size() < n ? b + std::string(n - b.size(), ' ') : b;
+    return sign(std::strcmp(pa.c_str(), pb.c_str()));
+}
+
+TEST(CompareValues, PaddedTextsAtPageEdgesOfEveryLength)
+{
+    GuardedTexts guard;
+    ASSERT_TRUE(guard.ok());
+    const std::string stem = "customer-name-0123456789-abcdefghijklmnopqrstuvwxyz-0123456789";
+    int checked = 0;
+    for (size_t length = 0; length <= 70; length++) {
+        std::string base;
+        for (size_t i = 0; i < length; i++)
+            base += stem[i % stem.size()];
+        std::vector<std::string> others = {base, base + "   ", base + "  x", base + " \x01",
+                                           base + "\x7f", base + "\xe9"};
+        if (length > 0) {
+            std::string changed = base;
+            changed[length - 1] = 'A';
+            others.push_back(changed);
+            others.push_back(base.substr(0, length - 1));
+            others.push_back(base.substr(0, length - 1) + "   ");
+        }
+        for (const std::string &other : others)
+            for (int slot_a = 0; slot_a < 4; slot_a += 2)
+                for (int slot_b = 1; slot_b < 4; slot_b += 2)
+                    for (int32_t extra : {0, 3, 20}) {
+                        int32_t la = static_cast<int32_t>(base.size());
+                        int32_t lb = static_cast<int32_t>(other.size()) + extra;
+                        Value left = text(guard.place(base, slot_a), la);
+                        Value right = text(guard.place(other, slot_b), lb);
+                        int expected = padded_sign(base, la, other, lb);
+                        ASSERT_EQ(sign(compare_values(&left, &right)), expected)
+                            << "\"" << base << "\" vs \"" << other << "\" " << la << "/" << lb;
+                        ASSERT_EQ(sign(compare_values(&right, &left)), -expected)
+                            << "\"" << other << "\" vs \"" << base << "\"";
+                        checked++;
+                    }
+    }
+    EXPECT_GT(checked, 5000);
 }
 
 }  // namespace
