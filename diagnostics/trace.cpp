@@ -425,17 +425,22 @@ bool write_all(int fd, const char *data, size_t count)
    bits of the file it was opened on. Guarded by open_log_mutex, which is
    also held across the write so that no thread closes the descriptor under
    another one's write. */
+struct FileIdentity {
+    uint32_t dev_major;
+    uint32_t dev_minor;
+    uint64_t ino;
+    uint16_t mode;
+    uint32_t uid;
+    uint32_t gid;
+};
+
 struct OpenLog {
     int fd;
     char path[kLogFileSize];
-    dev_t dev;
-    ino_t ino;
-    mode_t mode;
-    uid_t uid;
-    gid_t gid;
+    FileIdentity identity;
 };
 
-OpenLog open_log = {-1, {}, 0, 0, 0, 0, 0};
+OpenLog open_log = {-1, {}, {}};
 pthread_mutex_t open_log_mutex = PTHREAD_MUTEX_INITIALIZER;
 
 /* A child forked while another thread wrote a line must not inherit the
@@ -448,24 +453,38 @@ void install_fork_handlers()
     pthread_atfork(lock_open_log, unlock_open_log, unlock_open_log);
 }
 
-bool same_file(const OpenLog &log, const struct stat &st)
+/* The identity, owner and permission bits of the file at path (relative to
+   dir_fd), or of dir_fd itself for an empty path. statx() asked for these
+   fields only, without syncing: on a log being appended to, a full stat()
+   costs about twice as much. */
+bool identity_of(int dir_fd, const char *path, int flags, FileIdentity *out)
 {
-    return st.st_dev == log.dev && st.st_ino == log.ino;
+    struct statx sx;
+    if (statx(dir_fd, path, flags | AT_STATX_DONT_SYNC,
+              STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_INO, &sx) != 0)
+        return false;
+    *out = {sx.stx_dev_major, sx.stx_dev_minor, sx.stx_ino, sx.stx_mode, sx.stx_uid,
+            sx.stx_gid};
+    return true;
+}
+
+bool same_identity(const FileIdentity &a, const FileIdentity &b)
+{
+    return a.dev_major == b.dev_major && a.dev_minor == b.dev_minor && a.ino == b.ino &&
+           a.mode == b.mode && a.uid == b.uid && a.gid == b.gid;
 }
 
 /* True when the kept descriptor still is what opening log_file now would
    give: the same setting, the path naming the file the descriptor was
    opened on, and owner and permission bits as they were, so that a log that
-   could no longer be opened for writing is not written either. One stat()
-   a line: on this path it costs about as much as the write itself. */
+   could no longer be opened for writing is not written either. */
 bool open_log_is_current(const char *log_file)
 {
     if (open_log.fd < 0 || strcmp(open_log.path, log_file) != 0)
         return false;
-    struct stat by_name;
-    return stat(log_file, &by_name) == 0 && same_file(open_log, by_name) &&
-           by_name.st_mode == open_log.mode && by_name.st_uid == open_log.uid &&
-           by_name.st_gid == open_log.gid;
+    FileIdentity by_name;
+    return identity_of(AT_FDCWD, log_file, 0, &by_name) &&
+           same_identity(by_name, open_log.identity);
 }
 
 void close_open_log()
@@ -486,18 +505,14 @@ bool reopen_log(const char *log_file)
     } while (fd < 0 && errno == EINTR);
     if (fd < 0)
         return false;
-    struct stat st;
-    if (fstat(fd, &st) != 0) {
+    FileIdentity identity;
+    if (!identity_of(fd, "", AT_EMPTY_PATH, &identity)) {
         close(fd);
         return false;
     }
     open_log.fd = fd;
     memcpy(open_log.path, log_file, kLogFileSize);
-    open_log.dev = st.st_dev;
-    open_log.ino = st.st_ino;
-    open_log.mode = st.st_mode;
-    open_log.uid = st.st_uid;
-    open_log.gid = st.st_gid;
+    open_log.identity = identity;
     return true;
 }
 
