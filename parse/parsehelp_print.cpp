@@ -1329,6 +1329,32 @@ void print_quantified_comparison(Printer &p, const ParseNode *node)
 // elsewhere.
 constexpr int kAppliedField = 8;
 
+// "( left WORD right)" for AND and OR, "(  NOT right)" for NOT (no left).
+// Each plan lives in a function of its own: a plan's destructor does the
+// printing, and its lifetime must not depend on how a caller's switch
+// is compiled (Clang 14 at -O0 ran a temporary's destructor late there).
+void print_connective(Printer &p, const ParseNode *left_of, Fixed word,
+                      intptr_t right)
+{
+    Plan plan(p);
+    plan.text("( ");
+    if (left_of != nullptr)
+        plan.node(field(left_of, 3));
+    plan.text(word).node(right).text(")");
+}
+
+void print_comparison(Printer &p, const ParseNode *node, int32_t op_code)
+{
+    Plan plan(p);
+    plan.text("( ").node(field(node, 3)).oper(" %s ", op_code);
+    const ParseNode *right = child(node, 4);
+    if (right != nullptr && right->kind == KX_NODE_GROUPED_QUERY)
+        plan.text("( ").node(field(node, 4)).text(" )");
+    else
+        plan.node(field(node, 4));
+    plan.text(" )");
+}
+
 // f1 the operator pair, f3 left operand, f4 right operand. AND, OR and NOT
 // close with ")" and comparisons with " )". A right operand that is a
 // grouped query goes in its own parentheses.
@@ -1339,29 +1365,20 @@ void print_expression(Printer &p, const ParseNode *node)
         return;
     switch (pair->op_class) {
     case KX_OP_CLASS_NOT:
-        Plan(p).text("( ").text(" NOT ").node(field(node, 4)).text(")");
+        print_connective(p, nullptr, " NOT ", field(node, 4));
         return;
     case KX_OP_CLASS_AND:
-        Plan(p).text("( ").node(field(node, 3)).text(" AND ").node(field(node, 4)).text(")");
+        print_connective(p, node, " AND ", field(node, 4));
         return;
     case KX_OP_CLASS_OR:
-        Plan(p).text("( ").node(field(node, 3)).text(" OR ").node(field(node, 4)).text(")");
+        print_connective(p, node, " OR ", field(node, 4));
         return;
-    case KX_OP_CLASS_COMPARISON: {
-        if (p.mode() == KX_PRINT_PLAIN && field(node, kAppliedField) != 0) {
+    case KX_OP_CLASS_COMPARISON:
+        if (p.mode() == KX_PRINT_PLAIN && field(node, kAppliedField) != 0)
             emit_fixed(p, " (0=0) ");
-            return;
-        }
-        Plan plan(p);
-        plan.text("( ").node(field(node, 3)).oper(" %s ", pair->op_code);
-        const ParseNode *right = child(node, 4);
-        if (right != nullptr && right->kind == KX_NODE_GROUPED_QUERY)
-            plan.text("( ").node(field(node, 4)).text(" )");
         else
-            plan.node(field(node, 4));
-        plan.text(" )");
+            print_comparison(p, node, pair->op_code);
         return;
-    }
     default:
         return;
     }

@@ -542,7 +542,7 @@ TEST_F(Diagnostics, LongMessagesAreBounded)
     EXPECT_EQ(msg[0], '[');
 
     std::string format(1500, 'f');
-    msg = PostError(h, 1, 0, nullptr, 0, 0, "ODBC3.0", "HY000", format.c_str());
+    msg = PostError(h, 1, 0, nullptr, 0, 0, "ODBC3.0", "HY000", "%s", format.c_str());
     ASSERT_NE(msg, nullptr);
     EXPECT_LE(std::strlen(msg), 1023u);
     EXPECT_EQ(h->record_count, 3);
