@@ -54,7 +54,7 @@ constexpr size_t kBlock = 16;
 
 // Bit n set when octet n of the block at a differs from that at b or is
 // the zero of a's end (stop_mask), or is not a blank (non_blank_mask).
-inline uint32_t stop_mask(const unsigned char *a, const unsigned char *b)
+KX_BLOCK_READS inline uint32_t stop_mask(const unsigned char *a, const unsigned char *b)
 {
     __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a));
     __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b));
@@ -63,7 +63,7 @@ inline uint32_t stop_mask(const unsigned char *a, const unsigned char *b)
     return static_cast<uint32_t>(_mm_movemask_epi8(same_nonzero)) ^ 0xFFFFu;
 }
 
-inline uint32_t non_blank_mask(const unsigned char *p)
+KX_BLOCK_READS inline uint32_t non_blank_mask(const unsigned char *p)
 {
     __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(' ')))) ^
@@ -82,7 +82,7 @@ inline uint64_t nonzero_octets(uint64_t w)
     return (((w & kLowSeven) + kLowSeven) | w) & ~kLowSeven;
 }
 
-inline uint64_t load_word(const unsigned char *p)
+KX_BLOCK_READS inline uint64_t load_word(const unsigned char *p)
 {
     uint64_t w;
     std::memcpy(&w, p, 8);
@@ -90,13 +90,13 @@ inline uint64_t load_word(const unsigned char *p)
 }
 
 // As the SSE2 forms, with the flag of octet n in bit 8n + 7.
-inline uint64_t stop_mask(const unsigned char *a, const unsigned char *b)
+KX_BLOCK_READS inline uint64_t stop_mask(const unsigned char *a, const unsigned char *b)
 {
     uint64_t wa = load_word(a);
     return nonzero_octets(wa ^ load_word(b)) | (~nonzero_octets(wa) & ~kLowSeven);
 }
 
-inline uint64_t non_blank_mask(const unsigned char *p)
+KX_BLOCK_READS inline uint64_t non_blank_mask(const unsigned char *p)
 {
     return nonzero_octets(load_word(p) ^ kEightBlanks);
 }
