@@ -23,8 +23,10 @@ namespace kxdrv {
 inline constexpr int kNodeFields = 24;
 inline constexpr int kFieldDriver = 19;  // field[19]...: the driver's words
 
-// Driver words of a column reference (kind 132): the column's position.
+// Driver words of a column reference (kind 132): the column's position,
+// the position of its name in the statement, and the name as text.
 inline constexpr int kColumnIndex = kFieldDriver;
+inline constexpr int kColumnName = kFieldDriver + 2;
 // Driver words of a scalar function (kind 143): its catalogue entry.
 inline constexpr int kFunctionEntry = kFieldDriver;
 // Driver words of an identifier used as a keyword argument (kind 121): its

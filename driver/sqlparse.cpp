@@ -1441,7 +1441,9 @@ ParseNode *Parser::sql92_function(const std::string &word)
 ParseNode *Parser::column_reference(const std::string &name, const Token &at)
 {
     ParseNode *ref = node(KX_NODE_COLUMN_REFERENCE);
-    ref->field[4] = reinterpret_cast<intptr_t>(string_duplicate(name.c_str(), mem_));
+    // the printer prints field 5 as a node: the column's identifier
+    ref->field[4] = reinterpret_cast<intptr_t>(identifier(name));
+    ref->field[kColumnName] = reinterpret_cast<intptr_t>(string_duplicate(name.c_str(), mem_));
     // the column is found once the FROM clause is known (resolve_columns)
     ref->field[kColumnIndex] = -1;
     ref->field[kColumnIndex + 1] = static_cast<intptr_t>(at.position);
@@ -1584,7 +1586,7 @@ bool resolve_columns(Query &query, ParseNode *node, ParseError &error)
     };
     switch (node->kind) {
     case KX_NODE_COLUMN_REFERENCE: {
-        const char *name = reinterpret_cast<const char *>(node->field[4]);
+        const char *name = reinterpret_cast<const char *>(node->field[kColumnName]);
         for (size_t i = 0; i < query.source_columns.size(); ++i)
             if (string_compare(name, query.source_columns[i].c_str()) == 0) {
                 node->field[kColumnIndex] = static_cast<intptr_t>(i);
@@ -1620,7 +1622,7 @@ bool resolve_columns(Query &query, ParseNode *node, ParseError &error)
 std::string default_name(ParseNode *node, size_t index)
 {
     if (node != nullptr && node->kind == KX_NODE_COLUMN_REFERENCE)
-        return reinterpret_cast<const char *>(node->field[4]);
+        return reinterpret_cast<const char *>(node->field[kColumnName]);
     return "EXPR_" + std::to_string(index + 1);
 }
 
@@ -1663,7 +1665,7 @@ Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors)
             continue;
         }
         if (e->kind == KX_NODE_COLUMN_REFERENCE) {
-            const char *name = reinterpret_cast<const char *>(e->field[4]);
+            const char *name = reinterpret_cast<const char *>(e->field[kColumnName]);
             for (size_t i = 0; i < query->names.size(); ++i)
                 if (!query->names[i].empty() && string_compare(name, query->names[i].c_str()) == 0)
                     key.item = static_cast<int>(i);

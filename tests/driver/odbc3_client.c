@@ -348,6 +348,25 @@ static void check_long_data(void)
     done(stmt);
 }
 
+static void check_native_sql(void)
+{
+    SQLCHAR out[512];
+    SQLINTEGER length = 0;
+    SQLRETURN rc = SQLNativeSql(
+        dbc, (SQLCHAR *)"select a+1 as b from (values (1),(2)) as t(a) where a<>0 order by b desc",
+        SQL_NTS, out, sizeof out, &length);
+    /* the printer's texts: "( " left " + " right " )", "%d " for an integer,
+       " AS " before an alias, " DESC " after a sort key */
+    check(rc == SQL_SUCCESS &&
+              strcmp((char *)out, "SELECT ( a + 1  ) AS b FROM ( VALUES ( 1  ), ( 2  ) ) AS t ( a ) "
+                                  "WHERE ( a <> 0  ) ORDER BY b DESC ") == 0 &&
+              length == (SQLINTEGER)strlen((char *)out),
+          "SQLNativeSql prints column references, the row source and ORDER BY");
+    rc = SQLNativeSql(dbc, (SQLCHAR *)"select (", SQL_NTS, out, sizeof out, &length);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_DBC, dbc), "42000") == 0,
+          "SQLNativeSql of a syntax error is 42000");
+}
+
 static void check_diagnostics(void)
 {
     SQLHSTMT stmt;
@@ -396,6 +415,7 @@ int main(int argc, char **argv)
     check_info();
     check_descriptions();
     check_long_data();
+    check_native_sql();
     check_diagnostics();
     SQLDisconnect(dbc);
     SQLFreeHandle(SQL_HANDLE_DBC, dbc);
