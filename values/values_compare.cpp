@@ -129,12 +129,26 @@ inline bool block_reads_allowed()
     return state == 1;
 }
 
-// Octets from p to the end of its page, or 0 when blocks may not be read.
+// Octets from p to the end of its page.
 inline size_t page_room(const unsigned char *p)
 {
-    if (!block_reads_allowed())
-        return 0;
     return kPage - (reinterpret_cast<uintptr_t>(p) & (kPage - 1));
+}
+
+// The two walks below, octet by octet.
+size_t first_difference_by_octet(const unsigned char *a, const unsigned char *b)
+{
+    size_t i = 0;
+    while (a[i] == b[i] && a[i] != 0)
+        ++i;
+    return i;
+}
+
+size_t first_non_blank_by_octet(const unsigned char *text, size_t i)
+{
+    while (text[i] == ' ')
+        ++i;
+    return i;
 }
 
 // The first index from 0 at which a and b differ or a ends. Blocks are
@@ -190,14 +204,15 @@ int32_t compare_blank_padded(const char *a, const char *b, size_t padded)
 {
     const auto *ua = reinterpret_cast<const unsigned char *>(a);
     const auto *ub = reinterpret_cast<const unsigned char *>(b);
-    size_t k = first_difference(ua, ub);
+    bool blocks = block_reads_allowed();
+    size_t k = blocks ? first_difference(ua, ub) : first_difference_by_octet(ua, ub);
     if (ua[k] == ub[k])
         return 0;  // both end here
     if (ua[k] != 0 && ub[k] != 0)
         return static_cast<int32_t>(ua[k]) - static_cast<int32_t>(ub[k]);
     bool a_longer = ua[k] != 0;
     const unsigned char *longer = a_longer ? ua : ub;
-    size_t j = first_non_blank(longer, k);
+    size_t j = blocks ? first_non_blank(longer, k) : first_non_blank_by_octet(longer, k);
     int pad;
     int c;
     if (j > padded) {
