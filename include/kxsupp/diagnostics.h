@@ -81,7 +81,10 @@ KX_API int16_t GetDiagField(int32_t handle_type, ErrorHeader *header,
 #include <stdarg.h>
 
 /* The trace switch: a line is written only when its category has a bit in
-   common with this mask. 0 (the default) turns tracing off entirely. */
+   common with this mask. 0 (the default) turns tracing off entirely. The
+   library reads it atomically; an application that changes it while other
+   threads trace should write it atomically too
+   (__atomic_store_n(&error_mask, mask, __ATOMIC_RELAXED)). */
 KX_API extern uint32_t error_mask;
 
 /* Writes one trace line "[pid]tag@nnnn" padded to column 30, ":", the

@@ -11,6 +11,11 @@
  *  4. The string-buffer copies follow ODBC's output-buffer contract: a null
  *     source is the empty string, the result is 1 when truncated and 0
  *     otherwise, and the full source length is always reported.
+ *  5. A handle (and what lives in it) is used by one thread at a time;
+ *     threads that each work on their own handles need no lock. Freed
+ *     blocks are kept for reuse by the thread that frees them (node kinds:
+ *     up to 10 a kind; ordinary blocks up to 1024 bytes: up to 64 KiB in
+ *     all) and go back to the system heap when that thread exits.
  */
 #ifndef KXSUPP_MEMORY_H
 #define KXSUPP_MEMORY_H
@@ -37,8 +42,8 @@ KX_API void *kx_mem_alloc(MemHandle *handle, size_t size);
 /* As kx_mem_alloc, with a destructor run when the block dies. */
 KX_API void *kx_mem_alloc_ex(MemHandle *handle, size_t size,
                              MemDestructor destructor);
-/* A block of a fixed-size record kind, recycled through a per-kind cache of
-   at most 10 blocks, the most recently freed reused first. A kind must
+/* A block of a fixed-size record kind, recycled through the calling thread's
+   per-kind cache of at most 10 blocks, the most recently freed reused first. A kind must
    always be asked for with the same size; negative kinds and kinds of 1000
    and above are never cached. Contents are not cleared. Null on failure. */
 KX_API void *kx_mem_alloc_node(MemHandle *handle, size_t size, int32_t kind);
