@@ -22,13 +22,23 @@ namespace {
 constexpr int32_t kDefaultBuckets = 53;
 
 // A table made by kx_add_hash_item for a null table argument. The caller is
-// never given it; it is kept on a chain so it stays reachable.
+// never given it; it is kept on a chain so it stays reachable. Threads may
+// add to the chain at once: a new table is pushed with compare-and-swap.
 struct OrphanTable {
     HashTable table;
     OrphanTable *next;
 };
 
 OrphanTable *orphan_tables;
+
+void push_orphan(OrphanTable *orphan)
+{
+    OrphanTable *head = __atomic_load_n(&orphan_tables, __ATOMIC_RELAXED);
+    do {
+        orphan->next = head;
+    } while (!__atomic_compare_exchange_n(&orphan_tables, &head, orphan, true,
+                                          __ATOMIC_RELEASE, __ATOMIC_RELAXED));
+}
 
 uint32_t bucket_of(const char *key, int32_t bucket_count)
 {
@@ -69,17 +79,28 @@ namespace kx {
 
 HashTable *hash_orphan_table()
 {
-    return orphan_tables != nullptr ? &orphan_tables->table : nullptr;
+    OrphanTable *head = __atomic_load_n(&orphan_tables, __ATOMIC_ACQUIRE);
+    return head != nullptr ? &head->table : nullptr;
+}
+
+size_t hash_orphan_table_count()
+{
+    size_t count = 0;
+    for (OrphanTable *t = __atomic_load_n(&orphan_tables, __ATOMIC_ACQUIRE); t != nullptr;
+         t = t->next)
+        count++;
+    return count;
 }
 
 void hash_free_orphan_tables()
 {
-    while (orphan_tables != nullptr) {
-        OrphanTable *orphan = orphan_tables;
-        orphan_tables = orphan->next;
+    OrphanTable *orphan = __atomic_exchange_n(&orphan_tables, nullptr, __ATOMIC_ACQUIRE);
+    while (orphan != nullptr) {
+        OrphanTable *next = orphan->next;
         kx_flush_hash_table(&orphan->table, nullptr, 0);
         std::free(orphan->table.buckets);
         std::free(orphan);
+        orphan = next;
     }
 }
 
@@ -114,8 +135,7 @@ KX_API HashItem *kx_add_hash_item(const char *key, HashTable *table)
             std::free(orphan);
             return nullptr;
         }
-        orphan->next = orphan_tables;
-        orphan_tables = orphan;
+        push_orphan(orphan);
         table = &orphan->table;
     }
     HashItem **link = find_link(key, table);

@@ -10,6 +10,8 @@ namespace kx {
 // The newest table that kx_add_hash_item made for a null table argument, or
 // null when there is none.
 HashTable *hash_orphan_table();
+// The number of such tables.
+size_t hash_orphan_table_count();
 // Frees every such table and its items (not their keys or data).
 void hash_free_orphan_tables();
 

@@ -13,12 +13,14 @@
 
 #include <gtest/gtest.h>
 
+#include "memory/hashlib_internal.h"
 #include "support/kx_test_files.h"
 
 #include <limits.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -91,6 +93,7 @@ public:
             diagnostics(root);
             connection_strings(root);
             long_buffers(root);
+            hash_tables();
             trace();
             kx_mem_release_handle(root);
         }
@@ -311,6 +314,39 @@ private:
         kx_mem_free(root, lb);
     }
 
+    // A table of the thread's own, and an item in a table made for a null
+    // table argument, which every thread adds to the library's chain of such
+    // tables at once.
+    void hash_tables()
+    {
+        static const char *const keys[] = {"alpha", "beta", "gamma", "delta", "epsilon"};
+        HashTable *table = kx_make_hash_table(7);
+        expect(table != nullptr, "kx_make_hash_table");
+        if (table == nullptr)
+            return;
+        for (int k = 0; k < 5; k++) {
+            HashItem *item = kx_add_hash_item(keys[k], table);
+            expect(item != nullptr && item->use_count == 0, "new item");
+            if (item != nullptr)
+                item->data = id_ * 1000 + k;
+        }
+        for (int k = 0; k < 5; k++) {
+            HashItem *item = kx_find_hash_item(keys[k], table);
+            expect(item != nullptr && item->data == id_ * 1000 + k && item->use_count == 1,
+                   std::string("found ") + keys[k]);
+        }
+        HashItem *removed = kx_remove_hash_item("gamma", table);
+        expect(removed != nullptr && kx_find_hash_item("gamma", table) == nullptr,
+               "removed item");
+        std::free(removed);
+        kx_flush_hash_table(table, nullptr, 0);
+        kx_dispose_hash_table(table);
+        if (round_ % 50 == 0) {
+            HashItem *orphan = kx_add_hash_item(keys[id_ % 5], nullptr);
+            expect(orphan != nullptr && orphan->key == keys[id_ % 5], "item of a new table");
+        }
+    }
+
     // Lines in both categories; only the counted ones are certain to be
     // written.
     void trace()
@@ -360,6 +396,7 @@ TEST_F(ThreadsStress, EightThreadsEachOnTheirOwnHandles)
 {
     Failures failures;
     Names names;
+    size_t orphans_before = kx::hash_orphan_table_count();
     std::atomic<int> ready{0};
     std::atomic<bool> done{false};
     std::vector<std::thread> threads;
@@ -383,6 +420,10 @@ TEST_F(ThreadsStress, EightThreadsEachOnTheirOwnHandles)
 
     for (const std::string &f : failures.list)
         ADD_FAILURE() << f;
+    // Every thread's tables made for a null table argument are on the chain.
+    EXPECT_EQ(kx::hash_orphan_table_count() - orphans_before,
+              static_cast<size_t>(kThreads * ((kRounds + 49) / 50)));
+    kx::hash_free_orphan_tables();
     EXPECT_EQ(names.seen.size(), static_cast<size_t>(kThreads * kRounds));
     EXPECT_EQ(names.repeated, 0);
 
