@@ -64,7 +64,7 @@ struct SortKey {
 // A parsed statement: SELECT items over an optional row source.
 struct Query {
     MemHandle *mem = nullptr;                  // the nodes and literal leaves
-    ParseNode *tree = nullptr;                 // cursor specification (113)
+    ParseNode *tree = nullptr;                 // the query (node kind 113)
     std::vector<ParseNode *> items;            // select-list expressions
     std::vector<std::string> names;            // their column names
     enum class Source { kNone, kValues, kSeries } source = Source::kNone;
