@@ -35,6 +35,20 @@ namespace {
 constexpr int kThreads = 8;
 constexpr int kRounds = 600;
 
+// Texts joined by appending, piece by piece ("literal" + std::string draws a
+// false -Wrestrict from GCC 12 at -O3).
+std::string piece(const std::string &text) { return text; }
+std::string piece(const char *text) { return text; }
+std::string piece(int number) { return std::to_string(number); }
+
+template <typename... Parts>
+std::string cat(const Parts &...parts)
+{
+    std::string joined;
+    ((joined += piece(parts)), ...);
+    return joined;
+}
+
 // Trace categories: lines of kCounted are always on, so their number is
 // exact; kFlipped is switched on and off by another thread while the
 // workers trace.
@@ -49,8 +63,7 @@ struct Failures {
     {
         std::lock_guard<std::mutex> lock(mutex);
         if (list.size() < 20)
-            list.push_back("thread " + std::to_string(thread) + " round " +
-                           std::to_string(round) + ": " + what);
+            list.push_back(cat("thread ", thread, " round ", round, ": ", what));
     }
 };
 
@@ -109,7 +122,7 @@ private:
     }
     std::string mark() const
     {
-        return "t" + std::to_string(id_) + "r" + std::to_string(round_);
+        return cat("t", id_, "r", round_);
     }
 
     // A tree of handles holding ordinary blocks of the cached sizes and
@@ -203,7 +216,7 @@ private:
     // duplicated and released.
     void values(MemHandle *root)
     {
-        std::string base = "value-" + mark();
+        std::string base = cat("value-", mark());
         Value *a = text_value(root, base, static_cast<int32_t>(base.size()));
         Value *b = text_value(root, base + "   ", static_cast<int32_t>(base.size()) + 3);
         Value *c = text_value(root, base + "x", static_cast<int32_t>(base.size()) + 1);
@@ -247,12 +260,11 @@ private:
             int16_t length = 0;
             int16_t rc = GetDiagRec(header, k + 1, state, &native, message,
                                     sizeof message, &length);
-            std::string expected = "[Varnel ODBC]failure " + std::to_string(k) +
-                                   " of " + mark();
+            std::string expected = cat("[Varnel ODBC]failure ", k, " of ", mark());
             expect(rc == 0 && std::string(state) == "HY000" && native == 100 + k &&
                        message == expected &&
                        length == static_cast<int16_t>(expected.size()),
-                   "GetDiagRec " + std::to_string(k + 1) + ": " + message);
+                   cat("GetDiagRec ", k + 1, ": ", message));
         }
         char state[6] = {};
         expect(GetDiagRec(header, 4, state, nullptr, nullptr, 0, nullptr) == 100,
@@ -263,8 +275,8 @@ private:
     // A connection string parsed, changed and generated again.
     void connection_strings(MemHandle *root)
     {
-        std::string user = "user" + mark();
-        std::string text = "DSN=Sales;UID=" + user + ";PWD=secret";
+        std::string user = cat("user", mark());
+        std::string text = cat("DSN=Sales;UID=", user, ";PWD=secret");
         ConnectionString cs;
         init_con_str(&cs);
         parse_connection_string(&cs, root, text.c_str(), KX_NTS, 0);
@@ -274,7 +286,7 @@ private:
         modify_connection_string(&cs, "PWD", "changed", root);
         char out[256] = {};
         generate_connection_string_ex(&cs, out);
-        expect(std::string(out) == "DSN=Sales;UID=" + user + ";PWD=changed;",
+        expect(std::string(out) == cat("DSN=Sales;UID=", user, ";PWD=changed;"),
                std::string("generated: ") + out);
     }
 
@@ -288,9 +300,9 @@ private:
         names_->add(lb->file_name);
         std::string whole;
         for (int k = 0; k < 5; k++) {
-            std::string piece = mark() + "/piece" + std::to_string(k) + ";";
-            append_to_long_buffer(lb, piece.c_str(), KX_NTS);
-            whole += piece;
+            std::string part = cat(mark(), "/piece", k, ";");
+            append_to_long_buffer(lb, part.c_str(), KX_NTS);
+            whole += part;
         }
         expect(long_buffer_length(lb) == static_cast<int32_t>(whole.size()),
                "long buffer length");
@@ -351,7 +363,7 @@ private:
     // written.
     void trace()
     {
-        std::string tag = "stress" + std::to_string(id_);
+        std::string tag = cat("stress", id_);
         log_message(tag.c_str(), round_, kCounted, "round=%I mark=%s rc=%e", round_,
                     mark().c_str(), 0);
         log_message(tag.c_str(), round_, kFlipped, "flipped %I", round_);
@@ -371,10 +383,10 @@ protected:
         ASSERT_NE(getcwd(saved_cwd_, sizeof saved_cwd_), nullptr);
         dir_ = kxtest::make_temp_dir("kxstress.");
         ASSERT_FALSE(dir_.empty());
-        log_ = dir_ + "/trace.log";
-        kxtest::write_file(dir_ + "/odbc.ini", "{default}\nblob_path = " + dir_ +
-                                                   "\n{settings}\nlog_file = " +
-                                                   log_ + "\n");
+        log_ = cat(dir_, "/trace.log");
+        kxtest::write_file(cat(dir_, "/odbc.ini"), cat("{default}\nblob_path = ", dir_,
+                                                       "\n{settings}\nlog_file = ", log_,
+                                                       "\n"));
         ASSERT_EQ(chdir(dir_.c_str()), 0);
         saved_mask_ = __atomic_load_n(&error_mask, __ATOMIC_RELAXED);
         __atomic_store_n(&error_mask, kCounted, __ATOMIC_RELAXED);
@@ -444,8 +456,8 @@ TEST_F(ThreadsStress, EightThreadsEachOnTheirOwnHandles)
                 broken++;
                 continue;
             }
-            counted[line.substr(0, colon + 1) + body.substr(0, mark) + " " +
-                    body.substr(arrow + 2)]++;
+            counted[cat(line.substr(0, colon + 1), body.substr(0, mark), " ",
+                        body.substr(arrow + 2))]++;
         } else if (body.rfind("flipped ", 0) == 0) {
             flipped++;
         } else {
@@ -459,12 +471,10 @@ TEST_F(ThreadsStress, EightThreadsEachOnTheirOwnHandles)
         for (int r = 0; r < kRounds; r++) {
             std::string number = std::to_string(r);
             number.insert(0, 4 - number.size(), '0');
-            std::string header = "[" + std::to_string(static_cast<int>(getpid())) +
-                                 "]stress" + std::to_string(t) + "@" + number;
+            std::string header =
+                cat("[", static_cast<int>(getpid()), "]stress", t, "@", number);
             header.resize(30, ' ');
-            std::string key = header + ":round=" + std::to_string(r) + " t" +
-                              std::to_string(t) + "r" + std::to_string(r) +
-                              " rc=SQL_SUCCESS";
+            std::string key = cat(header, ":round=", r, " t", t, "r", r, " rc=SQL_SUCCESS");
             EXPECT_EQ(counted[key], 1) << key;
         }
 }
