@@ -21,6 +21,8 @@
 #include <pwd.h>
 #include <random>
 #include <string>
+#include <csignal>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -52,13 +54,24 @@ void nobody_ids(uid_t *uid, gid_t *gid)
     *gid = pw != nullptr ? pw->pw_gid : 65534;
 }
 
-// Runs body in a child process that file permissions bind (root gives up
-// its identity for "nobody"'s) and returns the text body made there.
+// A child that ran its body leaves through exit(), so that an instrumented
+// build writes the child's coverage counts; the parent flushed its output
+// before the fork, so nothing buffered is written twice.
+[[noreturn]] void leave_child()
+{
+    std::exit(0);
+}
+
+// Runs body in a child process that file permissions bind (root takes
+// "nobody"'s identity as its effective one) and returns the text body made
+// there. Root takes its own identity back before the child flushes its
+// coverage counts, so that the counts may be written.
 std::string in_unprivileged_child(const std::function<std::string()> &body)
 {
     int fds[2];
     if (pipe(fds) != 0)
         return "<no pipe>";
+    std::fflush(nullptr);
     pid_t pid = fork();
     if (pid < 0)
         return "<no child>";
@@ -68,10 +81,12 @@ std::string in_unprivileged_child(const std::function<std::string()> &body)
             uid_t uid;
             gid_t gid;
             nobody_ids(&uid, &gid);
-            if (setgroups(0, nullptr) != 0 || setgid(gid) != 0 || setuid(uid) != 0)
+            if (setgroups(0, nullptr) != 0 || setegid(gid) != 0 || seteuid(uid) != 0)
                 _exit(2);
         }
         std::string text = body();
+        if (getuid() == 0 && (seteuid(0) != 0 || setegid(0) != 0))
+            _exit(3);
         size_t done = 0;
         while (done < text.size()) {
             ssize_t put = write(fds[1], text.data() + done, text.size() - done);
@@ -80,7 +95,7 @@ std::string in_unprivileged_child(const std::function<std::string()> &body)
             done += static_cast<size_t>(put);
         }
         close(fds[1]);
-        _exit(0);
+        leave_child();
     }
     close(fds[1]);
     std::string text;
@@ -533,15 +548,17 @@ TEST_F(Registry, FailedBackupLeavesTheFileAlone)
 
 TEST_F(Registry, UnwritableDirectoryFailsAtTheRename)
 {
-    if (geteuid() == 0)
-        GTEST_SKIP() << "permissions do not bind root";
     const std::string before = "[S]\nk = 1\n";
     write_file(path, before);
     ASSERT_EQ(chmod(dir.c_str(), 0555), 0);
-    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "2"), -1);
-    EXPECT_EQ(std::string(registry_error(handle)),
-              "Failed to rename " + path + " to " + path + "~, " + std::strerror(EACCES));
+    std::string seen = in_unprivileged_child([&] {
+        std::string text = std::to_string(set_profile_string(handle, 2, "S", "k", "2"));
+        return text + "|" + registry_error(handle);
+    });
+    EXPECT_EQ(seen, "-1|Failed to rename " + path + " to " + path + "~, " +
+                        std::strerror(EACCES));
     EXPECT_EQ(read_file(path), before);
+    EXPECT_FALSE(kxtest::exists(path + "~"));
     chmod(dir.c_str(), 0755);
 }
 
@@ -575,6 +592,130 @@ TEST_F(Registry, UnreadableFileFailsAsTheBackupsInput)
     EXPECT_EQ(read_file(path), before);
     ASSERT_EQ(chmod((path + "~").c_str(), 0644), 0);
     EXPECT_EQ(read_file(path + "~"), before);
+}
+
+// Runs body in a child process whose files may not grow past limit octets
+// (a write beyond it fails with EFBIG instead of raising SIGXFSZ) and
+// returns the text body made there.
+std::string in_child_with_file_limit(rlim_t limit, const std::function<std::string()> &body)
+{
+    int fds[2];
+    if (pipe(fds) != 0)
+        return "<no pipe>";
+    std::fflush(nullptr);
+    pid_t pid = fork();
+    if (pid < 0)
+        return "<no child>";
+    if (pid == 0) {
+        close(fds[0]);
+        signal(SIGXFSZ, SIG_IGN);
+        struct rlimit before;
+        if (getrlimit(RLIMIT_FSIZE, &before) != 0)
+            _exit(2);
+        struct rlimit rl = {limit, before.rlim_max};
+        if (setrlimit(RLIMIT_FSIZE, &rl) != 0)
+            _exit(2);
+        std::string text = body();
+        if (write(fds[1], text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+            _exit(3);
+        close(fds[1]);
+        if (setrlimit(RLIMIT_FSIZE, &before) != 0)
+            _exit(4);
+        leave_child();
+    }
+    close(fds[1]);
+    std::string text;
+    char buffer[512];
+    ssize_t got;
+    while ((got = read(fds[0], buffer, sizeof buffer)) > 0)
+        text.append(buffer, static_cast<size_t>(got));
+    close(fds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return "<child failed>";
+    return text;
+}
+
+// The backup is a copy of the old contents; when the disk will not take
+// that copy, the write fails as the rename to the backup and the file keeps
+// its contents.
+TEST_F(Registry, FullDiskFailsAtTheBackup)
+{
+    const std::string before = "[S]\nk = 1\n# " + std::string(200, 'c') + "\n";
+    write_file(path, before);
+    std::string seen = in_child_with_file_limit(64, [&] {
+        std::string text = std::to_string(set_profile_string(handle, 2, "S", "k", "2"));
+        return text + "|" + registry_error(handle);
+    });
+    EXPECT_EQ(seen, "-1|Failed to rename " + path + " to " + path + "~, " +
+                        std::strerror(EFBIG));
+    EXPECT_EQ(read_file(path), before);
+    EXPECT_FALSE(kxtest::exists(path + "~"));
+    EXPECT_EQ(kxtest::directory_entries(dir).size(), 1u);
+}
+
+// When the backup fits but the new contents do not, the write fails as
+// creating the file anew; the backup remains and the file is not cut short.
+TEST_F(Registry, FullDiskFailsAtTheNewFile)
+{
+    const std::string before = "[S]\nk = 1\n";
+    write_file(path, before);
+    const std::string value(100, 'v');
+    std::string seen = in_child_with_file_limit(64, [&] {
+        std::string text =
+            std::to_string(set_profile_string(handle, 2, "S", "k", value.c_str()));
+        return text + "|" + registry_error(handle);
+    });
+    EXPECT_EQ(seen, "-1|Failed to open " + path + " for output, " + std::strerror(EFBIG));
+    EXPECT_EQ(read_file(path), before);
+    EXPECT_EQ(read_file(path + "~"), before);
+    EXPECT_EQ(kxtest::directory_entries(dir).size(), 2u);
+}
+
+// A file that opens but cannot be read (memory at address zero) gives no
+// lines: a read keeps the default, a write fails as the input and leaves
+// no backup.
+TEST_F(Registry, UnreadableContentsKeepTheDefault)
+{
+    set_config(handle, "/proc/self/mem");
+    for (bool cached : {true, false}) {
+        kx::profile_cache_enable(cached);
+        char out[32];
+        EXPECT_EQ(get_profile_string(handle, 2, "S", "k", "d", out, 32), 0);
+        EXPECT_STREQ(out, "d");
+        EXPECT_STREQ(registry_error(handle), "Unknown error");
+    }
+    kx::profile_cache_enable(true);
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "2"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)),
+              std::string("Failed to open /proc/self/mem for input, ") + std::strerror(EIO));
+}
+
+// A file whose size the system reports as zero is read to its end all the
+// same: the process's status file has lines, but none of them a section.
+TEST_F(Registry, FileLongerThanItsReportedSizeIsReadToTheEnd)
+{
+    set_config(handle, "/proc/self/status");
+    char out[32];
+    EXPECT_EQ(get_profile_string(handle, 0, "default", "Name:", "d", out, 32), 0);
+    EXPECT_STREQ(out, "d");
+    EXPECT_STREQ(registry_error(handle), "Unknown error");
+}
+
+// A file of many lines is rewritten whole: every line after the setting is
+// copied unchanged, "%" signs included.
+TEST_F(Registry, WriteOfALargeFileCopiesEveryLaterLine)
+{
+    std::string tail;
+    for (int i = 0; i < 400; i++)
+        tail += "[S" + std::to_string(i) + "]\nkey" + std::to_string(i) + " = 100% value\n";
+    ASSERT_GT(tail.size(), 8192u);
+    write_file(path, "[Sales]\nServer = alpha\n" + tail);
+    ASSERT_EQ(set_profile_string(handle, 2, "Sales", "Server", "beta"), 0)
+        << registry_error(handle);
+    EXPECT_EQ(read_file(path), "[Sales]\nServer = beta\n" + tail);
+    EXPECT_EQ(get(2, "S399", "KEY399"), "100% value");
 }
 
 TEST_F(Registry, WriteKeepsPermissions)

@@ -1,0 +1,184 @@
+// Tests of the profile store when memory runs out: the handle cannot be
+// made, a read still answers (the parsed-file cache gives way to reading
+// line by line) or fails as the file's opening, and a write fails without
+// touching the file.
+//
+// The program replaces the system allocator (malloc, calloc, realloc and
+// free, as the C library allows) with one that passes every request to the
+// C library's own allocator until a test asks it to fail the n-th request
+// from now.
+#include "kxsupp/config.h"
+#include "config/registry_internal.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include "support/kx_test_files.h"
+
+extern "C" {
+void *__libc_malloc(size_t size);
+void *__libc_calloc(size_t count, size_t size);
+void *__libc_realloc(void *p, size_t size);
+void __libc_free(void *p);
+}
+
+namespace {
+
+// Requests still to pass before one fails; negative when none is to fail.
+thread_local long g_requests_before_failure = -1;
+thread_local bool g_failed = false;
+
+bool this_request_fails()
+{
+    if (g_requests_before_failure < 0)
+        return false;
+    if (g_requests_before_failure-- > 0)
+        return false;
+    g_failed = true;
+    errno = ENOMEM;
+    return true;
+}
+
+// Fails the request that comes after n others (n = 0: the next one).
+void fail_request_after(long n)
+{
+    g_requests_before_failure = n;
+    g_failed = false;
+}
+
+// Stops failing; true when a request was failed since fail_request_after.
+bool stop_failing()
+{
+    g_requests_before_failure = -1;
+    return g_failed;
+}
+
+}  // namespace
+
+extern "C" void *malloc(size_t size) noexcept
+{
+    return this_request_fails() ? nullptr : __libc_malloc(size);
+}
+
+extern "C" void *calloc(size_t count, size_t size) noexcept
+{
+    return this_request_fails() ? nullptr : __libc_calloc(count, size);
+}
+
+extern "C" void *realloc(void *p, size_t size) noexcept
+{
+    return this_request_fails() ? nullptr : __libc_realloc(p, size);
+}
+
+extern "C" void free(void *p) noexcept
+{
+    __libc_free(p);
+}
+
+namespace {
+
+const std::string kNoMemory = std::strerror(ENOMEM);
+
+class RegistryAlloc : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        dir = kxtest::make_temp_dir("kx_registry_alloc_");
+        path = dir + "/odbc.ini";
+        handle = open_registry();
+        ASSERT_NE(handle, nullptr);
+        set_config(handle, path.c_str());
+        kx::profile_cache_enable(true);
+        kx::profile_cache_clear();
+    }
+    void TearDown() override
+    {
+        stop_failing();
+        close_registry(handle);
+        EXPECT_TRUE(kxtest::remove_tree(dir));
+    }
+    std::string dir;
+    std::string path;
+    ProfileHandle *handle = nullptr;
+};
+
+TEST_F(RegistryAlloc, NoHandleWithoutMemory)
+{
+    fail_request_after(0);
+    ProfileHandle *none = open_registry();
+    EXPECT_TRUE(stop_failing());
+    EXPECT_EQ(none, nullptr);
+}
+
+// Whichever request fails, a read gives the setting, or fails as opening
+// the file does (the default stays); one whose cache could not be built
+// answers by reading the file line by line.
+TEST_F(RegistryAlloc, ReadAnswersOrFailsAsTheOpening)
+{
+    kxtest::write_file(path, "[Other]\nServer = no\n[Sales]\n# c\nServer = alpha  \n");
+    int answered_despite_failure = 0;
+    int open_failures = 0;
+    for (long n = 0;; n++) {
+        kx::profile_cache_clear();
+        char out[32];
+        fail_request_after(n);
+        int32_t rc = get_profile_string(handle, 2, "sales", "SERVER", "d", out, 32);
+        bool failed = stop_failing();
+        std::string error = registry_error(handle);
+        if (rc == 0) {
+            EXPECT_STREQ(out, "alpha") << "request " << n;
+            EXPECT_EQ(error, "Unknown error");
+            if (failed)
+                answered_despite_failure++;
+        } else {
+            EXPECT_EQ(rc, -1);
+            EXPECT_STREQ(out, "d") << "request " << n;
+            EXPECT_EQ(error, "Failed to open " + path + " for input, " + kNoMemory);
+            open_failures++;
+        }
+        if (!failed)
+            break;
+        ASSERT_LT(n, 100) << "the read never stops asking for memory";
+    }
+    EXPECT_GE(answered_despite_failure, 3);
+}
+
+// A write that cannot get memory for the old or the new contents fails
+// with the file as it was; one that goes through has the new setting.
+TEST_F(RegistryAlloc, WriteFailsWithoutTouchingTheFile)
+{
+    const std::string before = "[Sales]\nServer = alpha\n[Other]\nA = 1\n";
+    const std::string after = "[Sales]\nServer = beta\n[Other]\nA = 1\n";
+    int output_failures = 0;
+    int input_failures = 0;
+    for (long n = 0;; n++) {
+        kxtest::write_file(path, before);
+        fail_request_after(n);
+        int32_t rc = set_profile_string(handle, 2, "Sales", "Server", "beta");
+        bool failed = stop_failing();
+        std::string error = registry_error(handle);
+        if (rc == 0) {
+            EXPECT_EQ(kxtest::read_file(path), after) << "request " << n;
+            EXPECT_EQ(kxtest::read_file(path + "~"), before);
+        } else {
+            EXPECT_EQ(rc, -1);
+            EXPECT_EQ(kxtest::read_file(path), before) << "request " << n;
+            if (error == "Failed to open " + path + " for output, " + kNoMemory)
+                output_failures++;
+            else if (error == "Failed to open " + path + " for input, " + kNoMemory)
+                input_failures++;
+            else
+                ADD_FAILURE() << "request " << n << ": " << error;
+        }
+        if (!failed)
+            break;
+        ASSERT_LT(n, 100) << "the write never stops asking for memory";
+    }
+    EXPECT_GE(output_failures, 1);
+    EXPECT_GE(input_failures, 1);
+}
+
+}  // namespace
