@@ -146,6 +146,33 @@ TEST_F(RegistryAlloc, ReadAnswersOrFailsAsTheOpening)
     EXPECT_GE(answered_despite_failure, 3);
 }
 
+// A file longer than its reported size (a /proc file reports none) needs
+// its buffer grown while it is read; when that fails, the read still ends
+// with the default, or fails as the opening.
+TEST_F(RegistryAlloc, GrowingReadAnswersOrFailsAsTheOpening)
+{
+    set_config(handle, "/proc/self/status");
+    int answered_despite_failure = 0;
+    for (long n = 0;; n++) {
+        char out[32];
+        fail_request_after(n);
+        int32_t rc = get_profile_string(handle, 0, "default", "Name:", "d", out, 32);
+        bool failed = stop_failing();
+        EXPECT_STREQ(out, "d") << "request " << n;
+        if (rc == 0) {
+            EXPECT_STREQ(registry_error(handle), "Unknown error");
+            answered_despite_failure += failed ? 1 : 0;
+        } else {
+            EXPECT_EQ(std::string(registry_error(handle)),
+                      "Failed to open /proc/self/status for input, " + kNoMemory);
+        }
+        if (!failed)
+            break;
+        ASSERT_LT(n, 100) << "the read never stops asking for memory";
+    }
+    EXPECT_GE(answered_despite_failure, 2);
+}
+
 // A write that cannot get memory for the old or the new contents fails
 // with the file as it was; one that goes through has the new setting.
 TEST_F(RegistryAlloc, WriteFailsWithoutTouchingTheFile)

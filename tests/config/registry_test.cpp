@@ -718,6 +718,58 @@ TEST_F(Registry, WriteOfALargeFileCopiesEveryLaterLine)
     EXPECT_EQ(get(2, "S399", "KEY399"), "100% value");
 }
 
+// An unreadable file is given its backup name before the write fails; when
+// even that cannot be done, the write fails as the rename, and the file
+// keeps its one name and its contents.
+TEST_F(Registry, UnreadableFileWhoseBackupCannotBeMadeFailsAtTheRename)
+{
+    const std::string before = "[S]\nk = 1\n";
+    const std::string backup = path + "~";
+    auto attempt = [&] {
+        return in_unprivileged_child([&] {
+            std::string text = std::to_string(set_profile_string(handle, 2, "S", "k", "2"));
+            return text + "|" + registry_error(handle);
+        });
+    };
+    auto rename_failure = [&](int error) {
+        return "-1|Failed to rename " + path + " to " + backup + ", " + std::strerror(error);
+    };
+    uid_t uid = geteuid();
+    gid_t gid = getegid();
+    if (uid == 0)
+        nobody_ids(&uid, &gid);
+
+    // No room for the backup's temporary name: the directory is read-only.
+    write_file(path, before);
+    ASSERT_EQ(chown(path.c_str(), uid, gid), 0);
+    ASSERT_EQ(chmod(path.c_str(), 0), 0);
+    ASSERT_EQ(chmod(dir.c_str(), 0555), 0);
+    EXPECT_EQ(attempt(), rename_failure(EACCES));
+    ASSERT_EQ(chmod(dir.c_str(), 0700), 0);
+    EXPECT_EQ(kxtest::directory_entries(dir).size(), 1u);
+
+    // The backup name is taken by a directory that is not empty.
+    ASSERT_EQ(chown(dir.c_str(), uid, gid), 0);
+    ASSERT_EQ(mkdir(backup.c_str(), 0755), 0);
+    write_file(backup + "/kept", "x");
+    EXPECT_EQ(attempt(), rename_failure(EISDIR));
+    EXPECT_EQ(kxtest::directory_entries(dir).size(), 2u);
+    EXPECT_EQ(read_file(backup + "/kept"), "x");
+    ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+    EXPECT_EQ(read_file(path), before);
+
+    // Another account's file the caller may neither read nor link to (the
+    // system's protected hard links).
+    if (geteuid() != 0 || kxtest::read_file("/proc/sys/fs/protected_hardlinks") != "1\n")
+        return;
+    ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
+    ASSERT_EQ(chmod(path.c_str(), 0), 0);
+    EXPECT_EQ(attempt(), rename_failure(EPERM));
+    EXPECT_EQ(kxtest::directory_entries(dir).size(), 2u);
+    ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+    EXPECT_EQ(read_file(path), before);
+}
+
 TEST_F(Registry, WriteKeepsPermissions)
 {
     write_file(path, "[S]\nk = 1\n");
@@ -980,6 +1032,88 @@ TEST_F(Registry, WriteThroughADanglingLinkNamesItsTarget)
 // A path that names a directory cannot be opened as a profile: the read
 // fails as for a file that cannot be opened, with the system's text for a
 // directory, whether or not parsed files are cached.
+// A dangling link is followed however its text is written: absolute, a
+// bare name taken from the current directory, through a second link, or
+// into the root directory.
+TEST_F(Registry, WriteThroughDanglingLinksOfEveryForm)
+{
+    const std::string real_dir = real_path(dir);
+    auto rename_failure = [](const std::string &target) {
+        return "Failed to rename " + target + " to " + target + "~, " + std::strerror(ENOENT);
+    };
+
+    const std::string absolute = dir + "/absolute.link";
+    ASSERT_EQ(symlink((real_dir + "/abs.ini").c_str(), absolute.c_str()), 0);
+    set_config(handle, absolute.c_str());
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)), rename_failure(real_dir + "/abs.ini"));
+
+    const std::string first = dir + "/first.link";
+    ASSERT_EQ(symlink("second.link", first.c_str()), 0);
+    ASSERT_EQ(symlink("chained.ini", (dir + "/second.link").c_str()), 0);
+    set_config(handle, first.c_str());
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)), rename_failure(real_dir + "/chained.ini"));
+
+    char cwd[PATH_MAX];
+    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    ASSERT_EQ(chdir(dir.c_str()), 0);
+    ASSERT_EQ(symlink("bare.ini", "bare.link"), 0);
+    set_config(handle, "bare.link");
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    std::string bare_error = registry_error(handle);
+    ASSERT_EQ(chdir(cwd), 0);
+    EXPECT_EQ(bare_error, rename_failure(real_dir + "/bare.ini"));
+
+    const std::string in_root = "/kx_registry_missing_" + std::to_string(getpid()) + ".ini";
+    const std::string rooted = dir + "/rooted.link";
+    ASSERT_EQ(symlink(in_root.c_str(), rooted.c_str()), 0);
+    set_config(handle, rooted.c_str());
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)), rename_failure(in_root));
+    EXPECT_FALSE(kxtest::exists(in_root));
+
+    EXPECT_EQ(listing(dir), "absolute.link\nbare.link\nfirst.link\nrooted.link\nsecond.link\n");
+}
+
+// A link that cannot be followed to a name (a loop, a link through a plain
+// file, a text too long to join to its directory) leaves the path as it is,
+// and the write fails on it.
+TEST_F(Registry, WriteThroughLinksThatLeadNowhereFailsOnThePath)
+{
+    auto rename_failure = [](const std::string &path, int error) {
+        return "Failed to rename " + path + " to " + path + "~, " + std::strerror(error);
+    };
+
+    const std::string loop = dir + "/a.link";
+    ASSERT_EQ(symlink("b.link", loop.c_str()), 0);
+    ASSERT_EQ(symlink("a.link", (dir + "/b.link").c_str()), 0);
+    set_config(handle, loop.c_str());
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)), rename_failure(loop, ELOOP));
+
+    write_file(dir + "/plain.ini", "[S]\nk = 1\n");
+    const std::string through_file = dir + "/through.link";
+    ASSERT_EQ(symlink("plain.ini/odbc.ini", through_file.c_str()), 0);
+    set_config(handle, through_file.c_str());
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)), rename_failure(through_file, ENOTDIR));
+    EXPECT_EQ(read_file(dir + "/plain.ini"), "[S]\nk = 1\n");
+
+    std::string long_text;
+    while (long_text.size() + 2 + 11 < PATH_MAX - 1)
+        long_text += "./";
+    long_text += "missing.ini";
+    ASSERT_GT(dir.size() + 1 + long_text.size(), static_cast<size_t>(PATH_MAX));
+    const std::string long_link = dir + "/long.link";
+    ASSERT_EQ(symlink(long_text.c_str(), long_link.c_str()), 0);
+    set_config(handle, long_link.c_str());
+    EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+    EXPECT_EQ(std::string(registry_error(handle)), rename_failure(long_link, ENOENT));
+
+    EXPECT_EQ(listing(dir), "a.link\nb.link\nlong.link\nplain.ini\nthrough.link\n");
+}
+
 TEST_F(Registry, DirectoryPathFailsToOpen)
 {
     const std::string folder = dir + "/odbc.d";
