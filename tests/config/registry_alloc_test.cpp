@@ -2,81 +2,19 @@
 // made, a read still answers (the parsed-file cache gives way to reading
 // line by line) or fails as the file's opening, and a write fails without
 // touching the file.
-//
-// The program replaces the system allocator (malloc, calloc, realloc and
-// free, as the C library allows) with one that passes every request to the
-// C library's own allocator until a test asks it to fail the n-th request
-// from now.
 #include "kxsupp/config.h"
 #include "config/registry_internal.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <string>
+#include "support/kx_failing_alloc.h"
 #include "support/kx_test_files.h"
 
-extern "C" {
-void *__libc_malloc(size_t size);
-void *__libc_calloc(size_t count, size_t size);
-void *__libc_realloc(void *p, size_t size);
-void __libc_free(void *p);
-}
-
-namespace {
-
-// Requests still to pass before one fails; negative when none is to fail.
-thread_local long g_requests_before_failure = -1;
-thread_local bool g_failed = false;
-
-bool this_request_fails()
-{
-    if (g_requests_before_failure < 0)
-        return false;
-    if (g_requests_before_failure-- > 0)
-        return false;
-    g_failed = true;
-    errno = ENOMEM;
-    return true;
-}
-
-// Fails the request that comes after n others (n = 0: the next one).
-void fail_request_after(long n)
-{
-    g_requests_before_failure = n;
-    g_failed = false;
-}
-
-// Stops failing; true when a request was failed since fail_request_after.
-bool stop_failing()
-{
-    g_requests_before_failure = -1;
-    return g_failed;
-}
-
-}  // namespace
-
-extern "C" void *malloc(size_t size) noexcept
-{
-    return this_request_fails() ? nullptr : __libc_malloc(size);
-}
-
-extern "C" void *calloc(size_t count, size_t size) noexcept
-{
-    return this_request_fails() ? nullptr : __libc_calloc(count, size);
-}
-
-extern "C" void *realloc(void *p, size_t size) noexcept
-{
-    return this_request_fails() ? nullptr : __libc_realloc(p, size);
-}
-
-extern "C" void free(void *p) noexcept
-{
-    __libc_free(p);
-}
+using kxtest::fail_request_after;
+using kxtest::stop_failing;
 
 namespace {
 
