@@ -6,7 +6,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -74,9 +76,11 @@ protected:
         return lb;
     }
 
+public:
     std::string config_dir, blob_dir, ini_path;
     ProfileHandle *config = nullptr;
     MemHandle *handle = nullptr;
+    LongBuffer *source = nullptr;
 };
 
 std::string expected_name(const std::string &dir, uint32_t counter)
@@ -173,6 +177,113 @@ TEST_F(LongvarTest, AnOverlongDirectoryIsRefused)
     char name[KX_LONG_FILE_NAME_SIZE];
     EXPECT_EQ(open_buffer(config, name), nullptr);
     EXPECT_EQ(allocate_long_buffer(handle, 0, 0, config, -1), nullptr);
+}
+
+// The counter value in a temporary file's name.
+uint32_t counter_of(const std::string &name)
+{
+    return static_cast<uint32_t>(std::strtoul(name.substr(name.size() - 4 - 5, 5).c_str(), nullptr, 16));
+}
+
+// A stale file under the next name (left by an earlier process with the same
+// id) is neither opened nor touched: the buffer takes the name after it.
+TEST_F(LongvarTest, AStaleFileOfTheNextNameIsPassedOver)
+{
+    char name[KX_LONG_FILE_NAME_SIZE];
+    FILE *probe = open_buffer(config, name);
+    ASSERT_NE(probe, nullptr);
+    std::fclose(probe);
+    const uint32_t next = counter_of(name) + 1;
+    const std::string stale = expected_name(blob_dir, next);
+    write_file(stale, "stale");
+
+    LongBuffer *lb = allocate_long_buffer(handle, 0, 0, config, -1);
+    ASSERT_NE(lb, nullptr);
+    EXPECT_EQ(std::string(lb->file_name), expected_name(blob_dir, next + 1));
+    EXPECT_EQ(kxtest::read_file(stale), "stale");
+    EXPECT_EQ(entries(blob_dir), std::vector<std::string>{stale.substr(blob_dir.size() + 1)});
+    EXPECT_EQ(append_to_long_buffer(lb, "fresh", 5), 0);
+    EXPECT_EQ(rewind_long_buffer(lb), 0);
+    char out[8];
+    int32_t remaining = 0;
+    EXPECT_EQ(extract_from_long_buffer(lb, out, 8, &remaining, 0), 0);
+    EXPECT_STREQ(out, "fresh");
+    EXPECT_EQ(remaining, 5);
+}
+
+// When every name it tries is taken, no file can be created: the buffer is
+// not made and the stale files stay as they were.
+TEST_F(LongvarTest, NoBufferWhenEveryNameIsTaken)
+{
+    char name[KX_LONG_FILE_NAME_SIZE];
+    FILE *probe = open_buffer(config, name);
+    ASSERT_NE(probe, nullptr);
+    std::fclose(probe);
+    const uint32_t next = counter_of(name) + 1;
+    constexpr uint32_t kStale = 256;
+    for (uint32_t i = 0; i < kStale; i++)
+        write_file(expected_name(blob_dir, next + i), "stale");
+
+    MemBlock *head = handle->first_block;
+    EXPECT_EQ(allocate_long_buffer(handle, 0, 0, config, -1), nullptr);
+    EXPECT_EQ(handle->first_block, head);
+    EXPECT_EQ(entries(blob_dir).size(), kStale);
+    EXPECT_EQ(kxtest::read_file(expected_name(blob_dir, next)), "stale");
+}
+
+// Runs body in a child process that may open no further descriptor and
+// returns body's result as the child's exit status.
+int in_child_without_descriptors(int (*body)(LongvarTest *), LongvarTest *test)
+{
+    std::fflush(nullptr);
+    pid_t pid = fork();
+    if (pid < 0)
+        return -1;
+    if (pid == 0) {
+        int lowest = dup(0);
+        if (lowest < 0)
+            _exit(100);
+        close(lowest);
+        struct rlimit before;
+        if (getrlimit(RLIMIT_NOFILE, &before) != 0)
+            _exit(101);
+        struct rlimit none = {static_cast<rlim_t>(lowest), before.rlim_max};
+        if (setrlimit(RLIMIT_NOFILE, &none) != 0)
+            _exit(102);
+        int result = body(test);
+        setrlimit(RLIMIT_NOFILE, &before);
+        std::exit(result);  // exit(), so that a coverage build writes its counts
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Without a free descriptor no temporary file can be made, and a stream
+// cannot be duplicated.
+TEST_F(LongvarTest, NoFreeDescriptor)
+{
+    LongBuffer *lb = filled("data");
+    ASSERT_NE(lb, nullptr);
+    source = lb;
+    int status = in_child_without_descriptors(
+        [](LongvarTest *test) {
+            MemBlock *head = test->handle->first_block;
+            if (allocate_long_buffer(test->handle, 0, 0, test->config, -1) != nullptr)
+                return 1;
+            if (test->handle->first_block != head)
+                return 2;
+            char name[KX_LONG_FILE_NAME_SIZE];
+            if (open_buffer(test->config, name) != nullptr)
+                return 3;
+            if (file_dup(test->source->stream) != nullptr)
+                return 4;
+            if (!entries(test->blob_dir).empty())
+                return 5;
+            return 0;
+        },
+        this);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(LongvarTest, TextExtractionInPieces)
