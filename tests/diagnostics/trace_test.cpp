@@ -662,6 +662,28 @@ TEST_F(TraceTest, NoDescriptorIsLeftOpen)
     EXPECT_EQ(open_descriptor_count(), before);
 }
 
+// A program that closes descriptors it did not open (a daemon closing all
+// of them) loses no trace line: the next line still reaches the log.
+TEST_F(TraceTest, DescriptorsClosedBehindTheLibraryLoseNoLine)
+{
+    use_log_file(log_);
+    ASSERT_EQ(log_message("t", 1, 1, "before"), 0);
+    int closed = 0;
+    for (int fd = 3; fd < 1024; ++fd) {
+        char target[PATH_MAX];
+        ssize_t n = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), target,
+                             sizeof target - 1);
+        if (n <= 0)
+            continue;
+        target[n] = '\0';
+        if (log_ == target && close(fd) == 0)
+            ++closed;
+    }
+    ASSERT_EQ(log_message("t", 2, 1, "after"), 0);
+    EXPECT_EQ(read_file(log_), header("t", "0001") + "before\n" + header("t", "0002") + "after\n")
+        << closed << " descriptor(s) of the log closed";
+}
+
 // ---- whole lines under concurrent writers ----
 
 std::string thread_payload(int writer, int sequence)
