@@ -176,6 +176,19 @@ TEST_F(ConnFunc, ParseWithALength)
     EXPECT_EQ(std::string(get_attribute_value(&cs, "k99")), "v99");
 }
 
+// The length counts octets of a zero-terminated copy: a zero octet within
+// it ends the text there.
+TEST_F(ConnFunc, ParseWithALengthStopsAtAZeroOctet)
+{
+    const char text[] = "DSN=Sales\0UID=bob;";
+    parse(text, 0, static_cast<int32_t>(sizeof text - 1));
+    EXPECT_EQ(pairs_of(cs), (Pairs{{"DSN", "Sales"}}));
+    parse(text, 0, 9);
+    EXPECT_EQ(pairs_of(cs), (Pairs{{"DSN", "Sales"}}));
+    parse(text, 0, 8);
+    EXPECT_EQ(pairs_of(cs), (Pairs{{"DSN", "Sale"}}));
+}
+
 TEST_F(ConnFunc, ParseForgetsEarlierPairs)
 {
     parse("A=1;B=2", 1);
