@@ -291,6 +291,22 @@ TEST_F(MemsysTest, ReleasingFirstChildKeepsParentAndSiblings)
     EXPECT_EQ(blocks_of(b).size(), 1u);
 }
 
+TEST_F(MemsysTest, ReleasingTheOldestOfThreeChildrenKeepsTheOthersInOrder)
+{
+    MemHandle *a = kx_mem_alloc_handle(root);
+    MemHandle *b = kx_mem_alloc_handle(root);
+    MemHandle *c = kx_mem_alloc_handle(root);
+    tagged_block(a, 'a');
+    tagged_block(b, 'b');
+    tagged_block(c, 'c');
+    kx_mem_release_handle(a);
+    EXPECT_EQ(death_log, "a");
+    EXPECT_EQ(children_of(root), (std::vector<MemHandle *>{c, b}));
+    EXPECT_EQ(b->next_sibling, nullptr);
+    EXPECT_EQ(blocks_of(b).size(), 1u);
+    EXPECT_EQ(blocks_of(c).size(), 1u);
+}
+
 TEST_F(MemsysTest, ReleasingMiddleAndLastChildRelinksSiblings)
 {
     MemHandle *a = kx_mem_alloc_handle(root);
