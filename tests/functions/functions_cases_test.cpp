@@ -1503,6 +1503,44 @@ TEST_F(LongArgs, FailedReadTakesTheExit)
                 "LENGTH, second read fails");
 }
 
+// A long argument that cannot be read at all: the connection lacks one of
+// its long-data operations, the value has no long buffer, or the read
+// reports no length.
+int32_t read_without_length(LongBuffer *buffer, void *destination, int32_t size,
+                            int32_t *length_out, int32_t flags)
+{
+    int32_t code = test_long_read(buffer, destination, size, length_out, flags);
+    if (length_out != nullptr)
+        *length_out = -1;
+    return code;
+}
+
+TEST_F(LongArgs, UnreachableLongArgumentTakesTheExit)
+{
+    std::string data = letters(100);
+    const char *kError = "Extract from LONG VARCHAR error";
+
+    conn.long_read = nullptr;
+    expect_exit(main_entry("UCASE"), {Long(lb, data)}, "HY000", kError, "no read operation");
+    conn.long_read = test_long_read;
+    conn.long_rewind = nullptr;
+    expect_exit(main_entry("UCASE"), {Long(lb, data)}, "HY000", kError, "no rewind operation");
+    EXPECT_EQ(lb.reads, 0);
+    conn.long_rewind = test_long_rewind;
+
+    Value *v = Long(lb, data);
+    v->long_buffer = nullptr;
+    expect_exit(main_entry("LENGTH"), {v}, "HY000", kError, "no long buffer");
+    EXPECT_EQ(lb.rewinds, 0);
+
+    conn.long_read = read_without_length;
+    expect_exit(main_entry("LCASE"), {Long(lb, data)}, "HY000", kError, "no length");
+    conn.long_read = test_long_read;
+
+    const std::string abc = "abc";
+    EXPECT_EQ(text_of(run("UCASE", {Long(lb, abc)}), "UCASE(long)"), "ABC");
+}
+
 // ===========================================================================
 // Numeric functions
 
