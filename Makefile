@@ -15,7 +15,7 @@ PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_WERROR=ON
 
 .PHONY: all deps configure build demo abi-baseline coverage test test-normal test-asan test-tsan test-clang bench install clean \
-        memcheck
+        memcheck fuzz
 
 all: build
 
@@ -100,6 +100,15 @@ coverage: deps
 	      --txt $(COVERAGE_BUILD)/coverage.txt --print-summary
 	@echo "per-file report: $(COVERAGE_BUILD)/coverage.txt"
 
+# Every libFuzzer target of tests/fuzz for FUZZ_TIME seconds, one after
+# another, in a clang build of its own (the library instrumented too);
+# prints each target's executions and coverage. `make test` only replays
+# the seed corpora and regression files.
+FUZZ_BUILD ?= build-fuzz
+FUZZ_TIME  ?= 60
+fuzz: deps
+	sh scripts/fuzz.sh $(FUZZ_BUILD) $(FUZZ_TIME) $(JOBS)
+
 # Writes the ABI baseline that `make test` compares the library with; run it
 # after a deliberate ABI change, and commit the file with the change.
 abi-baseline: configure
@@ -112,4 +121,4 @@ install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(CLANG_BUILD) $(TSAN_BUILD) $(COVERAGE_BUILD) $(MEMCHECK_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(CLANG_BUILD) $(TSAN_BUILD) $(COVERAGE_BUILD) $(MEMCHECK_BUILD) $(FUZZ_BUILD)
