@@ -1151,6 +1151,56 @@ TEST_F(Registry, UnchangedFileIsAnsweredFromTheCache)
     EXPECT_EQ(kx::profile_cache_hits(), hits + 2);
 }
 
+// Names too long to be remembered with their answers are answered from the
+// cached file all the same, and alike every time.
+TEST_F(Registry, LongNamesAreAnsweredFromTheCache)
+{
+    const std::string section(100, 's');
+    const std::string key(100, 'k');
+    write_file(path, "[" + section + "]\n" + key + " = long\nk = short\n");
+    usleep(50 * 1000);   // older than the timestamp granularity
+    EXPECT_EQ(get(2, section.c_str(), key.c_str()), "long");
+    unsigned long hits = kx::profile_cache_hits();
+    EXPECT_EQ(get(2, section.c_str(), key.c_str()), "long");
+    EXPECT_EQ(get(2, section.c_str(), key.c_str()), "long");
+    EXPECT_EQ(get(2, section.c_str(), "k"), "short");
+    EXPECT_EQ(get(2, section.c_str(), (key + "x").c_str()), "none");
+    EXPECT_EQ(kx::profile_cache_hits(), hits + 4);
+}
+
+// A file over 1 MiB is read line by line on every read, and answers as a
+// small one does.
+TEST_F(Registry, LargeFileIsReadLineByLine)
+{
+    std::string text = "[S]\nfirst = 1\n";
+    while (text.size() <= (1u << 20))
+        text += "# " + std::string(250, 'c') + "\n";
+    text += "[T]\nlast = 2\n";
+    write_file(path, text);
+    usleep(50 * 1000);
+    unsigned long hits = kx::profile_cache_hits();
+    EXPECT_EQ(get(2, "S", "first"), "1");
+    EXPECT_EQ(get(2, "T", "last"), "2");
+    EXPECT_EQ(get(2, "T", "last"), "2");
+    EXPECT_EQ(get(2, "T", "none"), "none");
+    EXPECT_EQ(kx::profile_cache_hits(), hits);
+}
+
+// A line that opens with a zero octet is an empty line, for the cached
+// reader as for the line-by-line one.
+TEST_F(Registry, LineOpeningWithAZeroOctetIsEmpty)
+{
+    write_file(path, std::string("[S]\n\0k = hidden\nk2 = v2\n\0[T]\nk = shown\n", 39));
+    usleep(50 * 1000);
+    for (bool cached : {true, false}) {
+        kx::profile_cache_enable(cached);
+        EXPECT_EQ(get(2, "S", "k"), "shown") << cached;
+        EXPECT_EQ(get(2, "S", "k2"), "v2") << cached;
+        EXPECT_EQ(get(2, "T", "k"), "none") << cached;
+    }
+    kx::profile_cache_enable(true);
+}
+
 TEST_F(Registry, SameSizeRewritesAreSeenAtOnce)
 {
     // Rewritten in place (same inode, same size) right after each read.
