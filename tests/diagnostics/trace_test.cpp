@@ -15,6 +15,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -682,6 +684,53 @@ TEST_F(TraceTest, DescriptorsClosedBehindTheLibraryLoseNoLine)
     ASSERT_EQ(log_message("t", 2, 1, "after"), 0);
     EXPECT_EQ(read_file(log_), header("t", "0001") + "before\n" + header("t", "0002") + "after\n")
         << closed << " descriptor(s) of the log closed";
+}
+
+// A log handed to another owner or group, still writable by all, goes on
+// taking the lines.
+TEST_F(TraceTest, LogGivenToAnotherOwnerStillTakesTheLines)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can give a file away";
+    use_log_file(log_);
+    ASSERT_EQ(log_message("t", 1, 1, "one"), 0);
+    ASSERT_EQ(chmod(log_.c_str(), 0666), 0);
+    ASSERT_EQ(chown(log_.c_str(), static_cast<uid_t>(-1), 65534), 0);
+    ASSERT_EQ(log_message("t", 2, 1, "two"), 0);
+    ASSERT_EQ(chown(log_.c_str(), 65534, static_cast<gid_t>(-1)), 0);
+    ASSERT_EQ(log_message("t", 3, 1, "three"), 0);
+    EXPECT_EQ(read_file(log_), header("t", "0001") + "one\n" + header("t", "0002") + "two\n" +
+                                   header("t", "0003") + "three\n");
+}
+
+// A log that may not grow (a full disk) reports nothing: the call returns
+// 0 and what was written before stays.
+TEST_F(TraceTest, LogThatCannotGrowReportsNothing)
+{
+    use_log_file(log_);
+    ASSERT_EQ(log_message("t", 1, 1, "kept"), 0);
+    const std::string before = read_file(log_);
+    ASSERT_EQ(before, header("t", "0001") + "kept\n");
+    std::fflush(nullptr);
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        struct rlimit limit;
+        if (getrlimit(RLIMIT_FSIZE, &limit) != 0)
+            _exit(10);
+        struct rlimit full = {static_cast<rlim_t>(before.size()), limit.rlim_max};
+        if (setrlimit(RLIMIT_FSIZE, &full) != 0)
+            _exit(11);
+        int rc = log_message("t", 2, 1, "lost");
+        setrlimit(RLIMIT_FSIZE, &limit);
+        std::exit(rc == 0 ? 0 : 12);  // exit(): a coverage build writes its counts
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(read_file(log_), before);
 }
 
 // ---- whole lines under concurrent writers ----
