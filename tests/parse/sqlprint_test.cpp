@@ -314,6 +314,28 @@ TEST(SqlPrint, ForeignKeyDeleteRules)
               " FOERIGN KEY ( a ) REFERENCES p ( b ) ");
 }
 
+// Codes outside the tables of the trim operands, EXISTS, join types,
+// privileges and constraints add no text of their own.
+TEST(SqlPrint, CodesOutsideTheirTablesAddNothing)
+{
+    Builder b;
+    EXPECT_EQ(print(b.node(KX_NODE_TRIM_OPERANDS, 0, nullptr, b.id("n"))), " FROM n");
+    EXPECT_EQ(print(b.node(KX_NODE_TRIM_OPERANDS, 4, b.id("x"), b.id("n"))), "x FROM n");
+    EXPECT_EQ(print(b.node(KX_NODE_EXISTS, b.id("q"), 0)), " EXISTS ( q ) ");
+    EXPECT_EQ(print(b.node(KX_NODE_EXISTS, b.id("q"), 1)), " NOT EXISTS ( q ) ");
+    EXPECT_EQ(print(b.node(KX_NODE_QUALIFIED_JOIN, b.id("a"), 0, 5, 1, b.id("b"), b.id("c"))),
+              " a OUTER JOIN b ON c ");
+    EXPECT_EQ(print(b.node(KX_NODE_QUALIFIED_JOIN, b.id("a"), 0, 8, 1, b.id("b"), b.id("c"))),
+              " a FULL OUTER JOIN b ON c ");
+    for (int which : {0, 6, 99})
+        EXPECT_EQ(print(b.node(KX_NODE_PRIVILEGE, which, b.id("col"))), "") << which;
+    for (int which : {0, 5, 99})
+        EXPECT_EQ(print(b.node(KX_NODE_TABLE_CONSTRAINT, which, b.id("a"), b.id("b"))), "")
+            << which;
+    for (int which : {0, 4, 8})
+        EXPECT_EQ(print(b.node(KX_NODE_COLUMN_CONSTRAINT, which, b.id("a"))), "") << which;
+}
+
 TEST(SqlPrint, SetFunctionsAndThePlainCountRowCount)
 {
     Builder b;
