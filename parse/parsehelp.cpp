@@ -239,8 +239,9 @@ bool read_timestamp(const char *text, Value *leaf)
 
 // Converts the concatenation first + second (second may be null) into the
 // leaf's numeric payload with the declared precision and scale.
-// string_to_numeric edits its text, so it works on a copy.
-void set_exact(Value *leaf, const char *first, const char *second,
+// string_to_numeric edits its text, so it works on a copy. False when
+// memory for a long copy is exhausted (the payload is then not set).
+bool set_exact(Value *leaf, const char *first, const char *second,
                size_t precision, size_t scale)
 {
     leaf->type = VALUE_NUMERIC;
@@ -252,7 +253,7 @@ void set_exact(Value *leaf, const char *first, const char *second,
     char local[128];
     char *digits = total <= sizeof local ? local : static_cast<char *>(std::malloc(total));
     if (digits == nullptr)
-        return;
+        return false;
     std::memcpy(digits, first, first_length);
     if (second_length > 0)
         std::memcpy(digits + first_length, second, second_length);
@@ -261,6 +262,7 @@ void set_exact(Value *leaf, const char *first, const char *second,
                       static_cast<int32_t>(scale));
     if (digits != local)
         std::free(digits);
+    return true;
 }
 
 }  // namespace
@@ -368,13 +370,14 @@ KX_API Value *MakeNumeric(const char *integer_digits, const char *fraction_digit
         return nullptr;
     const char *i = integer_digits;
     const char *f = fraction_digits;
+    bool whole = true;
     if (i != nullptr && f == nullptr) {
         size_t length = std::strlen(i);
         if (length < kShortNumberLength) {
             leaf->type = VALUE_INTEGER;
             leaf->payload.integer = std::atoi(i);
         } else {
-            set_exact(leaf, i, nullptr, length, 0);
+            whole = set_exact(leaf, i, nullptr, length, 0);
         }
     } else if (i != nullptr && f != nullptr) {  // both parts (f is set here;
         size_t il = std::strlen(i);               // said again for GCC's -O3)
@@ -388,7 +391,7 @@ KX_API Value *MakeNumeric(const char *integer_digits, const char *fraction_digit
             leaf->type = VALUE_DOUBLE;
             leaf->payload.dbl = std::atof(text);
         } else {
-            set_exact(leaf, i, f, il + fl + 2, fl);
+            whole = set_exact(leaf, i, f, il + fl + 2, fl);
         }
     } else if (f != nullptr) {
         size_t fl = std::strlen(f);
@@ -400,8 +403,14 @@ KX_API Value *MakeNumeric(const char *integer_digits, const char *fraction_digit
             leaf->type = VALUE_DOUBLE;
             leaf->payload.dbl = std::atof(text);
         } else {
-            set_exact(leaf, f, nullptr, fl + 3, fl);
+            whole = set_exact(leaf, f, nullptr, fl + 3, fl);
         }
+    }
+    // A literal whose digits could not be read is not made: a leaf holding
+    // another number would be worse than none.
+    if (!whole) {
+        kx_mem_free(handle, leaf);
+        return nullptr;
     }
     return leaf;
 }

@@ -55,7 +55,8 @@ KX_API Value *MakeFloat(const char *text, MemHandle *handle);
 
 /* An exact or approximate numeric leaf from the digits before and after the point (either may
  * be null): short texts give an integer or a double, 7 characters or more a VALUE_NUMERIC
- * whose declared precision and scale are in attr[0] and attr[1]. Both null: type 0. */
+ * whose declared precision and scale are in attr[0] and attr[1]. Both null: type 0. Null when
+ * memory is exhausted. */
 KX_API Value *MakeNumeric(const char *integer_digits, const char *fraction_digits,
                           MemHandle *handle);
 
