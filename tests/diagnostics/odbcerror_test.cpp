@@ -903,6 +903,35 @@ TEST_F(Diagnostics, PostDalErrorWithoutHeader)
     EXPECT_EQ(PostDalError(nullptr, nullptr, 0, "HY000", "m"), 0);
 }
 
+// A context without a statement, or whose statement has no error header,
+// posts nothing but still leaves through its exit point.
+TEST_F(Diagnostics, ErrorExitWithoutAHeaderStillJumps)
+{
+    DriverStatement statement{};
+    statement.kind = 200;
+    statement.errors = nullptr;
+    for (DriverStatement *stmt : {static_cast<DriverStatement *>(nullptr), &statement}) {
+        EvalContext context{};
+        context.stmt = stmt;
+        context.result = 0;
+        volatile int jumped = 0;
+        switch (setjmp(context.exit)) {
+        case 0:
+            kx::error_exit(&context, "ODBC3.0", "22012", "Division by zero");
+        case -1:
+            jumped = -1;
+            break;
+        default:
+            jumped = 99;
+            break;
+        }
+        EXPECT_EQ(jumped, -1);
+        EXPECT_EQ(context.result, -1);
+        EXPECT_EQ(odbc3_->record_count, 0);
+        EXPECT_EQ(odbc3_->return_code, 0);
+    }
+}
+
 TEST_F(Diagnostics, ErrorExitPostsAndJumps)
 {
     DriverStatement statement{};
