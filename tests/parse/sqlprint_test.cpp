@@ -334,6 +334,18 @@ TEST(SqlPrint, CodesOutsideTheirTablesAddNothing)
             << which;
     for (int which : {0, 4, 8})
         EXPECT_EQ(print(b.node(KX_NODE_COLUMN_CONSTRAINT, which, b.id("a"))), "") << which;
+    for (int which : {0, 8, -1})
+        EXPECT_EQ(print(b.node(KX_NODE_INTERVAL_FIELD, which, 3, b.id("p"))), "") << which;
+}
+
+TEST(SqlPrint, SearchedUpdateWithAndWithoutACondition)
+{
+    Builder b;
+    ParseNode *table = b.table("t");
+    ParseNode *set = b.id("x");
+    const std::string head = "UPDATE " + print(table) + " SET " + print(set);
+    EXPECT_EQ(print(b.node(KX_NODE_SEARCHED_UPDATE, table, set)), head);
+    EXPECT_EQ(print(b.node(KX_NODE_SEARCHED_UPDATE, table, set, b.id("c"))), head + " WHERE c");
 }
 
 TEST(SqlPrint, SetFunctionsAndThePlainCountRowCount)
