@@ -336,6 +336,15 @@ TEST(SqlPrint, CodesOutsideTheirTablesAddNothing)
         EXPECT_EQ(print(b.node(KX_NODE_COLUMN_CONSTRAINT, which, b.id("a"))), "") << which;
     for (int which : {0, 8, -1})
         EXPECT_EQ(print(b.node(KX_NODE_INTERVAL_FIELD, which, 3, b.id("p"))), "") << which;
+    for (int which : {0, 7, -2}) {
+        EXPECT_EQ(print(b.node(KX_NODE_SET_FUNCTION, which, 1, b.id("d"), b.id("a"))), "")
+            << which;
+        EXPECT_EQ(print(b.node(KX_NODE_SET_FUNCTION, which, 0, b.id("d"), b.id("a"))), "")
+            << which;
+    }
+    // A column reference without a column list.
+    ParseNode *parent = b.table("p");
+    EXPECT_EQ(print(b.node(KX_NODE_COLUMN_CONSTRAINT, 6, parent)), "REFERENCES " + print(parent));
 }
 
 TEST(SqlPrint, SearchedUpdateWithAndWithoutACondition)
