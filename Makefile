@@ -97,7 +97,7 @@ coverage: deps
 	      --filter 'memory/' --filter 'diagnostics/' --filter 'config/' \
 	      --filter 'values/' --filter 'arith/' --filter 'functions/' --filter 'parse/' \
 	      --exclude-unreachable-branches --exclude-throw-branches \
-	      --txt $(COVERAGE_BUILD)/coverage.txt --print-summary
+	      --txt $(COVERAGE_BUILD)/coverage.txt --print-summary $(COVERAGE_BUILD)
 	@echo "per-file report: $(COVERAGE_BUILD)/coverage.txt"
 
 # Every libFuzzer target of tests/fuzz for FUZZ_TIME seconds, one after
