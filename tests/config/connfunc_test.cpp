@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -454,6 +455,190 @@ TEST_F(ConnFunc, RoundTripThroughParse)
         EXPECT_EQ(generate(), first) << text;
         EXPECT_EQ(first, text);
     }
+}
+
+/* ---- null arguments, null values and hand-built records ---- */
+
+TEST_F(ConnFunc, NullRecordIsTheEmptyRecord)
+{
+    EXPECT_EQ(parse_connection_string(nullptr, mem, "UID=a", KX_NTS, 0), 0);
+    EXPECT_EQ(append_pair(nullptr, "UID", "a", mem), 1);
+    EXPECT_EQ(merge_connection_string(nullptr, &cs, mem), 0);
+    EXPECT_EQ(get_attribute_value(nullptr, "UID"), nullptr);
+    EXPECT_EQ(modify_connection_string(nullptr, "UID", "b", mem), 0);
+    EXPECT_EQ(change_connection_string(nullptr, "UID", "USER", mem), 0);
+    EXPECT_EQ(replace_connection_string(nullptr, "UID", "USER", mem), 0);
+    EXPECT_EQ(delete_connection_string(nullptr, "UID", mem), 0);
+
+    char buffer[8];
+    std::memset(buffer, '#', sizeof buffer);
+    EXPECT_STREQ(generate_connection_string(nullptr, buffer, 7), "");
+    EXPECT_STREQ(generate_connection_string_ex(nullptr, buffer), "");
+    EXPECT_EQ(buffer[0], '#');  // not touched by either
+    EXPECT_EQ(generate_connection_string_config(nullptr, buffer, 4), buffer);
+    EXPECT_EQ(std::string(buffer, 3), std::string("\0\0#", 3));
+}
+
+TEST_F(ConnFunc, NullKeywordOrSourceChangesNothing)
+{
+    parse("UID=a", 1);
+    EXPECT_EQ(append_pair(&cs, nullptr, "b", mem), 1);
+    EXPECT_EQ(get_attribute_value(&cs, nullptr), nullptr);
+    EXPECT_EQ(merge_connection_string(&cs, nullptr, mem), 0);
+    EXPECT_EQ(change_connection_string(&cs, "UID", nullptr, mem), 0);
+    EXPECT_EQ(modify_connection_string(&cs, nullptr, "c", mem), 0);
+    EXPECT_EQ(pairs_of(cs), (Pairs{{"UID", "a"}}));
+    EXPECT_EQ(cs.count, 1);
+}
+
+TEST_F(ConnFunc, GeneratorsWithoutABufferGiveTheEmptyText)
+{
+    parse("DSN=s;UID=bob", 0);
+    EXPECT_STREQ(generate_connection_string(&cs, nullptr, 100), "");
+    EXPECT_STREQ(generate_connection_string_ex(&cs, nullptr), "");
+    EXPECT_EQ(generate_connection_string_config(&cs, nullptr, 100), nullptr);
+}
+
+TEST_F(ConnFunc, ParseTakesAnyNegativeLengthAsZeroTerminated)
+{
+    for (int32_t length : {-1, -2, -4, INT32_MIN}) {
+        parse("DSN=x;UID=a;", 0, length);
+        EXPECT_EQ(pairs_of(cs), (Pairs{{"DSN", "x"}, {"UID", "a"}})) << length;
+    }
+}
+
+TEST_F(ConnFunc, GetAttrWithoutOutputsStillAdvances)
+{
+    const char *text = "A=1;B=2;C=3";
+    const char *cursor = text;
+    char *value = nullptr;
+    get_attr(mem, &cursor, nullptr, &value);
+    EXPECT_STREQ(value, "1");
+    EXPECT_STREQ(cursor, "B=2;C=3");
+
+    char *keyword = nullptr;
+    get_attr(mem, &cursor, &keyword, nullptr);
+    EXPECT_STREQ(keyword, "B");
+    EXPECT_STREQ(cursor, "C=3");
+
+    get_attr(mem, &cursor, nullptr, nullptr);
+    EXPECT_STREQ(cursor, "");
+}
+
+TEST_F(ConnFunc, GetAttrWithoutACursorYieldsNothing)
+{
+    char marker[] = "x";
+    char *keyword = marker;
+    char *value = marker;
+    get_attr(mem, nullptr, &keyword, &value);
+    EXPECT_EQ(keyword, nullptr);
+    EXPECT_EQ(value, nullptr);
+
+    const char *cursor = nullptr;
+    keyword = marker;
+    value = marker;
+    get_attr(mem, &cursor, &keyword, &value);
+    EXPECT_EQ(keyword, nullptr);
+    EXPECT_EQ(value, nullptr);
+    EXPECT_EQ(cursor, nullptr);
+}
+
+// modify_connection_string with a null value leaves the pair without one:
+// look-up gives "" and every generator writes an empty value.
+TEST_F(ConnFunc, PairWithANullValueReadsAsEmpty)
+{
+    parse("DSN=s;UID=bob", 0);
+    EXPECT_EQ(modify_connection_string(&cs, "uid", nullptr, mem), 0);
+    EXPECT_EQ(pairs_of(cs), (Pairs{{"DSN", "s"}, {"UID", "<null>"}}));
+    EXPECT_STREQ(get_attribute_value(&cs, "UID"), "");
+    EXPECT_EQ(generate(), "DSN=s;UID=;");
+    EXPECT_EQ(generate_ex(), "DSN=s;UID=;");
+
+    char buffer[32];
+    std::memset(buffer, '#', sizeof buffer);
+    EXPECT_EQ(generate_connection_string_config(&cs, buffer, 32), buffer);
+    EXPECT_EQ(std::string(buffer, 12), std::string("DSN=s\0UID=\0\0", 12));
+    EXPECT_EQ(buffer[12], '#');
+}
+
+TEST_F(ConnFunc, ReplaceRefusesEmptyKeywordsAndAnEmptiedList)
+{
+    parse("UID=a", 1);
+    EXPECT_EQ(replace_connection_string(&cs, "", "USER", mem), 0);
+    EXPECT_EQ(replace_connection_string(&cs, "UID", "", mem), 0);
+    EXPECT_EQ(pairs_of(cs), (Pairs{{"UID", "a"}}));
+
+    // Deleting the only pair keeps count 1 over an empty list.
+    delete_connection_string(&cs, "UID", mem);
+    ASSERT_EQ(cs.count, 1);
+    EXPECT_EQ(replace_connection_string(&cs, "UID", "USER", mem), 0);
+    EXPECT_TRUE(pairs_of(cs).empty());
+}
+
+// A driver may build the list itself; an element without a pair, or a pair
+// without a keyword, is passed over by every call that walks the list.
+class ConnFuncHandBuilt : public ConnFunc {
+protected:
+    void SetUp() override
+    {
+        ConnFunc::SetUp();
+        cs.pairs = ListAppend(nullptr, nullptr, mem);
+        cs.pairs = ListAppend(&blank, cs.pairs, mem);
+        cs.count = 2;
+    }
+    ConnectionPair blank{nullptr, nullptr};
+};
+
+TEST_F(ConnFuncHandBuilt, LookUpAndAppendPassOverEmptySlots)
+{
+    EXPECT_EQ(get_attribute_value(&cs, "UID"), nullptr);
+    EXPECT_EQ(append_pair(&cs, "uid", "a", mem), 0);
+    EXPECT_EQ(append_pair(&cs, "UID", "b", mem), 0);
+    EXPECT_EQ(cs.count, 3);
+    EXPECT_STREQ(get_attribute_value(&cs, "Uid"), "b");
+    EXPECT_EQ(modify_connection_string(&cs, "UID", "c", mem), 0);
+    EXPECT_STREQ(get_attribute_value(&cs, "UID"), "c");
+    EXPECT_EQ(ListCount(cs.pairs), 3);
+}
+
+TEST_F(ConnFuncHandBuilt, GeneratorsPassOverEmptySlots)
+{
+    append_pair(&cs, "UID", "a", mem);
+    EXPECT_EQ(generate(), "UID=a;");
+    EXPECT_EQ(generate_ex(), "UID=a;");
+    char buffer[16];
+    std::memset(buffer, '#', sizeof buffer);
+    EXPECT_EQ(generate_connection_string_config(&cs, buffer, 16), buffer);
+    EXPECT_EQ(std::string(buffer, 7), std::string("UID=a\0\0", 7));
+    EXPECT_EQ(buffer[7], '#');
+}
+
+TEST_F(ConnFuncHandBuilt, MergePassesOverEmptySlotsOnBothSides)
+{
+    ConnectionString source;
+    init_con_str(&source);
+    source.pairs = ListAppend(nullptr, nullptr, mem);
+    source.pairs = ListAppend(&blank, source.pairs, mem);
+    source.count = 2;
+    append_pair(&source, "UID", "a", mem);
+
+    EXPECT_EQ(merge_connection_string(&cs, &source, mem), 0);
+    EXPECT_STREQ(get_attribute_value(&cs, "UID"), "a");
+    append_pair(&source, "UID", "b", mem);
+    EXPECT_EQ(merge_connection_string(&cs, &source, mem), 0);
+    EXPECT_STREQ(get_attribute_value(&cs, "UID"), "b");
+    EXPECT_EQ(ListCount(cs.pairs), 3);
+}
+
+TEST_F(ConnFuncHandBuilt, ReplaceAndDeletePassOverEmptySlots)
+{
+    append_pair(&cs, "UID", "a", mem);
+    EXPECT_NE(replace_connection_string(&cs, "UID", "User", mem), 0);
+    EXPECT_STREQ(get_attribute_value(&cs, "USER"), "a");
+    EXPECT_EQ(get_attribute_value(&cs, "UID"), nullptr);
+    delete_connection_string(&cs, "user", mem);
+    EXPECT_EQ(get_attribute_value(&cs, "USER"), nullptr);
+    EXPECT_EQ(ListCount(cs.pairs), 2);
 }
 
 }  // namespace

@@ -232,6 +232,31 @@ TEST_F(ListTest, EnumerateSingleAndEmpty)
     EXPECT_TRUE(none.data.empty());
 }
 
+TEST_F(ListTest, DeleteWithoutAnElementLeavesTheListAlone)
+{
+    List *list = make({&v[0], &v[1]});
+    EXPECT_EQ(ListDelete(list, nullptr, mem), nullptr);
+    EXPECT_EQ(contents(list), (std::vector<void *>{&v[0], &v[1]}));
+}
+
+TEST_F(ListTest, NullElementHasNoNeighboursAndNoData)
+{
+    EXPECT_EQ(ListNext(nullptr), nullptr);
+    EXPECT_EQ(ListPrior(nullptr), nullptr);
+    EXPECT_EQ(ListData(nullptr), nullptr);
+    ListRewrite(nullptr, &v[0]);  // nothing to rewrite, and no crash
+}
+
+TEST_F(ListTest, EnumerateWithoutACallbackCallsNothing)
+{
+    List *list = make({&v[0], &v[1]});
+    ListEnumerate(list, nullptr, nullptr);
+    EXPECT_EQ(contents(list), (std::vector<void *>{&v[0], &v[1]}));
+    Seen none;
+    ListEnumerate(nullptr, record, &none);
+    EXPECT_TRUE(none.data.empty());
+}
+
 TEST_F(ListTest, ListGoesWithItsHandle)
 {
     MemHandle *child = kx_mem_alloc_handle(mem);
