@@ -829,6 +829,25 @@ TEST_F(Registry, NullArgumentsAreSafe)
     EXPECT_EQ(read_file(path), "[S]\n = empty key\nk = \n");
 }
 
+TEST_F(Registry, NullPathKeepsThePath)
+{
+    EXPECT_EQ(set_config(handle, nullptr), handle->path);
+    EXPECT_EQ(std::string(handle->path), path);
+}
+
+// Without a handle the default is copied ("" for a null default) and the
+// read fails; get_default then gives "".
+TEST_F(Registry, NullHandleGivesTheDefault)
+{
+    char out[16];
+    std::memset(out, '#', sizeof out);
+    EXPECT_EQ(get_profile_string(nullptr, 2, "S", "k", nullptr, out, 16), -1);
+    EXPECT_STREQ(out, "");
+    std::memset(out, '#', sizeof out);
+    EXPECT_EQ(get_default(nullptr, "k", out, 16), out);
+    EXPECT_STREQ(out, "");
+}
+
 /* ---- unsafe input: line breaks, links, directories ---- */
 
 // What a write must leave alone: the bytes, inode and modification time of
@@ -1271,6 +1290,83 @@ TEST_F(Registry, FailedOpenIsNotCached)
     EXPECT_STREQ(out, "d");
     write_file(path, "[S]\nk = w\n");
     EXPECT_EQ(get(2, "S", "k"), "w");
+}
+
+// A cached file read with a null section or key gives the default, as the
+// line-by-line reader does; such a read is not remembered as an answer.
+TEST_F(Registry, NullSectionOrKeyOfACachedFileGivesTheDefault)
+{
+    write_file(path, "[S]\nk = v\n");
+    usleep(50 * 1000);
+    EXPECT_EQ(get(2, "S", "k"), "v");
+    unsigned long hits = kx::profile_cache_hits();
+    for (int round = 0; round < 2; round++) {
+        EXPECT_EQ(get(2, nullptr, "k", "d1"), "d1");
+        EXPECT_EQ(get(2, "S", nullptr, "d2"), "d2");
+    }
+    EXPECT_EQ(get(2, "S", "k"), "v");
+    EXPECT_EQ(kx::profile_cache_hits(), hits + 5);
+}
+
+// Rewritten in place with a value of another length: same inode, new size.
+TEST_F(Registry, InPlaceRewriteOfAnotherSizeIsSeen)
+{
+    write_file(path, "[S]\nk = short\n");
+    usleep(50 * 1000);
+    EXPECT_EQ(get(2, "S", "k"), "short");
+    EXPECT_EQ(get(2, "S", "k"), "short");
+    struct stat before;
+    ASSERT_EQ(stat(path.c_str(), &before), 0);
+    write_file(path, "[S]\nk = a longer value\n");
+    struct stat after;
+    ASSERT_EQ(stat(path.c_str(), &after), 0);
+    ASSERT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(get(2, "S", "k"), "a longer value");
+}
+
+// Only the modification time moved (to an earlier second): the file is read
+// again, not answered from the cache.
+TEST_F(Registry, ModificationTimeChangeIsReadAgain)
+{
+    write_file(path, "[S]\nk = v\n");
+    usleep(50 * 1000);
+    EXPECT_EQ(get(2, "S", "k"), "v");
+    struct stat st;
+    ASSERT_EQ(stat(path.c_str(), &st), 0);
+    struct timespec times[2] = {st.st_atim, st.st_mtim};
+    times[1].tv_sec -= 3600;
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    unsigned long hits = kx::profile_cache_hits();
+    EXPECT_EQ(get(2, "S", "k"), "v");
+    EXPECT_EQ(kx::profile_cache_hits(), hits);
+    usleep(50 * 1000);   // the change time is now old enough to cache
+    EXPECT_EQ(get(2, "S", "k"), "v");
+    EXPECT_EQ(get(2, "S", "k"), "v");
+    EXPECT_EQ(kx::profile_cache_hits(), hits + 1);
+}
+
+// The path is a link that is moved from a file on one file system to a file
+// of the same size and times on another: the device differs.
+TEST_F(Registry, LinkMovedToAnotherFileSystemIsReadAgain)
+{
+    struct stat shm;
+    struct stat here;
+    if (stat("/dev/shm", &shm) != 0 || stat(dir.c_str(), &here) != 0 ||
+        shm.st_dev == here.st_dev)
+        GTEST_SKIP() << "no second file system at /dev/shm";
+    std::string local = dir + "/local.ini";
+    std::string other = "/dev/shm/kx_registry_" + std::to_string(getpid()) + ".ini";
+    write_file(local, "[S]\nk = here\n");
+    write_file(other, "[S]\nk = away\n");
+    ASSERT_EQ(symlink(local.c_str(), path.c_str()), 0);
+    usleep(50 * 1000);
+    EXPECT_EQ(get(2, "S", "k"), "here");
+    EXPECT_EQ(get(2, "S", "k"), "here");
+    std::string moved = dir + "/moved";
+    ASSERT_EQ(symlink(other.c_str(), moved.c_str()), 0);
+    ASSERT_EQ(rename(moved.c_str(), path.c_str()), 0);
+    EXPECT_EQ(get(2, "S", "k"), "away");
+    unlink(other.c_str());
 }
 
 TEST_F(Registry, OwnWritesAreSeenAtOnce)
