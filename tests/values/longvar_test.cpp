@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -482,7 +483,33 @@ TEST_F(LongvarTest, NtsOnALongBinaryAborts)
 {
     LongBuffer *lb = allocate_long_buffer(handle, 0, 0, config, -4);
     ASSERT_NE(lb, nullptr);
-    EXPECT_DEATH(append_to_long_buffer(lb, "abc", KX_NTS), "");
+    EXPECT_EXIT(append_to_long_buffer(lb, "abc", KX_NTS),
+                ::testing::KilledBySignal(SIGABRT), "");
+}
+
+// The same abort seen by a SIGABRT handler that leaves through exit(), so
+// that an instrumented build also writes the dying child's counts.
+[[noreturn]] void exit_on_abort(int)
+{
+    std::exit(42);
+}
+
+TEST_F(LongvarTest, NtsOnALongBinaryRaisesSigabrt)
+{
+    LongBuffer *lb = allocate_long_buffer(handle, 0, 0, config, -4);
+    ASSERT_NE(lb, nullptr);
+    EXPECT_EXIT(
+        {
+            std::signal(SIGABRT, exit_on_abort);
+            append_to_long_buffer(lb, "abc", KX_NTS);
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(42), "");
+    // A long character buffer takes the length of the text.
+    LongBuffer *text = allocate_long_buffer(handle, 0, 0, config, -1);
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(append_to_long_buffer(text, "abc", KX_NTS), 0);
+    EXPECT_EQ(long_buffer_length(text), 3);
 }
 
 TEST_F(LongvarTest, CloneInTheSameHandleTakesAReference)
@@ -737,6 +764,124 @@ TEST_F(LongvarTest, AppendsThatCannotBeWrittenAreIgnored)
     EXPECT_EQ(append_to_long_buffer(lb, nullptr, KX_NTS), 0);
     EXPECT_EQ(long_buffer_length(lb), 0);
     EXPECT_EQ(append_to_long_buffer(nullptr, "abc", 3), 0);
+}
+
+/* ---- null arguments and buffers whose stream is gone ---- */
+
+TEST_F(LongvarTest, NullBufferIsRefusedByEveryCall)
+{
+    char buf[4] = "xy";
+    uint16_t wbuf[4] = {7, 7, 7, 7};
+    int32_t remaining = 99;
+    EXPECT_EQ(rewind_long_buffer(nullptr), -1);
+    EXPECT_EQ(long_buffer_length(nullptr), 0);
+    EXPECT_EQ(extract_from_long_buffer(nullptr, buf, 4, &remaining, 0), -1);
+    EXPECT_EQ(extract_from_long_nbuffer(nullptr, wbuf, 4, &remaining, 0), -1);
+    EXPECT_EQ(remaining, 99);
+    EXPECT_STREQ(buf, "xy");
+    EXPECT_EQ(wbuf[0], 7);
+    EXPECT_EQ(clone_long_buffer(nullptr, handle), nullptr);
+}
+
+TEST_F(LongvarTest, NullNameGivesNoStream)
+{
+    EXPECT_EQ(open_buffer(config, nullptr), nullptr);
+}
+
+// Without a profile the directory is empty, so the file is made in "/".
+TEST_F(LongvarTest, NoProfileNamesAFileAtTheRoot)
+{
+    char name[KX_LONG_FILE_NAME_SIZE] = "";
+    FILE *f = open_buffer(nullptr, name);
+    std::string n = name;
+    ASSERT_GT(n.size(), 9u);
+    EXPECT_EQ(n, expected_name("", counter_of(n)));
+    if (access("/", W_OK) == 0) {
+        ASSERT_NE(f, nullptr);
+        EXPECT_NE(access(name, F_OK), 0);  // unlinked at once
+        file_close(f);
+    } else {
+        EXPECT_EQ(f, nullptr);
+    }
+}
+
+TEST_F(LongvarTest, WrappersWithoutABufferMoveNothing)
+{
+    char name[KX_LONG_FILE_NAME_SIZE];
+    FILE *f = open_buffer(config, name);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(file_write(nullptr, 3, f), 0u);
+    EXPECT_EQ(std::ftell(f), 0);
+    EXPECT_EQ(file_write("abc", 3, f), 3u);
+    EXPECT_EQ(file_seek(f, 0, 0), 0);
+    EXPECT_EQ(file_read(nullptr, 3, f), 0u);
+    EXPECT_EQ(std::ftell(f), 0);
+    file_close(f);
+}
+
+TEST_F(LongvarTest, NullValueWithoutARemainingPointer)
+{
+    LongBuffer *lb = allocate_long_buffer(handle, 0, 0, config, -1);
+    ASSERT_NE(lb, nullptr);
+    lb->null_flag = 1;
+    char buf[4] = "xy";
+    EXPECT_EQ(extract_from_long_buffer(lb, buf, 4, nullptr, 0), 0);
+    EXPECT_EQ(lb->position_low, 1u);
+    EXPECT_EQ(extract_from_long_buffer(lb, buf, 4, nullptr, 0), 0);
+    EXPECT_EQ(lb->position_low, 1u);
+    EXPECT_STREQ(buf, "xy");
+}
+
+TEST_F(LongvarTest, NoRoomWithoutARemainingPointer)
+{
+    LongBuffer *lb = filled("hello");
+    ASSERT_NE(lb, nullptr);
+    EXPECT_EQ(extract_from_long_buffer(lb, nullptr, 100, nullptr, 0), 1);
+    EXPECT_EQ(extract_from_long_nbuffer(lb, nullptr, 100, nullptr, 1), 1);
+    EXPECT_EQ(lb->position_low, 0u);
+    LongBuffer *empty = allocate_long_buffer(handle, 0, 0, config, -1);
+    ASSERT_NE(empty, nullptr);
+    EXPECT_EQ(extract_from_long_buffer(empty, nullptr, 100, nullptr, 0), 0);
+}
+
+TEST_F(LongvarTest, WideNoRoomReportsTheLengthOnly)
+{
+    LongBuffer *lb = filled("hello");
+    ASSERT_NE(lb, nullptr);
+    int32_t remaining = 0;
+    EXPECT_EQ(extract_from_long_nbuffer(lb, nullptr, 100, &remaining, 0), 1);
+    EXPECT_EQ(remaining, 5);
+    EXPECT_EQ(lb->position_low, 0u);
+}
+
+// After its destructor ran, a buffer has no stream: appends are counted as
+// if written, and every read, rewind or clone fails.
+TEST_F(LongvarTest, BufferWithoutAStream)
+{
+    LongBuffer *lb = allocate_long_buffer(handle, 0, 0, config, -1);
+    ASSERT_NE(lb, nullptr);
+    EXPECT_EQ(free_long_buffer(lb), 0);
+    ASSERT_EQ(lb->stream, nullptr);
+    EXPECT_EQ(append_to_long_buffer(lb, "abc", 3), 0);
+    EXPECT_EQ(long_buffer_length(lb), 3);
+    EXPECT_EQ(rewind_long_buffer(lb), -1);
+    EXPECT_EQ(lb->position_low, 0u);
+
+    char buf[8] = "#######";
+    int32_t remaining = 99;
+    EXPECT_EQ(extract_from_long_buffer(lb, buf, 8, &remaining, 0), -1);
+    EXPECT_EQ(lb->position_low, 0u);
+    uint16_t wbuf[8] = {7, 7, 7, 7, 7, 7, 7, 7};
+    EXPECT_EQ(extract_from_long_nbuffer(lb, wbuf, 8, &remaining, 0), -1);
+    EXPECT_EQ(extract_from_long_nbuffer(lb, wbuf, 2, &remaining, 0), -1);
+    EXPECT_EQ(lb->position_low, 0u);
+    EXPECT_EQ(wbuf[0], 7);
+
+    MemHandle *other = kx_mem_alloc_handle(nullptr);
+    ASSERT_NE(other, nullptr);
+    EXPECT_EQ(clone_long_buffer(lb, other), nullptr);
+    EXPECT_EQ(other->first_block, nullptr);   // the attempt left nothing behind
+    kx_mem_release_handle(other);
 }
 
 }  // namespace
