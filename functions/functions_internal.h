@@ -133,8 +133,8 @@ Value *new_result(EvalContext *context, int32_t type);
 // A VALUE_STRING result with room for length octets of text and the
 // terminator, in one allocation (the text follows the record); null_flag 0
 // and the length field set, the text left to the caller. Takes the error
-// exit with message when the room cannot be had; null when the context has
-// no memory handle.
+// exit with message when the room cannot be had (a context without a memory
+// handle has none).
 Value *new_text_result(EvalContext *context, int64_t length, const char *message);
 
 // A NULL VALUE_STRING result: empty text, length 0, null flag -1.

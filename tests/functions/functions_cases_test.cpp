@@ -2441,4 +2441,289 @@ TEST_F(SystemFns, UserIsTheUidAttribute)
     EXPECT_EQ(empty->length, 0);
 }
 
+// ===========================================================================
+// Calls outside the usual setting: no memory handle, no statement, short or
+// odd argument lists, a descriptor or evaluator missing.
+
+class NoMemoryHandle : public Fn {
+protected:
+    void SetUp() override
+    {
+        Fn::SetUp();
+        sc.context.mem = nullptr;
+    }
+};
+
+TEST_F(NoMemoryHandle, ValueResultsAreNullPointersWithoutADiagnostic)
+{
+    // run() fails the test on an error exit or a posted diagnostic.
+    EXPECT_EQ(run("ABS", {I(-3)}), nullptr);
+    EXPECT_EQ(run("SQRT", {D(4.0)}), nullptr);
+    EXPECT_EQ(run("SQRT", {Null(VALUE_DOUBLE)}), nullptr);
+    EXPECT_EQ(run("CEILING", {D(1.5)}), nullptr);
+    EXPECT_EQ(run("POWER", {D(2.0), I(3)}), nullptr);
+    EXPECT_EQ(run("MOD", {I(7), I(0)}), nullptr) << "no value, so no division either";
+    EXPECT_EQ(run("RAND", {}), nullptr);
+    EXPECT_EQ(run("PI", {}), nullptr);
+    EXPECT_EQ(run("ASCII", {S("a")}), nullptr);
+    EXPECT_EQ(run("CHAR_LENGTH", {S("abc")}), nullptr);
+    EXPECT_EQ(run("CURDATE", {}), nullptr);
+    EXPECT_EQ(run("CURTIME", {}), nullptr);
+    EXPECT_EQ(run("CURRENT_TIMESTAMP", {}), nullptr);
+    EXPECT_EQ(run("NOW", {}), nullptr);
+    EXPECT_EQ(run("YEAR", {make_date(2004, 3, 15)}), nullptr);
+    EXPECT_EQ(run("YEAR", {Null(VALUE_DATE)}), nullptr);
+    EXPECT_EQ(run("EXTRACT", {I(0), make_date(2004, 3, 15)}), nullptr);
+    EXPECT_EQ(run("EXTRACT", {Null(VALUE_INTEGER), make_date(2004, 3, 15)}), nullptr);
+    EXPECT_EQ(run("TIMESTAMPADD", {S("SQL_TSI_DAY"), I(1), make_date(2004, 3, 15)}), nullptr);
+    EXPECT_EQ(run("TIMESTAMPDIFF", {S("SQL_TSI_DAY"), make_date(2004, 3, 15),
+                                    make_date(2004, 3, 16)}),
+              nullptr);
+}
+
+TEST_F(NoMemoryHandle, TextResultsTakeTheAllocationExit)
+{
+    // A text result is one allocation with its record: without a handle it
+    // cannot be had, and each routine posts its own message.
+    expect_exit("UCASE", {S("abc")}, "HY001", "Memory allocation error");
+    expect_exit("SPACE", {I(3)}, "HY001", "Memory allocation error");
+    expect_exit("CONCAT", {S("a"), S("b")}, "HY001", "Memory allocation error fred");
+    expect_exit("CHAR", {I(65)}, "HY001", "Memory allocation error fred");
+    expect_exit("DAYNAME", {make_date(2004, 3, 15)}, "HY001", "Memory allocation error");
+    expect_exit("MONTHNAME", {make_date(2004, 3, 15)}, "HY001", "Memory allocation error");
+    conn.database = "sales";
+    expect_exit("DATABASE", {}, "HY001", "Memory allocation error fred");
+    ASSERT_EQ(parse_connection_string(&conn.attributes, handle, "UID=fred", KX_NTS, 0), 0);
+    expect_exit("USER", {}, "HY001", "Memory allocation error");
+}
+
+class NoStatement : public Fn {
+protected:
+    void SetUp() override
+    {
+        Fn::SetUp();
+        sc.context.stmt = nullptr;
+    }
+};
+
+TEST_F(NoStatement, CurrentDateComesFromTheSystemClock)
+{
+    // Without a statement there is no captured time: the clock is read. The
+    // date is checked against the clock read before and after the call.
+    std::time_t before = std::time(nullptr);
+    Value *r = run("CURDATE", {});
+    std::time_t after = std::time(nullptr);
+    ASSERT_NE(r, nullptr);
+    EXPECT_EQ(r->type, VALUE_DATE);
+    std::tm a;
+    std::tm b;
+    localtime_r(&before, &a);
+    localtime_r(&after, &b);
+    const DateStruct &d = r->payload.date;
+    bool matches_before = d.year == a.tm_year + 1900 && d.month == a.tm_mon + 1 &&
+                          d.day == a.tm_mday;
+    bool matches_after = d.year == b.tm_year + 1900 && d.month == b.tm_mon + 1 &&
+                         d.day == b.tm_mday;
+    EXPECT_TRUE(matches_before || matches_after)
+        << d.year << "-" << d.month << "-" << d.day;
+}
+
+TEST_F(NoStatement, DatabaseAndUserAreEmptyNullStrings)
+{
+    for (const char *name : {"DATABASE", "USER"}) {
+        Value *r = run(name, {});
+        ASSERT_NE(r, nullptr) << name;
+        EXPECT_EQ(r->type, VALUE_STRING) << name;
+        EXPECT_EQ(r->null_flag, -1) << name;
+        EXPECT_EQ(r->length, 0) << name;
+        ASSERT_NE(r->payload.text, nullptr) << name;
+        EXPECT_STREQ(r->payload.text, "") << name;
+    }
+}
+
+TEST_F(NoStatement, LongArgumentStillLeavesThroughTheExitPoint)
+{
+    // No statement, so no connection to read through and no header to post
+    // on: the exit is still taken, with the result code set.
+    TestLong lb;
+    Value *v = Long(lb, "abc");
+    Value *argv[1] = {v};
+    Value *out = nullptr;
+    sc.context.result = 0;
+    EXPECT_EQ(call_armed(main_entry("UCASE"), &sc.context, 1, argv, 0, 0, &out), -1);
+    EXPECT_EQ(sc.context.result, -1);
+    EXPECT_EQ(lb.rewinds, 0);
+    EXPECT_EQ(diag_count(), 0);
+}
+
+class OddCalls : public Fn {};
+
+TEST_F(OddCalls, NoNameIsNotCatalogued)
+{
+    EXPECT_EQ(sql92_get_function_id(nullptr, 0), -99);
+    EXPECT_EQ(sql92_get_function_id(nullptr, 1), -99);
+}
+
+TEST_F(OddCalls, NoDescriptorOrNoRoutineRunsNothing)
+{
+    Value *argv[1] = {I(-3)};
+    EXPECT_EQ(execute_function(nullptr, &sc.context, 1, argv, 0, 0), nullptr);
+    FunctionEntry d = *main_entry("ABS");
+    d.impl = nullptr;
+    EXPECT_EQ(execute_function(&d, &sc.context, 1, argv, 0, 0), nullptr);
+}
+
+TEST_F(OddCalls, IfnullWithoutItsSettingGivesNoValue)
+{
+    Expr first{Null(VALUE_INTEGER)};
+    Expr second{I(6)};
+    Value *argv[2] = {reinterpret_cast<Value *>(&first), reinterpret_cast<Value *>(&second)};
+    const FunctionEntry *ifnull = main_entry("IFNULL");
+    // No evaluator in the context.
+    EXPECT_EQ(execute_function(ifnull, &sc.context, 2, argv, 0, 0), nullptr);
+    sc.context.evaluate = logging_evaluator;
+    // No context, no argument array, no arguments: nothing is evaluated.
+    EXPECT_EQ(execute_function(ifnull, nullptr, 2, argv, 0, 0), nullptr);
+    EXPECT_EQ(execute_function(ifnull, &sc.context, 2, nullptr, 0, 0), nullptr);
+    EXPECT_EQ(execute_function(ifnull, &sc.context, 0, argv, 0, 0), nullptr);
+    EXPECT_EQ(g_log.calls, 0);
+    // One argument only: a NULL first value is the answer, as there is no
+    // second to evaluate.
+    EXPECT_EQ(execute_function(ifnull, &sc.context, 1, argv, 0, 0), first.value);
+    EXPECT_EQ(g_log.calls, 1);
+}
+
+TEST_F(OddCalls, ModWithoutADivisorIsADivisionByZero)
+{
+    expect_exit("MOD", {I(7)}, "22012", "Division by zero");
+}
+
+TEST_F(OddCalls, NullCountsGiveNullText)
+{
+    for (const char *name : {"LEFT", "RIGHT", "REPEAT"})
+        expect_null(run(name, {S("abc"), Null(VALUE_INTEGER)}), VALUE_STRING, name);
+}
+
+TEST_F(OddCalls, PositionInAMissingTextIsZero)
+{
+    EXPECT_EQ(int_of(run("POSITION", {S("a")}), "POSITION('a' IN <none>)"), 0);
+}
+
+TEST_F(OddCalls, StringWithoutItsTextReadsAsEmpty)
+{
+    Value *s = make(VALUE_STRING);  // no buffer at all
+    ASSERT_EQ(s->payload.text, nullptr);
+    EXPECT_EQ(text_of(run("UCASE", {s}), "UCASE(no text)"), "");
+    EXPECT_EQ(int_of(run("CHAR_LENGTH", {s}), "CHAR_LENGTH(no text)"), 0);
+    EXPECT_EQ(int_of(run("ASCII", {s}), "ASCII(no text)"), 0);
+}
+
+TEST_F(OddCalls, FieldsADatetimeDoesNotHaveReadAsZero)
+{
+    // The class words keep these out; a driver that passes one anyway gets 0.
+    EXPECT_EQ(int_of(run("YEAR", {make_time(10, 20, 30)}), "YEAR(time)"), 0);
+    EXPECT_EQ(int_of(run("MONTH", {make_time(10, 20, 30)}), "MONTH(time)"), 0);
+    EXPECT_EQ(int_of(run("HOUR", {make_date(2004, 3, 15)}), "HOUR(date)"), 0);
+    EXPECT_EQ(int_of(run("SECOND", {make_date(2004, 3, 15)}), "SECOND(date)"), 0);
+}
+
+TEST_F(OddCalls, DayBeforeTheFirstDayNumberHasNoName)
+{
+    // jdnl_to_dow of a negative day number is negative: no table entry.
+    ASSERT_LT(jdnl_to_dow(ymd_to_jdnl(-5000, 1, 2, -1)), 0);
+    expect_null(run("DAYNAME", {make_date(-5000, 1, 2)}), VALUE_STRING, "DAYNAME(5000 BC)");
+    EXPECT_EQ(text_of(run("DAYNAME", {make_date(2004, 3, 14)}), "DAYNAME(2004-03-14)"),
+              "Sunday");
+}
+
+TEST_F(OddCalls, ExtractWithoutASourceIsZero)
+{
+    EXPECT_EQ(int_of(run("EXTRACT", {I(0)}), "EXTRACT(YEAR FROM <none>)"), 0);
+}
+
+TEST_F(OddCalls, ExtractCodesBeyondSecondFromIntervalsAreZero)
+{
+    const FunctionEntry *x = main_entry("EXTRACT");
+    for (int32_t code : {6, -1, 100}) {
+        Value *ym = make_interval(KX_IS_YEAR_TO_MONTH, 0, 2, 5, 0, 0, 0);
+        EXPECT_EQ(int_of(run(x, {I(code), ym}), "year-month"), 0) << code;
+        Value *ds = make_interval(KX_IS_DAY_TO_SECOND, 0, 1, 2, 3, 4, 0);
+        EXPECT_EQ(int_of(run(x, {I(code), ds}), "day-time"), 0) << code;
+    }
+}
+
+TEST_F(OddCalls, UnitWordWithoutTextIsUnknown)
+{
+    Value *word = make(VALUE_STRING);  // no buffer
+    ASSERT_EQ(word->payload.text, nullptr);
+    Value *r = run("TIMESTAMPADD", {word, I(5), make_timestamp(2004, 1, 2, 3, 4, 5, 6)});
+    ASSERT_NE(r, nullptr);
+    EXPECT_EQ(r->type, VALUE_TIMESTAMP);
+    EXPECT_EQ(r->payload.timestamp.day, 2);
+    EXPECT_EQ(r->payload.timestamp.fraction, 6u);
+    // A word that is not text at all is no unit either.
+    EXPECT_EQ(int_of(run("TIMESTAMPDIFF", {I(4), make_date(2004, 1, 1), make_date(2004, 1, 9)}),
+                     "TIMESTAMPDIFF(<integer>, ...)"),
+              0);
+    EXPECT_EQ(int_of(run("TIMESTAMPDIFF", {word, make_date(2004, 1, 1), make_date(2004, 1, 9)}),
+                     "TIMESTAMPDIFF(<no text>, ...)"),
+              0);
+    // A missing word (a null pointer in the argument array) neither.
+    EXPECT_EQ(int_of(run("TIMESTAMPDIFF", {nullptr, make_date(2004, 1, 1), make_date(2004, 1, 9)}),
+                     "TIMESTAMPDIFF(<none>, ...)"),
+              0);
+}
+
+TEST_F(TimestampAdd, WithoutADescriptorTheResultIsATimestamp)
+{
+    // The routine called directly without its descriptor has no recorded
+    // SQL type: the catalogue's 0, so a timestamp.
+    const FunctionEntry *e = main_entry("TIMESTAMPADD");
+    Value *argv[3] = {S("SQL_TSI_DAY"), I(1), make_date(2004, 2, 28)};
+    Value *r = nullptr;
+    if (setjmp(sc.context.exit) == 0)
+        r = e->impl(&sc.context, 3, argv, 0, 0, nullptr);
+    expect_ts(r, 2004, 2, 29, 0, 0, 0, 0, "no descriptor");
+}
+
+TEST_F(LongArgs, AsciiOfAnEmptyLongTextIsZero)
+{
+    std::string none;
+    EXPECT_EQ(int_of(run("ASCII", {Long(lb, none)}), "ASCII(empty long)"), 0);
+    EXPECT_EQ(lb.first_read_size, 20);
+}
+
+TEST_F(LongArgs, LongBinaryIsReadTheSameWay)
+{
+    std::string data = letters(3000);
+    Value *v = Long(lb, data);
+    v->type = VALUE_LONG_BINARY;
+    EXPECT_EQ(int_of(run("CHAR_LENGTH", {v}), "CHAR_LENGTH(long binary)"), 3000);
+    EXPECT_EQ(lb.rewind_type, VALUE_LONG_BINARY);
+    v = Long(lb, data);
+    v->type = VALUE_LONG_BINARY;
+    EXPECT_EQ(text_of(run("LEFT", {v, I(4)}), "LEFT(long binary, 4)"), "abcd");
+    EXPECT_EQ(lb.rewind_type, VALUE_LONG_BINARY);
+}
+
+// Reads as test_long_read does but reports more data on every read: only
+// codes 2 and up are failures, so the text read is used.
+int32_t read_always_more(LongBuffer *buffer, void *destination, int32_t size,
+                         int32_t *length_out, int32_t flags)
+{
+    int32_t code = test_long_read(buffer, destination, size, length_out, flags);
+    return code == 0 ? 1 : code;
+}
+
+TEST_F(LongArgs, MoreDataOnTheSecondReadIsNoFailure)
+{
+    conn.long_read = read_always_more;
+    std::string data = letters(500);
+    std::string upper = data;
+    for (char &c : upper)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    EXPECT_EQ(text_of(run("UCASE", {Long(lb, data)}), "UCASE(long)"), upper);
+    EXPECT_EQ(lb.reads, 2);
+}
+
 }  // namespace

@@ -272,6 +272,30 @@ TEST_F(FunctionCall, DatabaseNameFailureKeepsItsMessage)
     EXPECT_EQ(last_diagnostic(call.errors()), "HY001 [Varnel ODBC]Memory allocation error fred");
 }
 
+TEST_F(FunctionCall, LongArgumentCopyFailureTakesTheErrorExit)
+{
+    // Past the size the memory handle's own caches serve, so the copy's
+    // allocation is the next call of the system allocator.
+    Value *arg = long_text(std::string(5000, 'c'));
+    g_failing_mallocs = 1;
+    run("UCASE", {arg});
+    g_failing_mallocs = 0;
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(call.context.result, -1);
+    EXPECT_EQ(last_diagnostic(call.errors()), "HY001 [Varnel ODBC]Memory allocation error");
+}
+
+TEST_F(FunctionCall, ConcatKeepsItsMessageForALongArgumentsCopy)
+{
+    Value *arg = long_text(std::string(5000, 'c'));
+    Value *tail = text("!");
+    g_failing_mallocs = 1;
+    run("CONCAT", {arg, tail});
+    g_failing_mallocs = 0;
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(last_diagnostic(call.errors()), "HY001 [Varnel ODBC]Memory allocation error fred");
+}
+
 TEST_F(FunctionCall, TextLongerThanAValueCanHoldIsAnAllocationError)
 {
     // 2^16 copies of 2^16 octets would need a length beyond 32 bits
