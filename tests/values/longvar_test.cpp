@@ -626,6 +626,36 @@ TEST_F(LongvarTest, LongValuesDuplicateAndReleaseTheirBuffers)
     EXPECT_FALSE(fd_is_open(fd));
 }
 
+TEST_F(LongvarTest, LongBinaryValuesShareTheirBuffers)
+{
+    LongBuffer *lb = allocate_long_buffer(handle, 0, 0, config, -4);
+    ASSERT_NE(lb, nullptr);
+    append_to_long_buffer(lb, "\x01\x00\x02", 3);
+    Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, handle));
+    v->type = VALUE_LONG_BINARY;
+    v->long_buffer = lb;
+
+    Value *same = duplicate_value(handle, v);
+    ASSERT_NE(same, nullptr);
+    EXPECT_EQ(same->long_buffer, lb);
+    EXPECT_EQ(kx::mem_block_of(lb)->ref_count, 2);
+
+    // shared: the record and the buffer each gain a holder
+    EXPECT_EQ(duplicate_value_ex(handle, v), v);
+    EXPECT_EQ(v->ref_count, 1);
+    EXPECT_EQ(kx::mem_block_of(lb)->ref_count, 3);
+
+    MemHandle *other = kx_mem_alloc_handle(nullptr);
+    Value *far = duplicate_value(other, v);
+    ASSERT_NE(far, nullptr);
+    ASSERT_NE(far->long_buffer, nullptr);
+    EXPECT_NE(far->long_buffer, lb);
+    EXPECT_EQ(far->long_buffer->sql_type, -4);
+    EXPECT_EQ(long_buffer_length(far->long_buffer), 3);
+    kx_mem_release_handle(other);
+    EXPECT_EQ(kx::mem_block_of(lb)->ref_count, 3);
+}
+
 TEST_F(LongvarTest, FreeLongBufferClosesTheStream)
 {
     LongBuffer *lb = allocate_long_buffer(handle, 0, 0, config, -1);

@@ -697,6 +697,86 @@ TEST_F(ValuesTest, Trivalues)
     EXPECT_EQ(v->null_flag, 0);
 }
 
+// ---- null pointers, missing texts and buffers ----
+
+TEST_F(ValuesTest, GettersOfANullPointerReadAsZero)
+{
+    EXPECT_EQ(get_int_from_value(nullptr), 0);
+    EXPECT_EQ(get_double_from_value(nullptr), 0.0);
+    EXPECT_EQ(get_bigint_from_value(nullptr), 0);
+    EXPECT_STREQ(get_string_from_value(nullptr), "");
+    EXPECT_EQ(get_trivalue_from_value(nullptr), 2);   // unknown
+}
+
+TEST_F(ValuesTest, SettersOfANullPointerDoNothing)
+{
+    set_value_to_double(nullptr, 1.5);
+    EXPECT_EQ(set_trivalue_in_value(nullptr, 1), nullptr);
+    Value *v = make_int(4);
+    EXPECT_EQ(set_value_to_interval(nullptr, v), nullptr);
+    EXPECT_EQ(set_value_to_interval(v, nullptr), v);
+    EXPECT_EQ(set_value_to_interval(v, v), v);
+    EXPECT_EQ(v->type, VALUE_INTEGER);
+    EXPECT_EQ(v->payload.integer, 4);
+}
+
+// A string value whose text pointer is null reads as no digits at all.
+TEST_F(ValuesTest, StringWithoutTextReadsAsZero)
+{
+    Value *v = make(VALUE_STRING);
+    v->length = 3;
+    ASSERT_EQ(v->payload.text, nullptr);
+    EXPECT_EQ(get_int_from_value(v), 0);
+    EXPECT_EQ(get_double_from_value(v), 0.0);
+    EXPECT_EQ(get_bigint_from_value(v), 0);
+    EXPECT_STREQ(get_string_from_value(v), "");
+}
+
+// A text whose length cannot be trusted (negative, or with no room for the
+// terminator in 32 bits) is not copied: the copy keeps the record and has
+// no text.
+TEST_F(ValuesTest, DuplicateOfATextWithAnUnusableLengthCopiesNoText)
+{
+    static char abc[] = "abc";
+    for (int32_t length : {-1, -5, INT32_MAX}) {
+        for (int32_t type : {VALUE_STRING, VALUE_BINARY}) {
+            Value *src = make(type);
+            src->payload.text = abc;
+            src->length = length;
+            src->share_block = 1;
+            Value *d = duplicate_value(handle, src);
+            ASSERT_NE(d, nullptr);
+            EXPECT_EQ(d->type, type);
+            EXPECT_EQ(d->length, length);
+            EXPECT_EQ(d->payload.text, nullptr) << length;
+            EXPECT_EQ(d->share_block, 0);
+            EXPECT_EQ(d->long_buffer, nullptr);
+            release_value(handle, d);
+            EXPECT_STREQ(abc, "abc");   // the source's text is not freed
+            src->payload.text = nullptr;
+        }
+    }
+}
+
+// Long values without a long buffer copy and share as any other record.
+TEST_F(ValuesTest, LongValuesWithoutABufferCopyNoBuffer)
+{
+    for (int32_t type : {VALUE_LONG_STRING, VALUE_LONG_BINARY}) {
+        Value *src = make(type);
+        Value *d = duplicate_value(handle, src);
+        ASSERT_NE(d, nullptr);
+        EXPECT_EQ(d->type, type);
+        EXPECT_EQ(d->long_buffer, nullptr);
+        release_value(handle, d);
+
+        EXPECT_EQ(duplicate_value_ex(handle, src), src);
+        EXPECT_EQ(src->ref_count, 1);
+        EXPECT_EQ(src->long_buffer, nullptr);
+        release_value(handle, src);
+        EXPECT_EQ(src->ref_count, 0);
+    }
+}
+
 // ---- get_long_from_interval ----
 
 TEST_F(ValuesTest, GetLongFromInterval)
