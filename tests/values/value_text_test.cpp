@@ -451,6 +451,53 @@ TEST_F(ValueTextTest, TextsWithoutTheirBuffers)
               nullptr);
 }
 
+// A null pointer is printed as a NULL value is.
+TEST_F(ValueTextTest, NullPointerReadsAsNull)
+{
+    char buf[16] = "xyz";
+    const char *result = value_as_text(nullptr, buf);
+    EXPECT_NE(result, buf);
+    EXPECT_STREQ(result, "NULL");
+    EXPECT_STREQ(buf, "xyz");
+    size_t length = 0;
+    EXPECT_STREQ(value_as_text_n(nullptr, buf, sizeof buf, &length), "NULL");
+    EXPECT_EQ(length, 4u);
+    EXPECT_STREQ(buf, "xyz");
+    EXPECT_STREQ(value_as_text_n(nullptr, buf, sizeof buf, nullptr), "NULL");
+    EXPECT_EQ(value_as_text_ex(nullptr, buf, "<", ">", "<", ">", "<", ">", "<",
+                               ">", 0),
+              buf);
+    EXPECT_STREQ(buf, "NULL");
+}
+
+// Without a buffer nothing is written and null comes back; the bounded
+// forms still count the length of the whole text.
+TEST_F(ValueTextTest, WithoutABufferOnlyTheLengthIsCounted)
+{
+    Value *v = make_date(2004, 6, 16);
+    EXPECT_EQ(value_as_text(v, nullptr), nullptr);
+    size_t length = 0;
+    EXPECT_EQ(value_as_text_n(v, nullptr, 100, &length), nullptr);
+    EXPECT_EQ(length, std::strlen("{d'2004-06-16'}"));
+    EXPECT_EQ(value_as_text_ex(v, nullptr, "<", ">", "", "", "", "", "", "", 0),
+              nullptr);
+    length = 0;
+    EXPECT_EQ(value_as_text_ex_n(v, nullptr, 100, &length, "<", ">", "", "",
+                                 "", "", "", "", 0),
+              nullptr);
+    EXPECT_EQ(length, std::strlen("<2004-06-16>"));
+}
+
+TEST_F(ValueTextTest, BoundedExFormWithoutALengthPointer)
+{
+    Value *v = make_time(1, 2, 3);
+    char buf[6];
+    EXPECT_EQ(value_as_text_ex_n(v, buf, sizeof buf, nullptr, "", "", "[", "]",
+                                 "", "", "", "", 0),
+              buf);
+    EXPECT_STREQ(buf, "[01:0");
+}
+
 TEST_F(ValueTextTest, DatetimeFieldsPrintAsTheyAre)
 {
     struct Case {
