@@ -2,6 +2,8 @@
 // message building and its 1024-byte bound, GetDiagRec / GetDiagField
 // results and truncation, PostDalError, and the error exit.
 #include <csetjmp>
+#include <csignal>
+#include <cstdlib>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -998,6 +1000,85 @@ TEST_F(Diagnostics, ErrorExitWithoutStatementStillJumps)
     EXPECT_EQ(jumped, -1);
     EXPECT_EQ(rounds, 1);
     EXPECT_EQ(context.result, -1);
+}
+
+TEST_F(Diagnostics, HeaderIntegerFieldsWithoutATargetSucceed)
+{
+    SetupErrorHeader(odbc3_, 82);
+    PostError(odbc3_, 1, 0, nullptr, 0, 0, "ODBC 3.0", "01004", "m");
+    for (int32_t field : {kReturnCode, kNumber, kRowCount, kDynamicFunctionCode,
+                          kCursorRowCount})
+        EXPECT_EQ(GetDiagField(kStmt, odbc3_, 1, field, nullptr, 0, nullptr), 0)
+            << field;
+    EXPECT_EQ(integer_field(kStmt, odbc3_, 0, kNumber), 1);
+}
+
+// A driver that raised the count past the records it holds gets no data
+// for the records that are not there.
+TEST_F(Diagnostics, CountPastTheRecordsGivesNoData)
+{
+    PostError(odbc3_, 1, 0, nullptr, 0, 0, "ODBC 3.0", "01004", "m");
+    odbc3_->record_count = 3;
+    EXPECT_EQ(state_of(odbc3_, 1), "01004");
+    char state[6] = "?????";
+    char text[16] = "";
+    EXPECT_EQ(GetDiagRec(odbc3_, 2, state, nullptr, text, sizeof text, nullptr),
+              100);
+    EXPECT_EQ(GetDiagRec(odbc3_, 3, state, nullptr, text, sizeof text, nullptr),
+              100);
+    EXPECT_STREQ(state, "?????");
+    EXPECT_EQ(GetDiagField(kStmt, odbc3_, 3, kSqlState, text, sizeof text,
+                           nullptr),
+              100);
+    EXPECT_EQ(integer_field(kStmt, odbc3_, 0, kNumber), 3);
+    odbc3_->record_count = 1;
+}
+
+TEST_F(Diagnostics, PostDalErrorWithoutAMessagePostsTheNameAlone)
+{
+    DriverStatement statement{};
+    statement.kind = 200;
+    statement.errors = odbc3_;
+    EXPECT_EQ(PostDalError(&statement, "DAL", 7, "HY000", nullptr), 0);
+    ASSERT_EQ(odbc3_->record_count, 1);
+    EXPECT_EQ(odbc3_->return_code, -1);
+    EXPECT_EQ(message_of(odbc3_, 1), "[DAL]");
+    EXPECT_EQ(state_of(odbc3_, 1), "HY000");
+}
+
+TEST_F(Diagnostics, ErrorExitWithoutAMessagePostsTheNameAlone)
+{
+    DriverStatement statement{};
+    statement.kind = 200;
+    statement.errors = odbc3_;
+    EvalContext context{};
+    context.stmt = &statement;
+    if (setjmp(context.exit) == 0)
+        kx::error_exit(&context, "ODBC3.0", "22012", nullptr);
+    EXPECT_EQ(context.result, -1);
+    ASSERT_EQ(odbc3_->record_count, 1);
+    EXPECT_EQ(message_of(odbc3_, 1), "[Varnel ODBC]");
+    EXPECT_EQ(state_of(odbc3_, 1), "22012");
+}
+
+// Without a context there is no exit point: the process aborts. The
+// SIGABRT handler leaves through exit(), so that an instrumented build also
+// writes the dying child's counts.
+[[noreturn]] void exit_on_abort(int)
+{
+    std::exit(42);
+}
+
+TEST_F(Diagnostics, ErrorExitWithoutAContextAborts)
+{
+    EXPECT_EXIT(kx::error_exit(nullptr, "ODBC3.0", "HY000", "m"),
+                ::testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(
+        {
+            std::signal(SIGABRT, exit_on_abort);
+            kx::error_exit(nullptr, "ODBC3.0", "HY000", "m");
+        },
+        ::testing::ExitedWithCode(42), "");
 }
 
 }  // namespace
