@@ -181,4 +181,47 @@ TEST_F(Cursor, NullArgumentsAreSafe)
     EXPECT_STREQ(stmts[0].cursor_name, "");
 }
 
+// A statement that belongs to no connection keeps a name of its own, but
+// nothing can register or find it.
+TEST_F(Cursor, StatementWithoutAConnection)
+{
+    DriverStatement lone;
+    std::memset(&lone, 0, sizeof lone);
+    lone.kind = KX_KIND_STATEMENT;
+    std::strcpy(lone.cursor_name, "old");
+    generate_cursor_name(&lone);
+    EXPECT_STREQ(lone.cursor_name, "old");
+    insert_cursor_name(&lone, "mine");
+    EXPECT_STREQ(get_cursor_name(&lone), "mine");
+    EXPECT_EQ(get_stmt_by_cursor(&lone, "mine"), nullptr);
+    remove_cursor_name(&lone, "mine");
+    EXPECT_STREQ(lone.cursor_name, "mine");
+    EXPECT_EQ(conn.cursor_registry, nullptr);
+    EXPECT_EQ(conn.cursor_counter, 0u);
+}
+
+// A connection without a memory handle cannot grow its registry: names are
+// still given, but not registered.
+TEST_F(Cursor, ConnectionWithoutAMemoryHandleRegistersNothing)
+{
+    MemHandle *handle = conn.mem_handle;
+    conn.mem_handle = nullptr;
+    insert_cursor_name(&stmts[0], "C1");
+    EXPECT_STREQ(stmts[0].cursor_name, "C1");
+    generate_cursor_name(&stmts[1]);
+    EXPECT_STREQ(stmts[1].cursor_name, "SQL_CUR00000000");
+    EXPECT_EQ(conn.cursor_registry, nullptr);
+    EXPECT_EQ(get_stmt_by_cursor(&stmts[2], "C1"), nullptr);
+    conn.mem_handle = handle;
+}
+
+TEST_F(Cursor, RemovalWithoutANameRemovesNothing)
+{
+    insert_cursor_name(&stmts[0], "C1");
+    remove_cursor_name(&stmts[1], nullptr);
+    EXPECT_STREQ(stmts[0].cursor_name, "C1");
+    EXPECT_EQ(get_stmt_by_cursor(&stmts[1], "C1"), &stmts[0]);
+    EXPECT_EQ(get_stmt_by_cursor(&stmts[1], nullptr), nullptr);
+}
+
 }  // namespace

@@ -77,6 +77,14 @@ TEST_F(HashTest, HashFunctionCases)
         EXPECT_EQ(kx_hash_string(c.key, c.table), c.bucket) << c.key;
 }
 
+// Without a table a key hashes as into the default 53 buckets.
+TEST_F(HashTest, NullTableHashesIntoTheDefault53Buckets)
+{
+    EXPECT_EQ(kx_hash_string("abc", nullptr), ((97 * 4 + 98) * 4 + 99) % 53);
+    EXPECT_EQ(kx_hash_string("\xFF", nullptr), static_cast<int32_t>(0x7FFFFFFFu % 53));
+    EXPECT_EQ(kx_hash_string(nullptr, nullptr), 0);
+}
+
 TEST_F(HashTest, HashMatchesTheRuleForLongKeys)
 {
     HashTable *t = make(0);

@@ -409,6 +409,7 @@ TEST_F(MemsysTest, FailedAllocationLeavesHandleUnchanged)
 TEST_F(MemsysTest, NullArgumentsAreHarmless)
 {
     EXPECT_EQ(kx_mem_alloc(nullptr, 8), nullptr);
+    EXPECT_EQ(kx_mem_alloc_ex(nullptr, 8, log_death), nullptr);
     EXPECT_EQ(kx_mem_alloc_node(nullptr, 8, 903), nullptr);
     kx_mem_free(root, nullptr);
     EXPECT_EQ(kx_mem_clone(root, nullptr), nullptr);
@@ -545,6 +546,14 @@ TEST_F(MemsysTest, KindsOutsideTheCacheAreNeverCached)
         EXPECT_EQ(kx::mem_cached_count(kind), 0) << kind;
     }
     EXPECT_EQ(root->first_block, nullptr);
+}
+
+TEST_F(MemsysTest, KindsWithoutACacheSlotHaveNothingCached)
+{
+    for (int32_t kind : {-1, kx::kMemKindLimit, INT32_MAX}) {
+        EXPECT_EQ(kx::mem_cached_count(kind), 0) << kind;
+        EXPECT_EQ(kx::mem_cached_head(kind), nullptr) << kind;
+    }
 }
 
 TEST_F(MemsysTest, LastKindBelowTheLimitIsCached)

@@ -297,6 +297,18 @@ TEST(CatStrBuffer, RepeatedAppendsBuildAString)
     EXPECT_STREQ(buffer, "SELECT * FROM t");
 }
 
+// Without a length pointer the current length is taken as 0: a source that
+// fits is appended where the text ends, one that does not is cut.
+TEST(CatStrBuffer, WithoutALengthPointer)
+{
+    char buffer[8] = "ab";
+    EXPECT_EQ(cat_str_buffer(buffer, sizeof buffer, nullptr, "cde"), 0);
+    EXPECT_STREQ(buffer, "abcde");
+    char small[4] = "xy";
+    EXPECT_EQ(cat_str_buffer(small, sizeof small, nullptr, "abcd"), 1);
+    EXPECT_STREQ(small, "abc");   // cut from the start, as for length 0
+}
+
 // ---- string_duplicate ----
 
 TEST(StringDuplicate, CopiesIntoTheHandle)

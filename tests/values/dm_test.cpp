@@ -147,6 +147,26 @@ TEST(ValueToDm, EmptyStringAndNegativeLength)
     EXPECT_EQ(dm.bytes()[12], kFill);
 }
 
+// A string or binary value without its buffer gives a payload of zeros of
+// its declared length.
+TEST(ValueToDm, TextAndBinaryWithoutABufferGiveZeros)
+{
+    for (int32_t type : {VALUE_STRING, VALUE_BINARY}) {
+        Value v = blank(type);
+        v.length = 3;
+        v.data_length = type == VALUE_BINARY ? 2 : 0;
+        ASSERT_EQ(v.payload.text, nullptr);
+        Dm dm;
+        value_to_dm(dm.dm(), &v);
+        EXPECT_EQ(dm.word(0), 3) << type;
+        EXPECT_EQ(dm.word(4), v.data_length) << type;
+        EXPECT_EQ(dm.word(8), type);
+        const unsigned char zeros[3] = {0, 0, 0};
+        EXPECT_EQ(std::memcmp(dm.bytes() + 12, zeros, 3), 0) << type;
+        EXPECT_EQ(dm.bytes()[15], kFill) << type;
+    }
+}
+
 TEST(ValueToDm, BinaryCarriesDeclaredAndDataLength)
 {
     unsigned char octets[] = {0xDE, 0xAD, 0x00, 0x00, 0x99};
@@ -268,6 +288,29 @@ TEST(DmToValue, BinaryTakesBothLengths)
     EXPECT_EQ(target.data_length, 3);
     EXPECT_EQ(std::memcmp(into, octets, 4), 0);
     EXPECT_EQ(into[4], 9);
+}
+
+// Without a buffer to copy into, only the lengths and flags are taken.
+TEST(DmToValue, TextAndBinaryWithoutABufferTakeTheLengthsOnly)
+{
+    unsigned char octets[] = {1, 2, 3, 4};
+    Value source = blank(VALUE_BINARY);
+    source.payload.bytes = octets;
+    source.length = 4;
+    source.data_length = 3;
+    Dm dm;
+    value_to_dm(dm.dm(), &source);
+    for (int32_t type : {VALUE_STRING, VALUE_BINARY}) {
+        Value target = blank(type);
+        target.null_flag = -1;
+        target.share_block = 1;
+        dm_to_value(dm.dm(), &target);
+        EXPECT_EQ(target.payload.text, nullptr) << type;
+        EXPECT_EQ(target.length, 4) << type;
+        EXPECT_EQ(target.data_length, type == VALUE_BINARY ? 3 : 0) << type;
+        EXPECT_EQ(target.null_flag, 0) << type;
+        EXPECT_EQ(target.share_block, 0) << type;
+    }
 }
 
 TEST(DmToValue, NullSetsOnlyTheNullFlag)
@@ -490,6 +533,16 @@ TEST(CompareDm, ExactlySizedBuffersOfDifferentLengths)
     EXPECT_EQ(order(abc, abd), -1);
     EXPECT_EQ(order(empty, abc), 0);
     EXPECT_EQ(order(abc, empty), 1);
+
+    // strncmp: equal texts up to a zero octet compare equal, whatever
+    // follows it.
+    std::vector<unsigned char> abx = make(VALUE_STRING, std::string("ab\0x", 4).data(), 4);
+    std::vector<unsigned char> aby = make(VALUE_STRING, std::string("ab\0y", 4).data(), 4);
+    std::vector<unsigned char> ab0 = make(VALUE_STRING, std::string("ab\0", 3).data(), 3);
+    EXPECT_EQ(order(abx, aby), 0);
+    EXPECT_EQ(order(aby, abx), 0);
+    EXPECT_EQ(order(abx, ab0), 0);
+    EXPECT_EQ(order(ab0, abc), -1);
 
     std::vector<unsigned char> b12 = make(VALUE_BINARY, "\x01\x02", 2);
     std::vector<unsigned char> b120 = make(VALUE_BINARY, std::string("\x01\x02\x00", 3).c_str(), 3);
