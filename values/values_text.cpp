@@ -82,9 +82,11 @@ void append_double(kx::TextSink &sink, double d)
         return;
     size_t len = static_cast<size_t>(n) < sizeof text ? static_cast<size_t>(n)
                                                        : sizeof text - 1;
-    while (len > 1 && text[len - 1] == '0')
+    // A finite number has a digit, a point and six decimals, so the zeros
+    // run out at the point at the latest; "inf" and "nan" end in no zero.
+    while (text[len - 1] == '0')
         len--;
-    if (len > 1 && text[len - 1] == '.')
+    if (text[len - 1] == '.')
         len--;
     sink.append(text, len);
 }
@@ -253,7 +255,8 @@ void render_interval(const Value *value, TextSink &sink, bool sql_form)
     if (ends_in_seconds && f.fraction != 0) {
         int n = std::snprintf(fraction, sizeof fraction, "%09ld",
                               static_cast<long>(f.fraction));
-        while (n > 0 && fraction[n - 1] == '0')
+        // The fraction is not zero: a digit other than "0" ends the loop.
+        while (fraction[n - 1] == '0')
             fraction[--n] = '\0';
     }
     bool has_fraction = fraction[0] != '\0';

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <limits>
 #include <string>
 
 #include "kxsupp/memory.h"
@@ -496,6 +498,20 @@ TEST_F(ValueTextTest, BoundedExFormWithoutALengthPointer)
                                  "", "", "", "", 0),
               buf);
     EXPECT_STREQ(buf, "[01:0");
+}
+
+// "%f" writes infinities and NaN as words, which end in no zero and no
+// point, so nothing is cut from them; the largest double keeps every digit.
+TEST_F(ValueTextTest, DoublesWithoutDecimals)
+{
+    double inf = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(text(make_double(inf)), "inf");
+    EXPECT_EQ(text(make_double(-inf)), "-inf");
+    EXPECT_EQ(text(make_double(std::fabs(std::nan("")))), "nan");
+    char expected[400];
+    std::snprintf(expected, sizeof expected, "%.0f", std::numeric_limits<double>::max());
+    EXPECT_EQ(text(make_double(std::numeric_limits<double>::max())), expected);
+    EXPECT_EQ(std::strlen(expected), 309u);
 }
 
 TEST_F(ValueTextTest, DatetimeFieldsPrintAsTheyAre)
