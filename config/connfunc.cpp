@@ -35,9 +35,12 @@ struct Span {
     size_t length;
 };
 
+// a is a pair's keyword, which may be missing in a hand-built record; b is
+// never null: the callers check the keyword they were given, or pass a
+// constant.
 bool same_keyword(const char *a, const char *b)
 {
-    return a != nullptr && b != nullptr && strcasecmp(a, b) == 0;
+    return a != nullptr && strcasecmp(a, b) == 0;
 }
 
 bool span_is(Span s, const char *word)

@@ -181,9 +181,11 @@ bool split_key_line(char *line, char **key, char **value)
     return true;
 }
 
+// a is text of the file (a section name or a key), never null; b is the
+// caller's section or key, which may be.
 bool same_name(const char *a, const char *b)
 {
-    return a != nullptr && b != nullptr && strcasecmp(a, b) == 0;
+    return b != nullptr && strcasecmp(a, b) == 0;
 }
 
 /* ---- the line-by-line reader ---- */
