@@ -63,11 +63,13 @@ Value *new_leaf(MemHandle *handle)
     return static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, handle));
 }
 
+// The value of a hexadecimal digit (callers pass nothing else): the digits
+// sort below the capitals, and the capitals below the small letters.
 int hex_digit_value(char c)
 {
-    if (c >= '0' && c <= '9')
+    if (c <= '9')
         return c - '0';
-    if (c >= 'a' && c <= 'f')
+    if (c >= 'a')
         return c - 'a' + 10;
     return c - 'A' + 10;
 }

@@ -49,6 +49,41 @@ struct Fixed {
     }
 };
 
+// The format of a number or an operator piece: a fixed text with one "%d"
+// or "%s" and no other '%', short enough that the longest text inserted
+// (a number of eleven characters) still fits the emit area. Both are checked
+// at compile time: a format that breaks them calls a function that is not
+// constexpr, which stops the build.
+constexpr size_t kLongestInsert = 11;
+
+constexpr bool has_one_conversion(const char *text)
+{
+    int conversions = 0;
+    for (const char *c = text; *c != '\0'; ++c) {
+        if (*c != '%')
+            continue;
+        if (c[1] != 'd' && c[1] != 's')
+            return false;
+        ++conversions;
+        ++c;
+    }
+    return conversions == 1;
+}
+
+inline void format_needs_one_conversion() {}
+
+struct Format {
+    const char *text;
+
+    template <size_t N>
+    consteval Format(const char (&literal)[N]) : text(literal)
+    {
+        static_assert(N + kLongestInsert <= kEmitArea, "a format must fit the emit area");
+        if (!has_one_conversion(literal))
+            format_needs_one_conversion();
+    }
+};
+
 // ---- the output: emit and its slicing forms ----
 
 // Expands format with its arguments into the area and hands the result to
@@ -82,29 +117,22 @@ void emit_text(PrintCallback callback, const PrintContext *context,
     }
 }
 
-// A piece whose format has one conversion ("%d" or "%s") and no other
-// '%': the format's text around the inserted text, as printf would expand
-// it, cut at the area's end. Most numbers and operators go this way.
+// A piece whose format (the text of a Format) has its one conversion
+// replaced by insert, as printf would expand it; insert is at most
+// kLongestInsert octets, so the piece fits the area. Most numbers and
+// operators go this way.
 void emit_one(PrintCallback callback, const PrintContext *context, const char *format,
               const char *insert, size_t insert_length)
 {
     char area[kEmitArea];
     const char *conversion = std::strchr(format, '%');
-    size_t head = conversion != nullptr ? static_cast<size_t>(conversion - format)
-                                        : std::strlen(format);
-    const char *tail = conversion != nullptr ? conversion + 2 : format + head;
-    size_t length = 0;
-    auto put = [&area, &length](const char *text, size_t n) {
-        size_t room = sizeof area - 1 - length;
-        n = n < room ? n : room;
-        std::memcpy(area + length, text, n);
-        length += n;
-    };
-    put(format, head);
-    if (conversion != nullptr)
-        put(insert, insert_length);
-    put(tail, std::strlen(tail));
-    area[length] = '\0';
+    size_t head = static_cast<size_t>(conversion - format);
+    const char *tail = conversion + 2;
+    size_t tail_length = std::strlen(tail);
+    std::memcpy(area, format, head);
+    std::memcpy(area + head, insert, insert_length);
+    std::memcpy(area + head + insert_length, tail, tail_length);
+    area[head + insert_length + tail_length] = '\0';
     callback(area, context->user_data);
 }
 
@@ -221,7 +249,7 @@ private:
     int nesting_ = 0;
 };
 
-inline bool prints_at_once(const Step &step);
+inline bool is_leaf_kind(uint32_t kind);
 
 // What one node prints, written in reading order. Pieces before the plan's
 // first child or list are printed at once (nothing pending can come before
@@ -243,20 +271,20 @@ public:
     Plan(const Plan &) = delete;
     Plan &operator=(const Plan &) = delete;
 
-    Plan &text(Fixed fixed) { return add({StepKind::kText, 0, fixed.text, nullptr}); }
+    Plan &text(Fixed fixed) { return add_piece({StepKind::kText, 0, fixed.text, nullptr}); }
     Plan &node(intptr_t field)
     {
         if (field == 0)
             return *this;
-        return add({StepKind::kNode, 0, nullptr, reinterpret_cast<const void *>(field)});
+        return add_node({StepKind::kNode, 0, nullptr, reinterpret_cast<const void *>(field)});
     }
-    Plan &number(Fixed format, intptr_t value)
+    Plan &number(Format format, intptr_t value)
     {
-        return add({StepKind::kNumber, static_cast<int32_t>(value), format.text, nullptr});
+        return add_piece({StepKind::kNumber, static_cast<int32_t>(value), format.text, nullptr});
     }
-    Plan &oper(Fixed format, intptr_t code)
+    Plan &oper(Format format, intptr_t code)
     {
-        return add({StepKind::kOperator, static_cast<int32_t>(code), format.text, nullptr});
+        return add_piece({StepKind::kOperator, static_cast<int32_t>(code), format.text, nullptr});
     }
     // The entries of a List, separator after each but the last.
     Plan &list(const List *list, Fixed separator)
@@ -264,7 +292,7 @@ public:
         const ListElement *first = ListFirst(list);
         if (first == nullptr)
             return *this;
-        return add({StepKind::kEntries, 0, separator.text, first});
+        return keep({StepKind::kEntries, 0, separator.text, first});
     }
     // The entries of the list node in field; a child of another kind prints
     // as itself.
@@ -277,14 +305,32 @@ private:
     // ten steps.
     static constexpr int kCapacity = 16;
 
-    [[gnu::always_inline]] Plan &add(const Step &step)
+    // A piece (text, number, operator) with nothing pending before it
+    // prints at once.
+    [[gnu::always_inline]] Plan &add_piece(const Step &step)
     {
-        if (count_ == 0 && prints_at_once(step)) {
+        if (count_ == 0) {
             printer_.perform(step);
             return *this;
         }
-        if (count_ == 0 && step.kind == StepKind::kNode && printer_.may_nest())
-            first_is_nested_ = true;
+        return keep(step);
+    }
+    // So does a leaf node; any other first node is printed by a direct call
+    // while few are active.
+    [[gnu::always_inline]] Plan &add_node(const Step &step)
+    {
+        if (count_ == 0) {
+            if (is_leaf_kind(static_cast<const ParseNode *>(step.item)->kind)) {
+                printer_.perform(step);
+                return *this;
+            }
+            first_is_nested_ = printer_.may_nest();
+        }
+        return keep(step);
+    }
+    // A step left for the destructor to push (lists always are).
+    Plan &keep(const Step &step)
+    {
         if (count_ < kCapacity)
             steps_[count_++] = step;
         return *this;
@@ -304,21 +350,6 @@ inline bool is_leaf_kind(uint32_t kind)
 {
     return kind == KX_NODE_IDENTIFIER || kind == NODE_VALUE || kind == NODE_DYNAMIC_PARAM ||
            kind == KX_NODE_DEFAULT_OPTION || kind == KX_NODE_COMMIT || kind == KX_NODE_ROLLBACK;
-}
-
-// Steps that print without pushing anything: pieces, and leaf nodes.
-inline bool prints_at_once(const Step &step)
-{
-    switch (step.kind) {
-    case StepKind::kText:
-    case StepKind::kNumber:
-    case StepKind::kOperator:
-        return true;
-    case StepKind::kNode:
-        return is_leaf_kind(static_cast<const ParseNode *>(step.item)->kind);
-    default:
-        return false;
-    }
 }
 
 intptr_t field(const ParseNode *node, int number)
@@ -364,7 +395,7 @@ Plan &Plan::extract_entries(intptr_t list_field)
     const ListElement *first = ListFirst(list_of(node));
     if (first == nullptr)
         return *this;
-    return add({StepKind::kExtractEntries, 0, nullptr, first});
+    return keep({StepKind::kExtractEntries, 0, nullptr, first});
 }
 
 // ---- leaves ----
@@ -374,18 +405,23 @@ void emit_fixed(const Printer &p, Fixed fixed)
     p.callback()(fixed.text, p.context()->user_data);
 }
 
+// The longest "%f" of a double: a sign, 309 integer digits, the point and
+// six decimals.
+constexpr size_t kLongestFixedDouble = 317;
+static_assert(kLongestFixedDouble < kEmitArea);
+
 // A double as "%f" without its trailing zeros (never the first character)
 // and without a point left at the end: 2.5, 3, 0.125. No trailing blank.
+// "%f" of a finite double always has a point before the zeros it strips
+// (so the stripping stops at it and the first character stays), and "inf"
+// and "nan" end in no zero or point.
 void print_double(const Printer &p, double d)
 {
     char area[kEmitArea];
-    int written = std::snprintf(area, sizeof area, "%f", d);
-    size_t length = written < 0 ? 0 : static_cast<size_t>(written);
-    if (length >= sizeof area)
-        length = sizeof area - 1;
-    while (length > 1 && area[length - 1] == '0')
+    size_t length = static_cast<size_t>(std::snprintf(area, sizeof area, "%f", d));
+    while (area[length - 1] == '0')
         --length;
-    if (length > 1 && area[length - 1] == '.')
+    if (area[length - 1] == '.')
         --length;
     area[length] = '\0';
     p.callback()(area, p.context()->user_data);
@@ -432,7 +468,7 @@ void print_value(const Printer &p, const Value *value)
     const ValuePayload &v = value->payload;
     switch (value->type) {
     case VALUE_INTEGER:
-        emit_number(p.callback(), p.context(), "%d ", v.integer);
+        emit_number(p.callback(), p.context(), Format("%d ").text, v.integer);
         return;
     case VALUE_DOUBLE:
         print_double(p, v.dbl);
@@ -1071,7 +1107,7 @@ void print_data_type(Printer &p, const ParseNode *node)
 // precision node (f3).
 struct IntervalFieldText {
     Fixed plain;
-    Fixed with_precision;
+    Format with_precision;
 };
 
 constexpr IntervalFieldText kIntervalFields[] = {

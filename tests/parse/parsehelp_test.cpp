@@ -669,6 +669,31 @@ TEST_F(ParsehelpTest, MakeLiteralWithPrec)
     }
 }
 
+// No token text: nothing to read, so the leaves hold what the builders
+// make of nothing.
+TEST_F(ParsehelpTest, NumberBuildersWithoutAToken)
+{
+    Value *integer = MakeInteger(nullptr, handle);
+    expect_fresh_leaf(integer, handle);
+    EXPECT_EQ(integer->type, 0) << "as MakeNumeric of nothing";
+    Value *real = MakeFloat(nullptr, handle);
+    expect_fresh_leaf(real, handle);
+    EXPECT_EQ(real->type, VALUE_DOUBLE);
+    EXPECT_EQ(real->payload.dbl, 0.0);
+}
+
+TEST(ParsehelpNoHandle, BuildersWithoutAMemoryHandleMakeNothing)
+{
+    int marker = 0;
+    EXPECT_EQ(MakeLiteralWithPrec(KX_LITERAL_CURRENT_TIMESTAMP, nullptr, &marker, nullptr),
+              nullptr);
+    EXPECT_EQ(MakeNumeric("12", "5", nullptr), nullptr);
+    EXPECT_EQ(MakeInteger("12", nullptr), nullptr);
+    EXPECT_EQ(MakeFloat("1.5", nullptr), nullptr);
+    EXPECT_EQ(MakeNull(nullptr), nullptr);
+    EXPECT_EQ(MakeDynamic(1, nullptr), nullptr);
+}
+
 TEST(ConvertToInteger, AsAtol)
 {
     const struct {

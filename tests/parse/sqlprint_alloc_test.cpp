@@ -76,4 +76,39 @@ TEST(SqlPrintAlloc, DeepTreeIsPrintedAsFarAsMemoryAllows)
     EXPECT_GE(cut, 2) << "the first room and a larger one";
 }
 
+// Lists nested in the first entry of lists, each with a second entry, on
+// the left of a comparison: the comparison's three pending pieces put each
+// list's separator on the steps where the room runs out, so memory fails
+// while a separator is being set aside.
+TEST(SqlPrintAlloc, DeeplyNestedListsArePrintedAsFarAsMemoryAllows)
+{
+    constexpr int kDepth = 3000;
+    Builder b;
+    ParseNode *lists = b.id("a");
+    for (int i = 0; i < kDepth; ++i)
+        lists = b.list({lists, b.id("b")});
+    ParseNode *tree = b.cmp(11, lists, b.id("z"));
+    const std::string whole = "( a" + repeat(", b", kDepth) + " = z )";
+
+    int cut = 0;
+    for (long n = 0;; n++) {
+        FixedSink sink;
+        sink.room.resize(whole.size() + 64);
+        fail_request_after(n);
+        sql92_print_expression(tree, FixedSink::collect, &sink);
+        bool failed = stop_failing();
+        ASSERT_FALSE(sink.overflow);
+        std::string text(sink.room.data(), sink.length);
+        if (!failed) {
+            EXPECT_EQ(text, whole);
+            break;
+        }
+        ASSERT_LT(text.size(), whole.size()) << "request " << n;
+        EXPECT_EQ(text, whole.substr(0, text.size())) << "request " << n;
+        cut++;
+        ASSERT_LT(n, 100);
+    }
+    EXPECT_GE(cut, 2) << "the first room and a larger one";
+}
+
 }  // namespace

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <string>
 
 #include "parse/sqlprint_tree.h"
@@ -430,6 +431,120 @@ TEST(SqlPrint, SingleFieldIntervalTypesAndTheirSpacing)
     // Two-field types take f2 when nonzero (not only when positive).
     EXPECT_EQ(print(b.node(KX_NODE_DATA_TYPE, 113, -1, 2)), " INTERVAL MINUTE( -1 ) TO SECOND ( 2 )");
     EXPECT_EQ(print(b.node(KX_NODE_DATA_TYPE, 101, -1)), " INTERVAL YEAR ");
+}
+
+TEST(SqlPrint, DoublesOfEveryMagnitudeAndTheSpecialValues)
+{
+    Builder b;
+    EXPECT_EQ(print(b.dbl(1e20)), "100000000000000000000");
+    EXPECT_EQ(print(b.dbl(-0.0)), "-0");
+    EXPECT_EQ(print(b.dbl(10.5)), "10.5");
+    EXPECT_EQ(print(b.dbl(-0.000001)), "-0.000001");
+    // The largest double prints whole: 309 digits, no point.
+    std::string largest = print(b.dbl(1.7976931348623157e308));
+    EXPECT_EQ(largest.size(), 309u);
+    EXPECT_EQ(largest.substr(0, 6), "179769");
+    EXPECT_EQ(largest.find('.'), std::string::npos);
+    EXPECT_EQ(print(b.dbl(std::numeric_limits<double>::infinity())), "inf");
+    EXPECT_EQ(print(b.dbl(-std::numeric_limits<double>::infinity())), "-inf");
+}
+
+TEST(SqlPrint, IdentifierWithoutTextIsAnEmptyName)
+{
+    Builder b;
+    EXPECT_EQ(print(b.node(KX_NODE_IDENTIFIER, nullptr, 0)), "");
+    EXPECT_EQ(print(b.node(KX_NODE_IDENTIFIER, nullptr, 1)), "\"\"");
+    ParseNode *name = b.node(KX_NODE_TABLE_NAME, nullptr, b.node(KX_NODE_IDENTIFIER, nullptr, 0),
+                             nullptr, b.id("t"));
+    EXPECT_EQ(print(name), ".t");
+}
+
+TEST(SqlPrint, ComparisonWithoutARightOperand)
+{
+    Builder b;
+    EXPECT_EQ(print(b.cmp(11, b.id("a"), nullptr)), "( a =  )");
+    EXPECT_EQ(print(b.cmp(7, nullptr, nullptr)), "(  <  )");
+}
+
+TEST(SqlPrint, FunctionNumbersBeyondThirtyTwoBitsHaveNoName)
+{
+    Builder b;
+    ParseNode *args = b.list({b.id("s")});
+    // 2^32 is not id 0 (ABS), nor 2^31 the most negative id.
+    intptr_t beyond = static_cast<intptr_t>(INT64_C(1) << 32);
+    ParseNode *f = b.node(KX_NODE_SCALAR_FUNCTION, 0, args);
+    Builder::set(f, 1, reinterpret_cast<const void *>(beyond));
+    EXPECT_EQ(print(f), "( s ) ");
+    Builder::set(f, 1, reinterpret_cast<const void *>(static_cast<intptr_t>(INT64_C(1) << 31)));
+    EXPECT_EQ(print(f), "( s ) ");
+    Builder::set(f, 1, reinterpret_cast<const void *>(beyond + 65));
+    EXPECT_EQ(print(f), "( s ) ");
+}
+
+TEST(SqlPrint, ExtractWordsThatNameNoField)
+{
+    Builder b;
+    auto extract = [&b](std::initializer_list<const void *> args) {
+        return print(b.node(KX_NODE_SCALAR_FUNCTION, 25, b.list(args)));
+    };
+    // A missing word, a word that is a string value, a negative number.
+    EXPECT_EQ(extract({nullptr, b.id("d")}), " EXTRACT(  FROM d )");
+    EXPECT_EQ(extract({b.str("YEAR"), b.id("d")}), " EXTRACT(  FROM d )");
+    EXPECT_EQ(extract({b.integer(-1), b.id("d")}), " EXTRACT(  FROM d )");
+    // A missing source prints nothing after " FROM ".
+    EXPECT_EQ(extract({b.integer(0), nullptr}), " EXTRACT(  YEAR  FROM  )");
+    // Two words: each followed by " FROM ".
+    EXPECT_EQ(extract({b.integer(1), b.integer(2), b.id("d")}),
+              " EXTRACT(  MONTH  FROM  DAY  FROM d )");
+}
+
+TEST(SqlPrint, ArgumentsThatAreNoListPrintAsThemselves)
+{
+    Builder b;
+    EXPECT_EQ(print(b.node(KX_NODE_SCALAR_FUNCTION, 25, b.id("d"))), " EXTRACT( d )");
+    EXPECT_EQ(print(b.node(KX_NODE_SCALAR_FUNCTION, 25, b.list({}))), " EXTRACT(  )");
+    EXPECT_EQ(print(b.node(KX_NODE_SCALAR_FUNCTION, 25)), " EXTRACT(  )");
+    EXPECT_EQ(print(b.node(KX_NODE_SCALAR_FUNCTION, 44, b.id("s"))), " POSITION( s )");
+    // A column added as a definition node of its own, not in a list: no
+    // parentheses.
+    ParseNode *definition = b.node(KX_NODE_COLUMN_DEFINITION, b.id("c"),
+                                   b.node(KX_NODE_DATA_TYPE, 4));
+    EXPECT_EQ(print(b.node(KX_NODE_ALTER_TABLE_ADD, b.table("t"), definition)),
+              "ALTER TABLE t ADD COLUMN c INTEGER ");
+    EXPECT_EQ(print(b.node(KX_NODE_ALTER_TABLE_ADD, b.table("t"), b.list({definition}))),
+              "ALTER TABLE t ADD COLUMN c INTEGER ");
+    // A single constraint node in place of the constraint list.
+    ParseNode *not_null = b.node(KX_NODE_COLUMN_CONSTRAINT, 5);
+    EXPECT_EQ(print(b.node(KX_NODE_COLUMN_DEFINITION, b.id("c"), b.node(KX_NODE_DATA_TYPE, 4),
+                           not_null)),
+              "c INTEGER NOT NULL ");
+}
+
+TEST(SqlPrint, ColumnConstraintsFollowEachOtherWithNothingBetween)
+{
+    Builder b;
+    ParseNode *constraints = b.list({b.node(KX_NODE_COLUMN_CONSTRAINT, 5),
+                                     b.node(KX_NODE_COLUMN_CONSTRAINT, 1),
+                                     b.node(KX_NODE_COLUMN_CONSTRAINT, 2)});
+    EXPECT_EQ(print(b.node(KX_NODE_COLUMN_DEFINITION, b.id("c"), b.node(KX_NODE_DATA_TYPE, 4),
+                           constraints)),
+              "c INTEGER NOT NULL UNIQUE PRIMARY KEY ");
+}
+
+TEST(SqlPrint, EveryLeafKindAsAFirstChild)
+{
+    Builder b;
+    EXPECT_EQ(print(b.node(KX_NODE_NULL_TEST, b.param(1), 0)), " ?  IS NULL");
+    EXPECT_EQ(print(b.node(KX_NODE_NULL_TEST, b.integer(3), 1)), "3  IS NOT NULL");
+    EXPECT_EQ(print(b.node(KX_NODE_COLUMN_CONSTRAINT, 7, nullptr, nullptr, nullptr,
+                           b.node(KX_NODE_DEFAULT_OPTION, 1))),
+              "DEFAULT  NULL ");
+    EXPECT_EQ(print(b.node(KX_NODE_EITHER, b.node(KX_NODE_DEFAULT_OPTION, 2))), " DEFAULT ");
+    EXPECT_EQ(print(b.node(KX_NODE_EITHER, b.node(KX_NODE_COMMIT))), "COMMIT WORK ");
+    EXPECT_EQ(print(b.node(KX_NODE_EITHER, nullptr, b.node(KX_NODE_ROLLBACK))), "ROLLBACK WORK ");
+    // And after a first child that is not a leaf.
+    ParseNode *inner = b.node(KX_NODE_EITHER, b.id("x"));
+    EXPECT_EQ(print(b.node(KX_NODE_SORT_SPECIFICATION, inner, 0, 2)), "x DESC ");
 }
 
 // ---- bounded pieces ----
