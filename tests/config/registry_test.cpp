@@ -1133,6 +1133,41 @@ TEST_F(Registry, WriteThroughLinksThatLeadNowhereFailsOnThePath)
     EXPECT_EQ(listing(dir), "a.link\nb.link\nlong.link\nplain.ini\nthrough.link\n");
 }
 
+// A dangling link whose file would lie in a directory so deep that the
+// file's full name passes PATH_MAX cannot be followed either: the write
+// fails on the path as given.
+TEST_F(Registry, DanglingLinkWhoseFullNameIsTooLongFailsOnThePath)
+{
+    char cwd[PATH_MAX];
+    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    ASSERT_EQ(chdir(dir.c_str()), 0);
+    const std::string component(200, 'd');
+    bool made = true;
+    size_t depth = real_path(dir).size();
+    while (made && depth + 1 + 255 < PATH_MAX) {
+        made = mkdir(component.c_str(), 0755) == 0 && chdir(component.c_str()) == 0;
+        depth += 1 + component.size();
+    }
+    char here[PATH_MAX];
+    bool deep = made && getcwd(here, sizeof here) != nullptr;
+    const std::string name(255, 'n');
+    if (deep)
+        deep = symlink(name.c_str(), "odbc.link") == 0;
+    if (deep) {
+        set_config(handle, "odbc.link");
+        EXPECT_EQ(set_profile_string(handle, 2, "S", "k", "v"), -1);
+        EXPECT_EQ(std::string(registry_error(handle)),
+                  std::string("Failed to rename odbc.link to odbc.link~, ") +
+                      std::strerror(ENOENT));
+        EXPECT_TRUE(is_link("odbc.link"));
+        EXPECT_FALSE(kxtest::exists("odbc.link~"));
+        EXPECT_FALSE(kxtest::exists(name));
+    }
+    ASSERT_EQ(chdir(cwd), 0);
+    ASSERT_TRUE(deep) << "could not build the deep directory";
+    EXPECT_GE(std::strlen(here) + 1 + name.size(), static_cast<size_t>(PATH_MAX));
+}
+
 TEST_F(Registry, DirectoryPathFailsToOpen)
 {
     const std::string folder = dir + "/odbc.d";
