@@ -616,6 +616,25 @@ TEST(Evalint, TimestampAddOnDatesAndTimes)
     EXPECT_TRUE(same_ts(n2, {2004, 2, 28, 0, 1, 30, 0}));
 }
 
+TEST(Evalint, ShiftingAValueThatIsNoDatetime)
+{
+    // timestamp_add leaves the result alone; the noconvert variant makes a
+    // timestamp from all-zero fields, keeping the source's own payload out.
+    Value source = integer(5);
+    source.length = 7;
+    Value r = blank();
+    r.type = 42;
+    Value before = r;
+    EXPECT_EQ(timestamp_add(&r, &source, 1, 60, 0), 0);
+    EXPECT_EQ(std::memcmp(&r, &before, sizeof r), 0);
+
+    Value n = blank();
+    EXPECT_EQ(timestamp_add_noconvert(&n, &source, 0, 90, 0), 0);
+    EXPECT_EQ(n.type, VALUE_TIMESTAMP);
+    EXPECT_EQ(n.length, 7) << "the rest of the record is the source's";
+    EXPECT_TRUE(same_ts(n, {0, 0, 0, 0, 1, 30, 0}));
+}
+
 TEST(Evalint, TimestampAddCopiesTheSourceRecord)
 {
     Value src = timestamp(2004, 1, 1);
@@ -768,6 +787,8 @@ TEST(Evalint, IntervalCompareTable)
         {ym(KX_IS_YEAR, 1, 0), ym(KX_IS_MONTH, 0, 12), 0},
         {ym(KX_IS_MONTH, 0, 13), ym(KX_IS_YEAR, 1, 0), 1},
         {ym(KX_IS_YEAR_TO_MONTH, 1, 1, 1), ym(KX_IS_MONTH, 0, 1), -1},
+        {ym(KX_IS_YEAR_TO_MONTH, 1, 3), ym(KX_IS_MONTH, 0, 15), 0},
+        {ym(KX_IS_YEAR_TO_MONTH, 1, 3), ym(KX_IS_YEAR_TO_MONTH, 1, 4), -1},
         // a year-month left side compares months only: fractions are not looked at
         {ym(KX_IS_MONTH, 0, 1), ds(KX_IS_SECOND, 0, 0, 0, 1, 9), 0},
         // each side reduces by its own kind

@@ -269,6 +269,19 @@ TEST(StringToNumeric, DocumentedCases) {
     }
 }
 
+TEST(StringToNumeric, NoTextReadsAsTheEmptyText) {
+    NumericStruct n = make(999, 9, 7, 99);
+    EXPECT_EQ(string_to_numeric(nullptr, &n, 12, 0), 0);
+    EXPECT_TRUE(magnitude_of(n) == 0);
+    EXPECT_EQ(n.scale, 0);
+    EXPECT_EQ(n.sign, 1);
+    NumericStruct m = make(999, 9, 7, 99);
+    EXPECT_EQ(create_numeric(nullptr, &m, 12, 2), 0);
+    EXPECT_TRUE(magnitude_of(m) == 0);
+    EXPECT_EQ(m.scale, 2);
+    EXPECT_EQ(m.sign, 1);
+}
+
 TEST(StringToNumeric, OverflowLeavesRecordButSign) {
     const char *over[] = {
         "340282366920938463463374607431768211456",   // 2^128

@@ -121,6 +121,22 @@ TEST(NumericOperation, ResultMayBeAnOperand)
     EXPECT_EQ(as_text(d), "-2.5");
 }
 
+TEST(NumericOperation, ResultMayBeTheOperandItIsCopiedFrom)
+{
+    // Addition starts from b, subtraction from a: the copy is skipped and
+    // the sum or difference made in place.
+    Value a = numeric("15", 1, 9);
+    Value b = numeric("225", 2, 7);
+    numeric_operation(&a, &b, &b, nullptr, KX_OP_ADD);
+    EXPECT_EQ(as_text(b), "3.75");
+    EXPECT_EQ(as_text(a), "1.5");
+    Value c = numeric("15", 1, 9);
+    Value d = numeric("225", 2, 7);
+    numeric_operation(&c, &d, &c, nullptr, KX_OP_SUBTRACT);
+    EXPECT_EQ(as_text(c), "-0.75");
+    EXPECT_EQ(as_text(d), "2.25");
+}
+
 TEST(NumericOperation, UnhandledCodesChangeNothing)
 {
     for (int32_t op : {0, KX_OP_CONCAT, KX_OP_NEGATE, 13, -1}) {
@@ -208,6 +224,10 @@ TEST(NumericOperation, Comparisons)
         {"bigint 3*2^32+5 = 3", bigint(3 * 4294967296LL + 5), numeric("3", 0), 0},
         {"bigint 5 reads as 0 < 5", bigint(5), numeric("5", 0), -1},
         {"5 > bigint 5 read as 0", numeric("5", 0), bigint(5), 1},
+        // A string without its text reads as zero.
+        {"0.5 > no text", numeric("5", 1), text(nullptr, 0), 1},
+        {"no text = 0.0", text(nullptr, 0), numeric("0", 1), 0},
+        {"no text > -0.1", text(nullptr, 0), numeric("1", 1, 10, true), 1},
     };
     const int32_t codes[] = {KX_OP_LESS, KX_OP_GREATER, KX_OP_GREATER_EQUAL,
                              KX_OP_LESS_EQUAL, KX_OP_EQUAL, KX_OP_NOT_EQUAL};
@@ -218,11 +238,11 @@ TEST(NumericOperation, Comparisons)
             // A text operand is parsed in its own buffer, which the call
             // rewrites: each call gets a fresh copy.
             char text_a[16], text_b[16];
-            if (a.type == VALUE_STRING) {
+            if (a.type == VALUE_STRING && a.payload.text != nullptr) {
                 std::strcpy(text_a, a.payload.text);
                 a.payload.text = text_a;
             }
-            if (b.type == VALUE_STRING) {
+            if (b.type == VALUE_STRING && b.payload.text != nullptr) {
                 std::strcpy(text_b, b.payload.text);
                 b.payload.text = text_b;
             }
@@ -273,6 +293,8 @@ TEST(BigintOperation, Arithmetic)
         {"max + 1 wraps", bigint(INT64_MAX), bigint(1), KX_OP_ADD, INT64_MIN},
         {"min - 1 wraps", bigint(INT64_MIN), bigint(1), KX_OP_SUBTRACT, INT64_MAX},
         {"min / -1 wraps", bigint(INT64_MIN), bigint(-1), KX_OP_DIVIDE, INT64_MIN},
+        {"min / 2", bigint(INT64_MIN), bigint(2), KX_OP_DIVIDE, INT64_MIN / 2},
+        {"min / -2", bigint(INT64_MIN), bigint(-2), KX_OP_DIVIDE, INT64_C(4611686018427387904)},
         {"integer operands", integer(7), integer(-2), KX_OP_ADD, 5},
         {"text operand", integer(7), text(minus_two), KX_OP_MULTIPLY, -14},
         {"double truncated", dbl(7.9), integer(2), KX_OP_DIVIDE, 3},
@@ -356,6 +378,19 @@ int divide_numeric(EvalContext *context, Value *a, Value *b, Value *result)
         return -1;
     numeric_operation(a, b, result, context, KX_OP_DIVIDE);
     return 0;
+}
+
+TEST(BigintOperation, DivisionByZeroWithoutAContextGivesZero)
+{
+    // No exit point to leave through: the quotient is 0 and nothing jumps.
+    Value a = bigint(7);
+    Value b = bigint(0);
+    Value result = blank(VALUE_STRING);
+    result.null_flag = -1;
+    bigint_operation(&a, &b, &result, nullptr, KX_OP_DIVIDE);
+    EXPECT_EQ(result.type, VALUE_BIGINT);
+    EXPECT_EQ(result.null_flag, 0);
+    EXPECT_EQ(bigint_of(result), 0);
 }
 
 class DivisionByZero : public ::testing::Test {
