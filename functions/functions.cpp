@@ -59,11 +59,23 @@ constexpr bool strictly_sorted(const FunctionEntry (&table)[N])
     return true;
 }
 
+// Every entry's argument count is one of its argument words.
+template <size_t N>
+constexpr bool counts_within_words(const FunctionEntry (&table)[N])
+{
+    constexpr int32_t words = sizeof table[0].arg_class / sizeof table[0].arg_class[0];
+    for (size_t i = 0; i < N; ++i)
+        if (table[i].arg_count < 0 || table[i].arg_count > words)
+            return false;
+    return true;
+}
+
 // The minimum argument count: the leading argument words without 0x800.
+// Only catalogue entries come here, whose counts stay within their words.
 int32_t required_arguments(const FunctionEntry &entry)
 {
     int32_t n = 0;
-    while (n < entry.arg_count && n < 11 && (entry.arg_class[n] & OPT) == 0)
+    while (n < entry.arg_count && (entry.arg_class[n] & OPT) == 0)
         ++n;
     return n;
 }
@@ -174,6 +186,7 @@ static_assert(strictly_sorted(functions), "functions must stay in compare_functi
 static_assert(strictly_sorted(scalar_functions),
               "scalar_functions must stay in compare_function order");
 static_assert(functions[0].id == 0 && functions[KX_FUNCTION_COUNT - 1].id == 68);
+static_assert(counts_within_words(functions) && counts_within_words(scalar_functions));
 static_assert(compare_names_ascii("CHARACTER_LENGTH", "CHAR_LENGTH") < 0);
 static_assert(compare_names_ascii("LOG", "LOG10") < 0);
 

@@ -516,8 +516,9 @@ KX_SCALAR_FUNCTION(func_dayname)
     Value *v = arg(argc, argv, 0);
     if (is_null(v))
         return null_text_result(context, kMemoryError);
+    // the day of the week is a remainder of 7, negative before day 0: no name
     int32_t dow = jdnl_to_dow(day_number(date_of(v)));
-    if (dow < 0 || dow > 6)
+    if (dow < 0)
         return null_text_result(context, kMemoryError);
     return name_result(context, kDayNames[dow]);
 }
