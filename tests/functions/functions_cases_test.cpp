@@ -7,8 +7,9 @@
 // string arguments read through a test connection's long-data operations.
 //
 // Expected values are worked out by hand from the documented behaviour. The
-// memory API has no way to make an allocation fail on request, so the
-// "Memory allocation error" exits are not exercised here.
+// memory API has no way to make an allocation fail on request; the
+// "Memory allocation error" exits are exercised here through a context
+// without a memory handle, and in functions_test.cpp with a failing malloc.
 #include <gtest/gtest.h>
 
 #include <kxsupp.h>
