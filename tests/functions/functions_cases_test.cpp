@@ -2547,7 +2547,8 @@ TEST_F(NoStatement, LongArgumentStillLeavesThroughTheExitPoint)
     // No statement, so no connection to read through and no header to post
     // on: the exit is still taken, with the result code set.
     TestLong lb;
-    Value *v = Long(lb, "abc");
+    const std::string data = "abc";
+    Value *v = Long(lb, data);
     Value *argv[1] = {v};
     Value *out = nullptr;
     sc.context.result = 0;
