@@ -16,21 +16,23 @@
  * "%%" and unknown directives print nothing.
  *
  * A line goes to the file named by "log_file" in "{settings}" of the
- * profile, read anew for every line (the profile store answers from its
- * cache while the file is unchanged), or to standard error when the setting
- * is empty or the file cannot be opened. The whole line is built in memory
- * first and then appended with a single write() on a descriptor opened with
- * O_APPEND, so lines written by several threads or processes at once never
- * interleave inside a line.
+ * profile, or to standard error when the setting is empty or the file
+ * cannot be opened. The whole line is built in memory first and then
+ * appended with a single write() on a descriptor opened with O_APPEND, so
+ * lines written by several threads or processes at once never interleave
+ * inside a line.
  *
- * The log's descriptor is kept open between lines (opening and closing it
- * was most of a line's cost), together with what the path named when it was
- * opened. Before each line the path is looked up again with stat(): a log
- * removed, renamed away, replaced, or whose owner or permission bits changed
- * is closed and opened anew by name, so a line goes exactly where opening
- * the path for that line would send it. A change of "log_file" closes the
- * old log at the next line. The error_mask switch may be flipped by any
- * thread while others trace: it is read with an atomic load.
+ * Each line goes exactly where reading the profile and opening the log
+ * anew for that line would send it: a changed "log_file" takes effect at
+ * the next line, as does a change of the current directory for relative
+ * paths; a log removed, renamed away, replaced, or whose owner or
+ * permission bits changed is closed and opened anew by name. Doing that
+ * look-up for every line was most of a line's cost, so the log's descriptor
+ * is kept open between lines and an inotify instance tells when anything
+ * the look-up depends on may have changed (see "Knowing cheaply that
+ * nothing changed" below); only then is the look-up done again. The
+ * error_mask switch may be flipped by any thread while others trace: it is
+ * read with an atomic load.
  */
 #include "kxsupp/config.h"
 #include "kxsupp/diagnostics.h"
@@ -41,6 +43,9 @@
 #include <stdlib.h>
 #include <pthread.h>
 #include <string.h>
+#include <limits.h>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -184,23 +189,33 @@ void line_decimal(LineBuffer *line, int64_t value, int width)
     line_append(line, p, static_cast<size_t>(end - p));
 }
 
-/* Appends a short printf-formatted item (pointers). */
-void line_printf(LineBuffer *line, const char *format, ...)
-    __attribute__((format(printf, 2, 3)));
-
-void line_printf(LineBuffer *line, const char *format, ...)
+/* Appends a pointer as the C library's "%p" writes it: "(nil)" for null,
+   else "0x" and lowercase hexadecimal digits without leading zeros. */
+void line_pointer(LineBuffer *line, const void *pointer)
 {
-    char item[128];
-    va_list arguments;
-    va_start(arguments, format);
-    int n = vsnprintf(item, sizeof item, format, arguments);
-    va_end(arguments);
-    if (n < 0)
+    if (pointer == nullptr) {
+        line_append(line, "(nil)", 5);
         return;
-    size_t count = static_cast<size_t>(n);
-    if (count >= sizeof item)
-        count = sizeof item - 1;
-    line_append(line, item, count);
+    }
+    char item[2 + 2 * sizeof(uintptr_t)];
+    char *end = item + sizeof item;
+    char *p = end;
+    uintptr_t value = reinterpret_cast<uintptr_t>(pointer);
+    do {
+        *--p = "0123456789abcdef"[value & 15];
+        value >>= 4;
+    } while (value != 0);
+    *--p = 'x';
+    *--p = '0';
+    line_append(line, p, static_cast<size_t>(end - p));
+}
+
+/* Appends "pointer->value" for a pointer to an int. */
+void line_pointer_to_int(LineBuffer *line, const void *pointer, int32_t value)
+{
+    line_pointer(line, pointer);
+    line_append(line, "->", 2);
+    line_decimal(line, value, 0);
 }
 
 /* Length of text, looking at no more than `limit` octets. */
@@ -265,11 +280,13 @@ void format_text_with_length_pointer(LineBuffer *line, const char *text,
                                      const int16_t *length)
 {
     if (text == nullptr) {
-        if (length == nullptr)
+        if (length == nullptr) {
             line_puts(line, "<NULLSTR>{NULL}");
-        else
-            line_printf(line, "<NULLSTR>{%p->%d}",
-                        static_cast<const void *>(length), *length);
+        } else {
+            line_puts(line, "<NULLSTR>{");
+            line_pointer_to_int(line, length, *length);
+            line_putc(line, '}');
+        }
         return;
     }
     if (length == nullptr) {
@@ -278,7 +295,9 @@ void format_text_with_length_pointer(LineBuffer *line, const char *text,
         return;
     }
     line_quoted(line, text, *length);
-    line_printf(line, "{%p->%d}", static_cast<const void *>(length), *length);
+    line_putc(line, '{');
+    line_pointer_to_int(line, length, *length);
+    line_putc(line, '}');
 }
 
 /*
@@ -314,15 +333,16 @@ void format_directive(LineBuffer *line, const char **cursor, va_list *arguments)
             if (value == nullptr)
                 line_puts(line, "<NULLPTR>");
             else
-                line_printf(line, "%p->%d", static_cast<const void *>(value),
-                            *value);
+                line_pointer_to_int(line, value, *value);
         } else if (second == 'h') {
             void *const *value = va_arg(*arguments, void *const *);
             if (value == nullptr)
                 line_puts(line, "<NULLPTR>");
-            else
-                line_printf(line, "%p->%p", static_cast<const void *>(value),
-                            *value);
+            else {
+                line_pointer(line, value);
+                line_append(line, "->", 2);
+                line_pointer(line, *value);
+            }
         }
         *cursor = p;
         return;
@@ -342,14 +362,15 @@ void format_directive(LineBuffer *line, const char **cursor, va_list *arguments)
         break;
     case 'p':
     case 'h':
-        line_printf(line, "%p", va_arg(*arguments, void *));
+        line_pointer(line, va_arg(*arguments, void *));
         break;
     case 's': {
         const char *text = va_arg(*arguments, const char *);
         if (text == nullptr) {
             line_puts(line, "<NULLPTR>");
         } else {
-            line_printf(line, "%p->", static_cast<const void *>(text));
+            line_pointer(line, text);
+            line_append(line, "->", 2);
             line_puts(line, text);
         }
         break;
@@ -369,13 +390,15 @@ void format_directive(LineBuffer *line, const char **cursor, va_list *arguments)
     *cursor = p;
 }
 
+int current_pid();
+
 /* Builds the whole line: header, padding, ":", the formatted text and the
    newline. */
 void build_line(LineBuffer *line, const char *tag, int32_t number,
                 const char *format, va_list *arguments)
 {
     line_putc(line, '[');
-    line_decimal(line, static_cast<int>(getpid()), 0);
+    line_decimal(line, current_pid(), 0);
     line_putc(line, ']');
     line_puts(line, tag != nullptr ? tag : "(null)");
     line_putc(line, '@');
@@ -443,14 +466,39 @@ struct OpenLog {
 OpenLog open_log = {-1, {}, {}};
 pthread_mutex_t open_log_mutex = PTHREAD_MUTEX_INITIALIZER;
 
+/* The process id of the header. getpid() is a system call in current C
+   libraries, so the id is kept; the fork handlers below are installed
+   before it is first kept, and a forked child forgets it. 0: not known. */
+pid_t kept_pid;
+
+int current_pid()
+{
+    pid_t pid = __atomic_load_n(&kept_pid, __ATOMIC_RELAXED);
+    if (pid == 0) {
+        pid = getpid();
+        __atomic_store_n(&kept_pid, pid, __ATOMIC_RELAXED);
+    }
+    return static_cast<int>(pid);
+}
+
+void forget_watches();
+
 /* A child forked while another thread wrote a line must not inherit the
-   mutex locked: it is taken around fork(). */
+   mutex locked: it is taken around fork(). The child also forgets the
+   parent's id and its watches: the inotify instance is shared with the
+   parent, and events read by one would be lost to the other. */
 void lock_open_log() { pthread_mutex_lock(&open_log_mutex); }
 void unlock_open_log() { pthread_mutex_unlock(&open_log_mutex); }
+void unlock_open_log_in_child()
+{
+    __atomic_store_n(&kept_pid, 0, __ATOMIC_RELAXED);
+    forget_watches();
+    pthread_mutex_unlock(&open_log_mutex);
+}
 pthread_once_t fork_handlers_once = PTHREAD_ONCE_INIT;
 void install_fork_handlers()
 {
-    pthread_atfork(lock_open_log, unlock_open_log, unlock_open_log);
+    pthread_atfork(lock_open_log, unlock_open_log, unlock_open_log_in_child);
 }
 
 /* The identity, owner and permission bits of the file at path (relative to
@@ -516,34 +564,293 @@ bool reopen_log(const char *log_file)
     return true;
 }
 
-/* Appends the line to the log file named in the profile, or to standard
-   error. */
-void emit_line(ProfileHandle *profile, const char *data, size_t count)
-{
+/*
+ * Knowing cheaply that nothing changed. A line needs the "log_file" setting
+ * and the assurance that the kept log still is the file its name names.
+ * Looking both up for every line (a stat of the profile, one of the log)
+ * cost more than the write itself. Instead an inotify instance watches
+ * every directory that the two paths walk through, for entries named as
+ * the path's next component, the profile itself (contents, owner, mode,
+ * links) and the log (owner, mode, links). While the instance holds no
+ * event about those names, and the current directory is still the one that
+ * relative paths were resolved against, the setting and the log are as
+ * they were. Any such event, an overflowing event queue, another profile
+ * path, a fork or a failed write sends the line through the full look-up,
+ * which sets the watches up anew. Paths through symbolic links, profiles
+ * that are not regular files and logs that could not be opened are looked
+ * up in full for every line, as are paths the kernel refuses to watch.
+ * Guarded by open_log_mutex.
+ */
+constexpr int kMaxWatches = 64;
+
+constexpr uint32_t kDirectoryEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
+                                      IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+constexpr uint32_t kProfileEvents = IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE_SELF |
+                                    IN_MOVE_SELF;
+/* Not IN_MODIFY: the lines' own writes would count. */
+constexpr uint32_t kLogEvents = IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF;
+
+struct Watch {
+    int wd;
+    bool whole_file;      /* every event counts */
+    char name[NAME_MAX + 1]; /* a directory: events about this entry count */
+};
+
+struct Watcher {
+    int fd;               /* the inotify instance, -1 when none */
+    bool valid;           /* the watches cover the setting and the log */
+    bool unwatchable;     /* these paths could not be watched */
+    bool cwd_matters;     /* a relative path is watched */
+    char cwd[PATH_MAX];
+    char profile_path[KX_PROFILE_PATH_SIZE];
     char log_file[kLogFileSize];
-    memset(log_file, 0, sizeof log_file);
-    if (profile != nullptr) {
-        get_profile_string(profile, 0, kSettingsSection, kLogFileKey, "",
-                           log_file, kLogFileSize);
-        log_file[kLogFileSize - 1] = '\0';
+    int count;
+    Watch watches[kMaxWatches];
+};
+
+Watcher watcher = {-1, false, false, false, {}, {}, {}, 0, {}};
+
+void forget_watches()
+{
+    if (watcher.fd >= 0)
+        close(watcher.fd);
+    watcher.fd = -1;
+    watcher.valid = false;
+    watcher.unwatchable = false;
+    watcher.count = 0;
+}
+
+bool add_watch(const char *path, uint32_t events, const char *name, size_t name_length)
+{
+    if (watcher.count == kMaxWatches)
+        return false;
+    int wd = inotify_add_watch(watcher.fd, path, events | IN_DONT_FOLLOW | IN_MASK_ADD);
+    if (wd < 0)
+        return false;
+    Watch &w = watcher.watches[watcher.count++];
+    w.wd = wd;
+    w.whole_file = name == nullptr;
+    memcpy(w.name, name != nullptr ? name : "", name_length);
+    w.name[name_length] = '\0';
+    return true;
+}
+
+/* Watches the directories that path walks through, each for the entry of
+   the next component, and the regular file at its end when there is one
+   (a missing entry's creation is watched for in its directory). False
+   when the path cannot be watched: a component is a symbolic link, a
+   non-directory before the end or not a regular file at it, or the kernel
+   refuses a watch. */
+bool watch_path(const char *path, uint32_t file_events)
+{
+    char walked[PATH_MAX];
+    size_t length = strlen(path);
+    if (length == 0 || length >= sizeof walked)
+        return false;
+    size_t i = 0;
+    size_t used;
+    if (path[0] == '/') {
+        strcpy(walked, "/");
+        used = 1;
+    } else {
+        strcpy(walked, ".");
+        used = 0; /* the first component replaces "." */
+        watcher.cwd_matters = true;
     }
-    pthread_once(&fork_handlers_once, install_fork_handlers);
-    pthread_mutex_lock(&open_log_mutex);
-    bool to_log = false;
-    if (log_file[0] != '\0')
-        to_log = open_log_is_current(log_file) || reopen_log(log_file);
-    else
+    for (;;) {
+        while (path[i] == '/')
+            ++i;
+        if (path[i] == '\0')
+            return false; /* a path ending in "/" names a directory */
+        size_t end = i;
+        while (path[end] != '\0' && path[end] != '/')
+            ++end;
+        size_t name_length = end - i;
+        if (name_length > NAME_MAX || !add_watch(walked, kDirectoryEvents, path + i, name_length))
+            return false;
+        if (used > 1 || (used == 1 && walked[0] != '/'))
+            walked[used++] = '/';
+        memcpy(walked + used, path + i, name_length);
+        used += name_length;
+        walked[used] = '\0';
+        struct stat st;
+        if (fstatat(AT_FDCWD, walked, &st, AT_SYMLINK_NOFOLLOW) != 0)
+            return errno == ENOENT;
+        if (path[end] == '\0') {
+            return S_ISREG(st.st_mode) && add_watch(walked, file_events, nullptr, 0);
+        }
+        if (!S_ISDIR(st.st_mode))
+            return false;
+        i = end;
+    }
+}
+
+/* True when the event may change the setting or the log. */
+bool event_matters(const struct inotify_event *event)
+{
+    if (event->mask & IN_Q_OVERFLOW)
+        return true;
+    for (int n = 0; n < watcher.count; ++n) {
+        const Watch &w = watcher.watches[n];
+        if (w.wd != event->wd)
+            continue;
+        if (w.whole_file || (event->mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED |
+                                            IN_UNMOUNT)) != 0)
+            return true;
+        if (event->len > 0 && strcmp(event->name, w.name) == 0)
+            return true;
+    }
+    return false;
+}
+
+/* Reads every pending event; true when one of them matters. */
+bool pending_events_matter()
+{
+    alignas(struct inotify_event) char buffer[4096];
+    bool matters = false;
+    for (;;) {
+        ssize_t got = read(watcher.fd, buffer, sizeof buffer);
+        if (got <= 0)
+            return matters || !(got < 0 && errno == EAGAIN);
+        for (ssize_t at = 0; at < got;) {
+            const auto *event = reinterpret_cast<const struct inotify_event *>(buffer + at);
+            matters = matters || event_matters(event);
+            at += static_cast<ssize_t>(sizeof(struct inotify_event) + event->len);
+        }
+    }
+}
+
+/* True when the setting read for profile_path, and the kept log, still
+   hold: the watches are in place, the current directory is the same, and
+   no event about the watched names has come. */
+bool nothing_changed(const char *profile_path)
+{
+    if (!watcher.valid || strcmp(profile_path, watcher.profile_path) != 0)
+        return false;
+    if (watcher.cwd_matters) {
+        char cwd[PATH_MAX];
+        if (getcwd(cwd, sizeof cwd) == nullptr || strcmp(cwd, watcher.cwd) != 0)
+            return false;
+    }
+    int pending = 0;
+    if (ioctl(watcher.fd, FIONREAD, &pending) != 0)
+        return false;
+    return pending == 0 || !pending_events_matter();
+}
+
+/* Reads "log_file" from the profile: the caller's, or the default one when
+   profile is null. False (the setting empty) when no handle could be had
+   for the default profile. */
+bool read_log_setting(ProfileHandle *profile, char *log_file)
+{
+    memset(log_file, 0, kLogFileSize);
+    ProfileHandle *own = profile == nullptr ? open_registry() : nullptr;
+    ProfileHandle *from = profile != nullptr ? profile : own;
+    if (from == nullptr)
+        return false;
+    get_profile_string(from, 0, kSettingsSection, kLogFileKey, "", log_file, kLogFileSize);
+    log_file[kLogFileSize - 1] = '\0';
+    close_registry(own);
+    return true;
+}
+
+/* Makes the kept log the file log_file names; false when the line goes to
+   standard error (no setting, or the log cannot be opened). */
+bool make_log_current(const char *log_file)
+{
+    if (log_file[0] == '\0') {
         close_open_log();
+        return false;
+    }
+    return open_log_is_current(log_file) || reopen_log(log_file);
+}
+
+/* The full look-up: reads the setting into watcher.log_file and makes the
+   kept log current, setting the watches up anew. The watches are in place
+   before anything is read, so that a change made after shows as an event.
+   When the paths could not be watched, the same profile, directory and
+   setting next time go through the look-up without trying again. False
+   when the line goes to standard error. */
+bool look_up_log(ProfileHandle *profile, const char *profile_path)
+{
+    char cwd[PATH_MAX];
+    if (getcwd(cwd, sizeof cwd) == nullptr)
+        cwd[0] = '\0';
+    if (watcher.unwatchable && strcmp(profile_path, watcher.profile_path) == 0 &&
+        strcmp(cwd, watcher.cwd) == 0) {
+        char log_file[kLogFileSize];
+        if (read_log_setting(profile, log_file) && strcmp(log_file, watcher.log_file) == 0)
+            return make_log_current(log_file);
+    }
+    forget_watches();
+    snprintf(watcher.profile_path, sizeof watcher.profile_path, "%s", profile_path);
+    memcpy(watcher.cwd, cwd, sizeof cwd);
+    watcher.cwd_matters = false;
+    watcher.fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    bool watched = watcher.fd >= 0 && cwd[0] != '\0' &&
+                   strcmp(watcher.profile_path, profile_path) == 0 &&
+                   watch_path(profile_path, kProfileEvents);
+    bool read = read_log_setting(profile, watcher.log_file);
+    const char *log_file = watcher.log_file;
+    if (log_file[0] != '\0')
+        watched = watched && watch_path(log_file, kLogEvents);
+    bool to_log = make_log_current(log_file);
+    /* A log created just now gets its own watch (its creation also shows
+       as an event, so the next line looks up once more). */
+    if (watched && to_log && !watcher.watches[watcher.count - 1].whole_file)
+        watched = add_watch(log_file, kLogEvents, nullptr, 0);
+    if (watched && read && (to_log || log_file[0] == '\0')) {
+        watcher.valid = true;
+    } else {
+        close(watcher.fd);
+        watcher.fd = -1;
+        watcher.unwatchable = read;
+    }
+    return to_log;
+}
+
+/* Appends the line to the log file named in the profile (the caller's, or
+   the default one when default_profile is set), or to standard error. */
+void emit_line(ProfileHandle *profile, bool default_profile, const char *data, size_t count)
+{
+    const char *profile_path = default_profile ? default_config
+                               : profile != nullptr ? profile->path
+                                                    : nullptr;
+    pthread_mutex_lock(&open_log_mutex);
+    bool to_log;
+    if (profile_path == nullptr) {
+        to_log = false;
+    } else if (nothing_changed(profile_path)) {
+        to_log = watcher.log_file[0] != '\0';
+    } else {
+        to_log = look_up_log(profile, profile_path);
+    }
     /* A descriptor closed behind the library's back (a daemon closing all
        its descriptors) is opened anew and the line written once more. */
     if (to_log && !write_all(open_log.fd, data, count) && errno == EBADF) {
         open_log.fd = -1;
-        if (reopen_log(log_file))
+        forget_watches();
+        if (reopen_log(watcher.log_file))
             write_all(open_log.fd, data, count);
     }
     pthread_mutex_unlock(&open_log_mutex);
     if (!to_log)
         write_all(STDERR_FILENO, data, count);
+}
+
+/* One line: built in memory, then written. */
+void trace_line(const char *tag, int32_t number, ProfileHandle *profile,
+                bool default_profile, const char *format, va_list arguments)
+{
+    pthread_once(&fork_handlers_once, install_fork_handlers);
+    LineBuffer line;
+    line_init(&line);
+    va_list walk;
+    va_copy(walk, arguments);
+    build_line(&line, tag, number, format, &walk);
+    va_end(walk);
+    emit_line(profile, default_profile, line.data, line.length);
+    line_release(&line);
 }
 
 }  // namespace
@@ -556,14 +863,7 @@ KX_API int32_t _log_message(const char *tag, int32_t number, uint32_t category,
 {
     (void)category;
     int saved_errno = errno;
-    LineBuffer line;
-    line_init(&line);
-    va_list walk;
-    va_copy(walk, arguments);
-    build_line(&line, tag, number, format, &walk);
-    va_end(walk);
-    emit_line(profile, line.data, line.length);
-    line_release(&line);
+    trace_line(tag, number, profile, false, format, arguments);
     errno = saved_errno;
     return 0;
 }
@@ -574,12 +874,10 @@ KX_API int32_t log_message(const char *tag, int32_t number, uint32_t category,
     if ((__atomic_load_n(&error_mask, __ATOMIC_RELAXED) & category) == 0)
         return 0;
     int saved_errno = errno;
-    ProfileHandle *profile = open_registry();
     va_list arguments;
     va_start(arguments, format);
-    _log_message(tag, number, category, profile, format, arguments);
+    trace_line(tag, number, nullptr, true, format, arguments);
     va_end(arguments);
-    close_registry(profile);
     errno = saved_errno;
     return 0;
 }

@@ -10,6 +10,7 @@
 #include "support/kx_test_files.h"
 
 #include <errno.h>
+#include <stdarg.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdio.h>
@@ -850,6 +851,175 @@ TEST_F(TraceTest, SeveralProcessesWriteWholeLines)
     check_whole_lines(cleaned, kProcesses, kLines, [&children](int w) {
         return std::to_string(static_cast<int>(children[w]));
     });
+}
+
+// ---- what changes between two lines ----
+
+// Relative paths are resolved against the current directory of each line:
+// a line after chdir() reads the profile of its new directory.
+TEST_F(TraceTest, ChangingDirectoryReadsThatDirectorysProfile)
+{
+    ASSERT_EQ(mkdir("a", 0700), 0);
+    ASSERT_EQ(mkdir("b", 0700), 0);
+    write_file("a/odbc.ini", "{settings}\nlog_file = a.log\n");
+    write_file("b/odbc.ini", "{settings}\nlog_file = b.log\n");
+    ASSERT_EQ(chdir("a"), 0);
+    log_message("t", 1, 1, "one");
+    log_message("t", 2, 1, "two");
+    ASSERT_EQ(chdir("../b"), 0);
+    log_message("t", 3, 1, "three");
+    ASSERT_EQ(chdir(".."), 0);
+    StderrCapture capture;  // no profile here
+    log_message("t", 4, 1, "four");
+    ASSERT_EQ(chdir("a"), 0);
+    log_message("t", 5, 1, "five");
+    EXPECT_EQ(read_file(dir_ + "/a/a.log"),
+              header("t", "0001") + "one\n" + header("t", "0002") + "two\n" +
+                  header("t", "0005") + "five\n");
+    EXPECT_EQ(read_file(dir_ + "/b/b.log"), header("t", "0003") + "three\n");
+    EXPECT_EQ(capture.text(), header("t", "0004") + "four\n");
+}
+
+// A profile rewritten in place, to the same size and at once, is read
+// again at the next line.
+TEST_F(TraceTest, ProfileRewrittenInPlaceTakesEffectAtTheNextLine)
+{
+    write_file("odbc.ini", "{settings}\nlog_file = one.log\n");
+    log_message("t", 1, 1, "1");
+    log_message("t", 2, 1, "2");
+    int fd = open("odbc.ini", O_WRONLY);
+    ASSERT_GE(fd, 0);
+    const std::string text = "{settings}\nlog_file = two.log\n";
+    ASSERT_EQ(pwrite(fd, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+    close(fd);
+    log_message("t", 3, 1, "3");
+    EXPECT_EQ(read_file("one.log"), header("t", "0001") + "1\n" + header("t", "0002") + "2\n");
+    EXPECT_EQ(read_file("two.log"), header("t", "0003") + "3\n");
+}
+
+// A profile reached through a symbolic link: a new target, and a change of
+// the target's contents, each take effect at the next line.
+TEST_F(TraceTest, ProfileThroughASymbolicLinkFollowsTheLink)
+{
+    write_file("first.ini", "{settings}\nlog_file = one.log\n");
+    write_file("second.ini", "{settings}\nlog_file = two.log\n");
+    ASSERT_EQ(symlink("first.ini", "odbc.ini"), 0);
+    log_message("t", 1, 1, "1");
+    log_message("t", 2, 1, "2");
+    ASSERT_EQ(symlink("second.ini", "odbc.ini.new"), 0);
+    ASSERT_EQ(rename("odbc.ini.new", "odbc.ini"), 0);
+    log_message("t", 3, 1, "3");
+    write_file("second.ini", "{settings}\nlog_file = three.log\n");
+    log_message("t", 4, 1, "4");
+    log_message("t", 5, 1, "5");
+    EXPECT_EQ(read_file("one.log"), header("t", "0001") + "1\n" + header("t", "0002") + "2\n");
+    EXPECT_EQ(read_file("two.log"), header("t", "0003") + "3\n");
+    EXPECT_EQ(read_file("three.log"), header("t", "0004") + "4\n" + header("t", "0005") + "5\n");
+}
+
+// The log's directory renamed away, and another put in its place: the next
+// line goes to the file the path names now.
+TEST_F(TraceTest, LogDirectoryRenamedAwayIsFollowedByName)
+{
+    ASSERT_EQ(mkdir("logs", 0700), 0);
+    use_log_file(dir_ + "/logs/trace.log");
+    log_message("t", 1, 1, "1");
+    log_message("t", 2, 1, "2");
+    ASSERT_EQ(rename("logs", "old-logs"), 0);
+    ASSERT_EQ(mkdir("logs", 0700), 0);
+    log_message("t", 3, 1, "3");
+    ASSERT_EQ(rename("logs", "newer-logs"), 0);
+    ASSERT_EQ(rename("old-logs", "logs"), 0);
+    log_message("t", 4, 1, "4");
+    EXPECT_EQ(read_file("logs/trace.log"),
+              header("t", "0001") + "1\n" + header("t", "0002") + "2\n" +
+                  header("t", "0004") + "4\n");
+    EXPECT_EQ(read_file("newer-logs/trace.log"), header("t", "0003") + "3\n");
+}
+
+// A directory of the profile's path that appears after a line: the line
+// after it reads the profile found there.
+TEST_F(TraceTest, ProfileWhoseDirectoryAppearsLaterIsRead)
+{
+    std::string profile_path = dir_ + "/conf/sub/app.ini";
+    ProfileHandle *profile = open_registry();
+    ASSERT_NE(profile, nullptr);
+    set_config(profile, profile_path.c_str());
+    auto line = [profile](int32_t number, const char *format, ...) {
+        va_list arguments;
+        va_start(arguments, format);
+        _log_message("t", number, 1, profile, format, arguments);
+        va_end(arguments);
+    };
+    StderrCapture capture;
+    line(1, "1");
+    ASSERT_EQ(mkdir("conf", 0700), 0);
+    line(2, "2");
+    ASSERT_EQ(mkdir("conf/sub", 0700), 0);
+    write_file(profile_path, "{settings}\nlog_file = " + log_ + "\n");
+    line(3, "3");
+    close_registry(profile);
+    EXPECT_EQ(capture.text(), header("t", "0001") + "1\n" + header("t", "0002") + "2\n");
+    EXPECT_EQ(read_file(log_), header("t", "0003") + "3\n");
+}
+
+// Lines through two profile handles in turn each go to their own log.
+TEST_F(TraceTest, TwoProfilesInTurnEachKeepTheirLog)
+{
+    ProfileHandle *profiles[2];
+    std::string logs[2];
+    for (int n = 0; n < 2; ++n) {
+        std::string path = dir_ + "/p" + std::to_string(n) + ".ini";
+        logs[n] = dir_ + "/p" + std::to_string(n) + ".log";
+        write_file(path, "{settings}\nlog_file = " + logs[n] + "\n");
+        profiles[n] = open_registry();
+        ASSERT_NE(profiles[n], nullptr);
+        set_config(profiles[n], path.c_str());
+    }
+    std::string expected[2];
+    for (int32_t number = 1; number <= 6; ++number) {
+        int n = number % 2;
+        auto call = [&](const char *format, ...) {
+            va_list arguments;
+            va_start(arguments, format);
+            _log_message("t", number, 1, profiles[n], format, arguments);
+            va_end(arguments);
+        };
+        call("%I", number);
+        char digits[8];
+        snprintf(digits, sizeof digits, "%04d", number);
+        expected[n] += header("t", digits) + std::to_string(number) + "\n";
+    }
+    for (int n = 0; n < 2; ++n) {
+        close_registry(profiles[n]);
+        EXPECT_EQ(read_file(logs[n]), expected[n]) << n;
+    }
+}
+
+// A forked child writes with its own process id, and a change it makes to
+// the profile is seen by the parent's next line as well (the child does
+// not take the parent's notice of it).
+TEST_F(TraceTest, ForkedChildUsesItsOwnIdAndLeavesTheParentsNotices)
+{
+    use_log_file(log_);
+    log_message("t", 1, 1, "parent");
+    std::string child_log = dir_ + "/child.log";
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        write_file(dir_ + "/odbc.ini", "{settings}\nlog_file = " + child_log + "\n");
+        log_message("t", 2, 1, "child");
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    log_message("t", 3, 1, "parent again");
+    std::string child_header = "[" + std::to_string(static_cast<int>(child)) + "]t@0002";
+    child_header.resize(30, ' ');
+    EXPECT_EQ(read_file(log_), header("t", "0001") + "parent\n");
+    EXPECT_EQ(read_file(child_log),
+              child_header + ":child\n" + header("t", "0003") + "parent again\n");
 }
 
 }  // namespace
