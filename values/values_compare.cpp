@@ -15,7 +15,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#if defined(__SSE2__)
+#if defined(__x86_64__)
+#include <immintrin.h>
+#elif defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 #if __has_include(<valgrind/valgrind.h>)
@@ -23,9 +25,12 @@
 #endif
 
 #define KX_UNLIKELY(x) __builtin_expect(!!(x), 0)
+#define KX_CONCAT_(a, b) a##b
+#define KX_CONCAT(a, b) KX_CONCAT_(a, b)
 
 #include "kxsupp/arith.h"
 #include "kxsupp/values.h"
+#include "values/values_internal.h"
 
 namespace {
 
@@ -36,8 +41,9 @@ int32_t sign_of(double d)
 
 // The padded text comparison is on the evaluator's hottest path (sorting,
 // grouping, every predicate on a CHAR column), so it walks both texts once,
-// sixteen octets at a time (SSE2, which every x86-64 has; eight elsewhere),
-// instead of strcmp followed by strlen and memcmp. A block load may read
+// a block of octets at a time, instead of strcmp followed by strlen and
+// memcmp: 32 octets with AVX2 where the processor has it, else 16 (SSE2,
+// which every x86-64 has), else 8 in a 64-bit word. A block load may read
 // past a text's terminator, but never into another page: near a page's end
 // the walk goes octet by octet. The sanitizers are told not to look at
 // these loads, which cover octets the result never depends on.
@@ -49,170 +55,29 @@ int32_t sign_of(double d)
 
 constexpr uintptr_t kPage = 4096;
 
-#if defined(__SSE2__)
-constexpr size_t kBlock = 16;
-
-// Bit n set when octet n of the block at a differs from that at b or is
-// the zero of a's end (stop_mask), or is not a blank (non_blank_mask).
-KX_BLOCK_READS inline uint32_t stop_mask(const unsigned char *a, const unsigned char *b)
-{
-    __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a));
-    __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b));
-    __m128i same_nonzero = _mm_andnot_si128(_mm_cmpeq_epi8(va, _mm_setzero_si128()),
-                                            _mm_cmpeq_epi8(va, vb));
-    return static_cast<uint32_t>(_mm_movemask_epi8(same_nonzero)) ^ 0xFFFFu;
-}
-
-KX_BLOCK_READS inline uint32_t non_blank_mask(const unsigned char *p)
-{
-    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(' ')))) ^
-           0xFFFFu;
-}
-#else
-constexpr size_t kBlock = 8;
-constexpr uint64_t kLowSeven = 0x7F7F7F7F7F7F7F7Full;
-constexpr uint64_t kEightBlanks = 0x2020202020202020ull;
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
-              "the word walk finds the first octet through the lowest bits");
-
-// The high bit of each octet of w that is nonzero (exact, no carries).
-inline uint64_t nonzero_octets(uint64_t w)
-{
-    return (((w & kLowSeven) + kLowSeven) | w) & ~kLowSeven;
-}
-
-KX_BLOCK_READS inline uint64_t load_word(const unsigned char *p)
-{
-    uint64_t w;
-    std::memcpy(&w, p, 8);
-    return w;
-}
-
-// As the SSE2 forms, with the flag of octet n in bit 8n + 7.
-KX_BLOCK_READS inline uint64_t stop_mask(const unsigned char *a, const unsigned char *b)
-{
-    uint64_t wa = load_word(a);
-    return nonzero_octets(wa ^ load_word(b)) | (~nonzero_octets(wa) & ~kLowSeven);
-}
-
-KX_BLOCK_READS inline uint64_t non_blank_mask(const unsigned char *p)
-{
-    return nonzero_octets(load_word(p) ^ kEightBlanks);
-}
-#endif
-
-// The octet index of the lowest flag of a nonzero mask.
-inline size_t first_flag(uint64_t mask)
-{
-    return kBlock == 16 ? static_cast<size_t>(__builtin_ctzll(mask))
-                        : static_cast<size_t>(__builtin_ctzll(mask)) / 8;
-}
-
-// Under valgrind the block loads past a terminator would be reported as
-// reads outside the texts' allocations, so there the walks go octet by
-// octet throughout (same results). Asked once; 0 not yet known, 1 blocks
-// allowed, 2 not.
-int block_reads_state;
-
-inline bool block_reads_allowed()
-{
-    int state = __atomic_load_n(&block_reads_state, __ATOMIC_RELAXED);
-    if (KX_UNLIKELY(state == 0)) {
-#if __has_include(<valgrind/valgrind.h>)
-        state = RUNNING_ON_VALGRIND ? 2 : 1;
-#else
-        state = 1;
-#endif
-        __atomic_store_n(&block_reads_state, state, __ATOMIC_RELAXED);
-    }
-    return state == 1;
-}
-
 // Octets from p to the end of its page.
 inline size_t page_room(const unsigned char *p)
 {
     return kPage - (reinterpret_cast<uintptr_t>(p) & (kPage - 1));
 }
 
-// The two walks below, octet by octet.
-size_t first_difference_by_octet(const unsigned char *a, const unsigned char *b)
+// True when a and b both have at least n octets left in their pages. The
+// offset of a | b within a page is at least each one's own offset, so one
+// test covers both (at the price of sometimes saying no needlessly).
+inline bool both_have_room(const unsigned char *a, const unsigned char *b, size_t n)
 {
-    size_t i = 0;
-    while (a[i] == b[i] && a[i] != 0)
-        ++i;
-    return i;
+    uintptr_t offset = (reinterpret_cast<uintptr_t>(a) | reinterpret_cast<uintptr_t>(b)) &
+                       (kPage - 1);
+    return offset <= kPage - n;
 }
 
-size_t first_non_blank_by_octet(const unsigned char *text, size_t i)
+// The end of a padded comparison, once the walks have found where the
+// texts part: the longer text (the other ended there) holds only blanks
+// from the parting index up to j. Blanks past the padded length meet the
+// padded text's end; a non-blank within it meets a padding blank.
+inline int32_t compare_padding(const unsigned char *longer, size_t j, size_t padded,
+                               bool a_longer)
 {
-    while (text[i] == ' ')
-        ++i;
-    return i;
-}
-
-// The first index from 0 at which a and b differ or a ends. Blocks are
-// taken while both texts have a whole block left in their pages.
-KX_BLOCK_READS size_t first_difference(const unsigned char *a, const unsigned char *b)
-{
-    size_t i = 0;
-    for (;;) {
-        size_t room_a = page_room(a + i);
-        size_t room_b = page_room(b + i);
-        size_t blocks = (room_a < room_b ? room_a : room_b) / kBlock;
-        if (blocks == 0) {
-            if (a[i] != b[i] || a[i] == 0)
-                return i;
-            ++i;
-            continue;
-        }
-        do {
-            if (auto stop = stop_mask(a + i, b + i))
-                return i + first_flag(stop);
-            i += kBlock;
-        } while (--blocks != 0);
-    }
-}
-
-// The first index from i at which text holds something other than a blank
-// (its terminator at the latest).
-KX_BLOCK_READS size_t first_non_blank(const unsigned char *text, size_t i)
-{
-    for (;;) {
-        size_t blocks = page_room(text + i) / kBlock;
-        if (blocks == 0) {
-            if (text[i] != ' ')
-                return i;
-            ++i;
-            continue;
-        }
-        do {
-            if (auto stop = non_blank_mask(text + i))
-                return i + first_flag(stop);
-            i += kBlock;
-        } while (--blocks != 0);
-    }
-}
-
-// Compares the zero-terminated texts a and b, each padded with blanks to
-// `padded` characters (a text longer than that is taken whole), with the
-// sign strcmp would give the padded texts. Where both texts still have
-// characters the first difference decides; the padding takes part only when
-// one text is a prefix of the other: then the longer text's own characters
-// meet blanks up to `padded`, and the padded text's end after that.
-int32_t compare_blank_padded(const char *a, const char *b, size_t padded)
-{
-    const auto *ua = reinterpret_cast<const unsigned char *>(a);
-    const auto *ub = reinterpret_cast<const unsigned char *>(b);
-    bool blocks = block_reads_allowed();
-    size_t k = blocks ? first_difference(ua, ub) : first_difference_by_octet(ua, ub);
-    if (ua[k] == ub[k])
-        return 0;  // both end here
-    if (ua[k] != 0 && ub[k] != 0)
-        return static_cast<int32_t>(ua[k]) - static_cast<int32_t>(ub[k]);
-    bool a_longer = ua[k] != 0;
-    const unsigned char *longer = a_longer ? ua : ub;
-    size_t j = blocks ? first_non_blank(longer, k) : first_non_blank_by_octet(longer, k);
     int pad;
     int c;
     if (j > padded) {
@@ -225,6 +90,252 @@ int32_t compare_blank_padded(const char *a, const char *b, size_t padded)
         c = longer[j];
     }
     return a_longer ? c - pad : pad - c;
+}
+
+// Compares the zero-terminated texts a and b, each padded with blanks to
+// `padded` characters (a text longer than that is taken whole), with the
+// sign strcmp would give the padded texts. Where both texts still have
+// characters the first difference decides; the padding takes part only when
+// one text is a prefix of the other: then the longer text's own characters
+// meet blanks up to `padded`, and the padded text's end after that. This
+// form walks octet by octet; the block forms below give the same results.
+int32_t compare_blank_padded_octets(const unsigned char *a, const unsigned char *b,
+                                    size_t padded)
+{
+    size_t k = 0;
+    while (a[k] == b[k] && a[k] != 0)
+        ++k;
+    if (a[k] == b[k] || (a[k] != 0 && b[k] != 0))
+        return static_cast<int32_t>(a[k]) - static_cast<int32_t>(b[k]);
+    const unsigned char *longer = a[k] != 0 ? a : b;
+    size_t j = k;
+    while (longer[j] == ' ')
+        ++j;
+    return compare_padding(longer, j, padded, longer == a);
+}
+
+// The same comparison over blocks, written once for every block width. A
+// Blocks type gives kSize; stop(a, b), a mask with the flag of octet n set
+// when octet n of a differs from that of b or is a's terminator;
+// non_blank(p), flags of the octets that are not blanks; first(mask), the
+// octet index of a nonzero mask's lowest flag; and from(mask, n), the mask
+// without the flags of octets below n. Blocks are taken while both texts
+// have a whole block left in their pages, octets near a page's end. Where
+// the texts part inside a block, the longer text's blanks are first looked
+// for in that same block. Each width's comparison is one function, so that
+// its instructions (AVX2 or not) stay within it.
+#define KX_BLANK_PADDED_COMPARE(Blocks, ATTRIBUTES)                                     \
+    ATTRIBUTES inline size_t first_non_blank_##Blocks(const unsigned char *text,       \
+                                                      size_t i)                        \
+    {                                                                                  \
+        for (;;) {                                                                     \
+            size_t blocks = page_room(text + i) / Blocks::kSize;                       \
+            if (blocks == 0) {                                                         \
+                if (text[i] != ' ')                                                    \
+                    return i;                                                          \
+                ++i;                                                                   \
+                continue;                                                              \
+            }                                                                          \
+            do {                                                                       \
+                if (auto flags = Blocks::non_blank(text + i))                          \
+                    return i + Blocks::first(flags);                                   \
+                i += Blocks::kSize;                                                    \
+            } while (--blocks != 0);                                                   \
+        }                                                                              \
+    }                                                                                  \
+    /* The texts part at k inside the block at i, which both can read whole. */       \
+    ATTRIBUTES inline int32_t parted_in_block_##Blocks(                                \
+        const unsigned char *a, const unsigned char *b, size_t i, size_t k,            \
+        size_t padded)                                                                 \
+    {                                                                                  \
+        if (a[k] == b[k] || (a[k] != 0 && b[k] != 0))                                  \
+            return static_cast<int32_t>(a[k]) - static_cast<int32_t>(b[k]);            \
+        const unsigned char *longer = a[k] != 0 ? a : b;                               \
+        auto flags = Blocks::from(Blocks::non_blank(longer + i), k - i);               \
+        size_t j = flags != 0 ? i + Blocks::first(flags)                               \
+                              : first_non_blank_##Blocks(longer, i + Blocks::kSize);   \
+        return compare_padding(longer, j, padded, longer == a);                        \
+    }                                                                                  \
+    /* The walk from index i, where the texts are still alike. */                      \
+    ATTRIBUTES __attribute__((noinline)) int32_t compare_blank_padded_from_##Blocks(   \
+        const unsigned char *a, const unsigned char *b, size_t i, size_t padded)       \
+    {                                                                                  \
+        for (;;) {                                                                     \
+            size_t room_a = page_room(a + i);                                          \
+            size_t room_b = page_room(b + i);                                          \
+            size_t blocks = (room_a < room_b ? room_a : room_b) / Blocks::kSize;       \
+            if (blocks == 0) {                                                         \
+                if (a[i] != b[i] || a[i] == 0)                                         \
+                    break;                                                             \
+                ++i;                                                                   \
+                continue;                                                              \
+            }                                                                          \
+            do {                                                                       \
+                if (auto stop = Blocks::stop(a + i, b + i))                            \
+                    return parted_in_block_##Blocks(a, b, i, i + Blocks::first(stop),  \
+                                                    padded);                           \
+                i += Blocks::kSize;                                                    \
+            } while (--blocks != 0);                                                   \
+        }                                                                              \
+        /* Parted at octet i, near a page's end. */                                    \
+        if (a[i] == b[i] || (a[i] != 0 && b[i] != 0))                                  \
+            return static_cast<int32_t>(a[i]) - static_cast<int32_t>(b[i]);            \
+        const unsigned char *longer = a[i] != 0 ? a : b;                               \
+        return compare_padding(longer, first_non_blank_##Blocks(longer, i), padded,    \
+                               longer == a);                                           \
+    }                                                                                  \
+    /* Most texts part within two blocks: those first, unrolled, with the rest         \
+       out of line so that this path needs few registers. */                           \
+    ATTRIBUTES int32_t compare_blank_padded_##Blocks(const unsigned char *a,           \
+                                                     const unsigned char *b,           \
+                                                     size_t padded)                    \
+    {                                                                                  \
+        if (!both_have_room(a, b, 2 * Blocks::kSize))                                  \
+            return compare_blank_padded_from_##Blocks(a, b, 0, padded);                \
+        if (auto stop = Blocks::stop(a, b))                                            \
+            return parted_in_block_##Blocks(a, b, 0, Blocks::first(stop), padded);     \
+        constexpr size_t i = Blocks::kSize;                                            \
+        if (auto stop = Blocks::stop(a + i, b + i))                                    \
+            return parted_in_block_##Blocks(a, b, i, i + Blocks::first(stop), padded); \
+        return compare_blank_padded_from_##Blocks(a, b, 2 * i, padded);                \
+    }
+
+#if defined(__SSE2__)
+struct Sse2 {
+    static constexpr size_t kSize = 16;
+
+    KX_BLOCK_READS static inline uint32_t stop(const unsigned char *a, const unsigned char *b)
+    {
+        __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a));
+        __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b));
+        __m128i same_nonzero = _mm_andnot_si128(_mm_cmpeq_epi8(va, _mm_setzero_si128()),
+                                                _mm_cmpeq_epi8(va, vb));
+        return static_cast<uint32_t>(_mm_movemask_epi8(same_nonzero)) ^ 0xFFFFu;
+    }
+
+    KX_BLOCK_READS static inline uint32_t non_blank(const unsigned char *p)
+    {
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(' ')))) ^
+               0xFFFFu;
+    }
+
+    static inline size_t first(uint32_t mask) { return static_cast<size_t>(__builtin_ctz(mask)); }
+    static inline uint32_t from(uint32_t mask, size_t n) { return mask & (~0u << n); }
+};
+KX_BLANK_PADDED_COMPARE(Sse2, KX_BLOCK_READS)
+#define KX_NARROW_BLOCKS Sse2
+#else
+struct Words {
+    static constexpr size_t kSize = 8;
+    static constexpr uint64_t kLowSeven = 0x7F7F7F7F7F7F7F7Full;
+    static constexpr uint64_t kEightBlanks = 0x2020202020202020ull;
+    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+                  "the word walk finds the first octet through the lowest bits");
+
+    // The high bit of each octet of w that is nonzero (exact, no carries).
+    static inline uint64_t nonzero_octets(uint64_t w)
+    {
+        return (((w & kLowSeven) + kLowSeven) | w) & ~kLowSeven;
+    }
+
+    KX_BLOCK_READS static inline uint64_t load(const unsigned char *p)
+    {
+        uint64_t w;
+        std::memcpy(&w, p, 8);
+        return w;
+    }
+
+    // The flag of octet n is bit 8n + 7.
+    KX_BLOCK_READS static inline uint64_t stop(const unsigned char *a, const unsigned char *b)
+    {
+        uint64_t wa = load(a);
+        return nonzero_octets(wa ^ load(b)) | (~nonzero_octets(wa) & ~kLowSeven);
+    }
+
+    KX_BLOCK_READS static inline uint64_t non_blank(const unsigned char *p)
+    {
+        return nonzero_octets(load(p) ^ kEightBlanks);
+    }
+
+    static inline size_t first(uint64_t mask)
+    {
+        return static_cast<size_t>(__builtin_ctzll(mask)) / 8;
+    }
+    static inline uint64_t from(uint64_t mask, size_t n) { return mask & (~0ull << (8 * n)); }
+};
+KX_BLANK_PADDED_COMPARE(Words, KX_BLOCK_READS)
+#define KX_NARROW_BLOCKS Words
+#endif
+
+#if defined(__x86_64__) && defined(__GNUC__)
+#define KX_WIDE_BLOCKS 1
+#define KX_AVX2 __attribute__((target("avx2")))
+struct Avx2 {
+    static constexpr size_t kSize = 32;
+
+    KX_BLOCK_READS KX_AVX2 static inline uint32_t stop(const unsigned char *a,
+                                                       const unsigned char *b)
+    {
+        __m256i va = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(a));
+        __m256i vb = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(b));
+        __m256i same_nonzero = _mm256_andnot_si256(
+            _mm256_cmpeq_epi8(va, _mm256_setzero_si256()), _mm256_cmpeq_epi8(va, vb));
+        return ~static_cast<uint32_t>(_mm256_movemask_epi8(same_nonzero));
+    }
+
+    KX_BLOCK_READS KX_AVX2 static inline uint32_t non_blank(const unsigned char *p)
+    {
+        __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+        return ~static_cast<uint32_t>(
+            _mm256_movemask_epi8(_mm256_cmpeq_epi8(v, _mm256_set1_epi8(' '))));
+    }
+
+    KX_AVX2 static inline size_t first(uint32_t mask)
+    {
+        return static_cast<size_t>(__builtin_ctz(mask));
+    }
+    KX_AVX2 static inline uint32_t from(uint32_t mask, size_t n) { return mask & (~0u << n); }
+};
+KX_BLANK_PADDED_COMPARE(Avx2, KX_BLOCK_READS KX_AVX2)
+#endif
+
+// The comparison in use, chosen at the first call: under valgrind the
+// block loads past a terminator would be reported as reads outside the
+// texts' allocations, so there the walk goes octet by octet (same results);
+// elsewhere it takes the widest blocks the processor has.
+using PaddedCompare = int32_t (*)(const unsigned char *, const unsigned char *, size_t);
+
+int32_t choose_and_compare(const unsigned char *a, const unsigned char *b, size_t padded);
+
+PaddedCompare padded_compare = choose_and_compare;
+
+[[gnu::noinline]] PaddedCompare choose_padded_compare()
+{
+#if __has_include(<valgrind/valgrind.h>)
+    if (RUNNING_ON_VALGRIND)
+        return compare_blank_padded_octets;
+#endif
+#if defined(KX_WIDE_BLOCKS)
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx2"))
+        return compare_blank_padded_Avx2;
+#endif
+    return KX_CONCAT(compare_blank_padded_, KX_NARROW_BLOCKS);
+}
+
+int32_t choose_and_compare(const unsigned char *a, const unsigned char *b, size_t padded)
+{
+    PaddedCompare chosen = choose_padded_compare();
+    __atomic_store_n(&padded_compare, chosen, __ATOMIC_RELAXED);
+    return chosen(a, b, padded);
+}
+
+inline int32_t compare_blank_padded(const char *a, const char *b, size_t padded)
+{
+    PaddedCompare compare = __atomic_load_n(&padded_compare, __ATOMIC_RELAXED);
+    return compare(reinterpret_cast<const unsigned char *>(a),
+                   reinterpret_cast<const unsigned char *>(b), padded);
 }
 
 // Compares two binaries zero-padded to `padded` octets; each holds `la` or
@@ -302,7 +413,7 @@ const char *text_of(const Value *v)
 
 // Two string values: as they are when their declared lengths agree, else
 // blank-padded to the longer.
-[[gnu::noinline]] int32_t compare_two_texts(const Value *left, const Value *right)
+inline int32_t compare_two_texts(const Value *left, const Value *right)
 {
     const char *a = text_of(left);
     const char *b = text_of(right);
@@ -375,6 +486,35 @@ int32_t compare_binary(const Value *left, const Value *right)
 }
 
 }  // namespace
+
+bool kx::use_text_walk(TextWalk walk)
+{
+    PaddedCompare compare;
+    switch (walk) {
+    case TextWalk::kOctets:
+        compare = compare_blank_padded_octets;
+        break;
+    case TextWalk::kNarrowBlocks:
+        compare = KX_CONCAT(compare_blank_padded_, KX_NARROW_BLOCKS);
+        break;
+    case TextWalk::kWideBlocks:
+#if defined(KX_WIDE_BLOCKS)
+        __builtin_cpu_init();
+        if (!__builtin_cpu_supports("avx2"))
+            return false;
+        compare = compare_blank_padded_Avx2;
+        break;
+#else
+        return false;
+#endif
+    case TextWalk::kChosen:
+    default:
+        compare = choose_and_compare;
+        break;
+    }
+    __atomic_store_n(&padded_compare, compare, __ATOMIC_RELAXED);
+    return true;
+}
 
 extern "C" {
 

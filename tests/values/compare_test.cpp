@@ -2,6 +2,8 @@
 // and zero-padded binary comparison of any length.
 #include <gtest/gtest.h>
 
+#include "values/values_internal.h"
+
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -374,7 +376,22 @@ int padded_sign(const std::string &a, int32_t la, const std::string &b, int32_t 
     return sign(std::strcmp(pa.c_str(), pb.c_str()));
 }
 
-TEST(CompareValues, PaddedTextsAtPageEdgesOfEveryLength)
+// Every walk of the comparison (octet by octet, narrow blocks, wide blocks
+// where the processor has them, and the one chosen by default) over texts
+// at page edges: texts of every length up to 70 against the same with
+// blanks, a character below or above the blank, a high octet, one octet
+// changed or cut off, and blank runs that reach past a block or a page.
+class PaddedTextWalks : public ::testing::TestWithParam<kx::TextWalk> {
+protected:
+    void SetUp() override
+    {
+        if (!kx::use_text_walk(GetParam()))
+            GTEST_SKIP() << "this processor or build has no such walk";
+    }
+    void TearDown() override { kx::use_text_walk(kx::TextWalk::kChosen); }
+};
+
+TEST_P(PaddedTextWalks, AtPageEdgesOfEveryLength)
 {
     GuardedTexts guard;
     ASSERT_TRUE(guard.ok());
@@ -385,7 +402,10 @@ TEST(CompareValues, PaddedTextsAtPageEdgesOfEveryLength)
         for (size_t i = 0; i < length; i++)
             base += stem[i % stem.size()];
         std::vector<std::string> others = {base, base + "   ", base + "  x", base + " \x01",
-                                           base + "\x7f", base + "\xe9"};
+                                           base + "\x7f", base + "\xe9",
+                                           base + std::string(70, ' '),
+                                           base + std::string(70, ' ') + "!",
+                                           base + std::string(33, ' ') + "\x1f"};
         if (length > 0) {
             std::string changed = base;
             changed[length - 1] = 'A';
@@ -396,7 +416,7 @@ TEST(CompareValues, PaddedTextsAtPageEdgesOfEveryLength)
         for (const std::string &other : others)
             for (int slot_a = 0; slot_a < 4; slot_a += 2)
                 for (int slot_b = 1; slot_b < 4; slot_b += 2)
-                    for (int32_t extra : {0, 3, 20}) {
+                    for (int32_t extra : {0, 3, 20, 80}) {
                         int32_t la = static_cast<int32_t>(base.size());
                         int32_t lb = static_cast<int32_t>(other.size()) + extra;
                         Value left = text(guard.place(base, slot_a), la);
@@ -409,7 +429,61 @@ TEST(CompareValues, PaddedTextsAtPageEdgesOfEveryLength)
                         checked++;
                     }
     }
-    EXPECT_GT(checked, 5000);
+    EXPECT_GT(checked, 10000);
 }
+
+// Long texts that part, or end in blanks, far beyond the first blocks.
+TEST_P(PaddedTextWalks, LongTexts)
+{
+    std::string base(5000, 'q');
+    for (size_t i = 0; i < base.size(); i += 7)
+        base[i] = static_cast<char>('a' + i % 26);
+    std::string blanks = base + std::string(3000, ' ');
+    std::string late = base;
+    late[4999] = 'A';
+    std::string trailing = blanks + "!";
+    struct Case {
+        const std::string *a;
+        int32_t la;
+        const std::string *b;
+        int32_t lb;
+        int expected;
+    } cases[] = {
+        {&base, 5000, &blanks, 8000, 0},
+        {&blanks, 8000, &base, 5000, 0},
+        {&base, 5000, &late, 6000, 1},
+        {&late, 6000, &base, 5000, -1},
+        {&base, 5000, &trailing, 8001, -1},
+        {&trailing, 8001, &base, 5000, 1},
+        // Blanks past the longer declared length meet the end of the text.
+        {&base, 5000, &blanks, 6000, -1},
+    };
+    for (const Case &c : cases) {
+        Value left = text(c.a->c_str(), c.la);
+        Value right = text(c.b->c_str(), c.lb);
+        EXPECT_EQ(sign(compare_values(&left, &right)), c.expected)
+            << c.a->size() << "/" << c.la << " vs " << c.b->size() << "/" << c.lb;
+        EXPECT_EQ(c.expected, padded_sign(*c.a, c.la, *c.b, c.lb));
+    }
+}
+
+std::string walk_name(const ::testing::TestParamInfo<kx::TextWalk> &info)
+{
+    switch (info.param) {
+    case kx::TextWalk::kOctets:
+        return "Octets";
+    case kx::TextWalk::kNarrowBlocks:
+        return "NarrowBlocks";
+    case kx::TextWalk::kWideBlocks:
+        return "WideBlocks";
+    default:
+        return "Chosen";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryWalk, PaddedTextWalks,
+                         ::testing::Values(kx::TextWalk::kOctets, kx::TextWalk::kNarrowBlocks,
+                                           kx::TextWalk::kWideBlocks, kx::TextWalk::kChosen),
+                         walk_name);
 
 }  // namespace
