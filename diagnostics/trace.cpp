@@ -765,46 +765,54 @@ bool make_log_current(const char *log_file)
     return open_log_is_current(log_file) || reopen_log(log_file);
 }
 
+/* Sets up a new inotify instance watching the profile's path and the
+   log's (when there is a setting). */
+bool set_up_watches(const char *profile_path, const char *log_file)
+{
+    watcher.fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    return watcher.fd >= 0 && watch_path(profile_path, kProfileEvents) &&
+           (log_file[0] == '\0' || watch_path(log_file, kLogEvents));
+}
+
 /* The full look-up: reads the setting into watcher.log_file and makes the
-   kept log current, setting the watches up anew. The watches are in place
-   before anything is read, so that a change made after shows as an event.
-   When the paths could not be watched, the same profile, directory and
-   setting next time go through the look-up without trying again. False
-   when the line goes to standard error. */
+   kept log current, then sets the watches up anew. The look-up comes first,
+   so that the line needs no more descriptors than without watches (with
+   one free descriptor, the profile and the log still open). Whatever
+   changed before the watches were in place is caught by looking up once
+   more after; whatever changes after shows as an event. When the paths
+   cannot be watched (or the log cannot be opened), the same profile,
+   directory and setting next time go through the look-up without trying
+   again. False when the line goes to standard error. */
 bool look_up_log(ProfileHandle *profile, const char *profile_path)
 {
     char cwd[PATH_MAX];
     if (getcwd(cwd, sizeof cwd) == nullptr)
         cwd[0] = '\0';
-    if (watcher.unwatchable && strcmp(profile_path, watcher.profile_path) == 0 &&
-        strcmp(cwd, watcher.cwd) == 0) {
-        char log_file[kLogFileSize];
-        if (read_log_setting(profile, log_file) && strcmp(log_file, watcher.log_file) == 0)
-            return make_log_current(log_file);
-    }
+    char log_file[kLogFileSize];
+    bool read = read_log_setting(profile, log_file);
+    bool to_log = make_log_current(log_file);
+    bool tried_before = watcher.unwatchable && strcmp(profile_path, watcher.profile_path) == 0 &&
+                        strcmp(cwd, watcher.cwd) == 0 && strcmp(log_file, watcher.log_file) == 0;
     forget_watches();
     snprintf(watcher.profile_path, sizeof watcher.profile_path, "%s", profile_path);
     memcpy(watcher.cwd, cwd, sizeof cwd);
+    memcpy(watcher.log_file, log_file, sizeof log_file);
     watcher.cwd_matters = false;
-    watcher.fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    bool watched = watcher.fd >= 0 && cwd[0] != '\0' &&
-                   strcmp(watcher.profile_path, profile_path) == 0 &&
-                   watch_path(profile_path, kProfileEvents);
-    bool read = read_log_setting(profile, watcher.log_file);
-    const char *log_file = watcher.log_file;
-    if (log_file[0] != '\0')
-        watched = watched && watch_path(log_file, kLogEvents);
-    bool to_log = make_log_current(log_file);
-    /* A log created just now gets its own watch (its creation also shows
-       as an event, so the next line looks up once more). */
-    if (watched && to_log && !watcher.watches[watcher.count - 1].whole_file)
-        watched = add_watch(log_file, kLogEvents, nullptr, 0);
-    if (watched && read && (to_log || log_file[0] == '\0')) {
+    if (!read || tried_before) {
+        watcher.unwatchable = read;
+        return to_log;
+    }
+    char again[kLogFileSize];
+    bool watched = cwd[0] != '\0' && (to_log || log_file[0] == '\0') &&
+                   set_up_watches(profile_path, log_file) && read_log_setting(profile, again) &&
+                   strcmp(again, log_file) == 0 && (!to_log || open_log_is_current(log_file));
+    if (watched) {
         watcher.valid = true;
     } else {
-        close(watcher.fd);
+        if (watcher.fd >= 0)
+            close(watcher.fd);
         watcher.fd = -1;
-        watcher.unwatchable = read;
+        watcher.unwatchable = true;
     }
     return to_log;
 }

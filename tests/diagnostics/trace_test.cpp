@@ -1022,4 +1022,55 @@ TEST_F(TraceTest, ForkedChildUsesItsOwnIdAndLeavesTheParentsNotices)
               child_header + ":child\n" + header("t", "0003") + "parent again\n");
 }
 
+// A log reached through a symbolic link to a directory: a new target takes
+// the next line.
+TEST_F(TraceTest, LogThroughALinkedDirectoryFollowsTheLink)
+{
+    ASSERT_EQ(mkdir("first", 0700), 0);
+    ASSERT_EQ(mkdir("second", 0700), 0);
+    ASSERT_EQ(symlink("first", "logs"), 0);
+    use_log_file("logs/trace.log");
+    log_message("t", 1, 1, "1");
+    log_message("t", 2, 1, "2");
+    ASSERT_EQ(symlink("second", "logs.new"), 0);
+    ASSERT_EQ(rename("logs.new", "logs"), 0);
+    log_message("t", 3, 1, "3");
+    log_message("t", 4, 1, "4");
+    EXPECT_EQ(read_file("first/trace.log"),
+              header("t", "0001") + "1\n" + header("t", "0002") + "2\n");
+    EXPECT_EQ(read_file("second/trace.log"),
+              header("t", "0003") + "3\n" + header("t", "0004") + "4\n");
+}
+
+// With a single descriptor left, the profile is read and the log opened
+// as they would be without the kept state: the line reaches the log.
+TEST_F(TraceTest, OneFreeDescriptorIsEnoughForALine)
+{
+    std::string fresh = dir_ + "/fresh.log";
+    use_log_file(fresh);
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        std::vector<int> taken;
+        for (;;) {
+            int fd = open("/dev/null", O_RDONLY);
+            if (fd < 0)
+                break;
+            taken.push_back(fd);
+        }
+        if (errno != EMFILE || taken.empty())
+            _exit(3);
+        close(taken.back());
+        log_message("t", 1, 1, "last descriptor");
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    ASSERT_EQ(WEXITSTATUS(status), 0);
+    std::string child_header = "[" + std::to_string(static_cast<int>(child)) + "]t@0001";
+    child_header.resize(30, ' ');
+    EXPECT_EQ(read_file(fresh), child_header + ":last descriptor\n");
+}
+
 }  // namespace
