@@ -1073,4 +1073,105 @@ TEST_F(TraceTest, OneFreeDescriptorIsEnoughForALine)
     EXPECT_EQ(read_file(fresh), child_header + ":last descriptor\n");
 }
 
+// A burst of entries made and removed beside the profile, long enough to
+// overflow the kernel's queue of change notices, and the profile replaced
+// after it (so that the only notice left of the change is the overflow):
+// the next line still reads the new setting.
+TEST_F(TraceTest, ChangeAfterAFloodOfOtherChangesIsSeen)
+{
+    long limit = 16384;
+    if (FILE *f = fopen("/proc/sys/fs/inotify/max_queued_events", "r")) {
+        if (fscanf(f, "%ld", &limit) != 1)
+            limit = 16384;
+        fclose(f);
+    }
+    if (limit > 200000)
+        GTEST_SKIP() << "the notice queue is too long to flood here";
+    std::string second = dir_ + "/second.log";
+    use_log_file(log_);
+    log_message("t", 1, 1, "1");
+    log_message("t", 2, 1, "2");
+    for (long n = 0; n <= limit / 2 + 16; ++n) {
+        int fd = open("other", O_WRONLY | O_CREAT, 0600);
+        ASSERT_GE(fd, 0);
+        close(fd);
+        ASSERT_EQ(unlink("other"), 0);
+    }
+    write_file("odbc.ini.new", "{settings}\nlog_file = " + second + "\n");
+    ASSERT_EQ(rename("odbc.ini.new", "odbc.ini"), 0);
+    log_message("t", 3, 1, "3");
+    EXPECT_EQ(read_file(log_), header("t", "0001") + "1\n" + header("t", "0002") + "2\n");
+    EXPECT_EQ(read_file(second), header("t", "0003") + "3\n");
+}
+
+// Entries of other names made, renamed and removed beside the profile and
+// the log between lines change nothing; the profile's own change among
+// them takes effect.
+TEST_F(TraceTest, OtherEntriesBesideTheProfileChangeNothing)
+{
+    std::string second = dir_ + "/second.log";
+    use_log_file(log_);
+    std::string expected_first;
+    for (int32_t n = 1; n <= 20; ++n) {
+        write_file("scratch.tmp", "x");
+        ASSERT_EQ(rename("scratch.tmp", "scratch.ini"), 0);
+        ASSERT_EQ(unlink("scratch.ini"), 0);
+        log_message("t", n, 1, "%I", n);
+        char digits[8];
+        snprintf(digits, sizeof digits, "%04d", n);
+        expected_first += header("t", digits) + std::to_string(n) + "\n";
+    }
+    write_file("odbc.ini.new", "{settings}\nlog_file = " + second + "\n");
+    write_file("unrelated.ini", "{settings}\nlog_file = " + log_ + "\n");
+    ASSERT_EQ(rename("odbc.ini.new", "odbc.ini"), 0);
+    log_message("t", 21, 1, "21");
+    EXPECT_EQ(read_file(log_), expected_first);
+    EXPECT_EQ(read_file(second), header("t", "0021") + "21\n");
+}
+
+// A log path through a file, or ending in "/", cannot be opened: its lines
+// go to standard error, and a log put in place later takes the next line.
+TEST_F(TraceTest, LogPathThroughAFileGoesToStandardErrorUntilItCanBeOpened)
+{
+    write_file("blocker", "not a directory\n");
+    use_log_file("blocker/trace.log");
+    {
+        StderrCapture capture;
+        log_message("t", 1, 1, "1");
+        log_message("t", 2, 1, "2");
+        EXPECT_EQ(capture.text(), header("t", "0001") + "1\n" + header("t", "0002") + "2\n");
+    }
+    use_log_file("logs/");
+    {
+        StderrCapture capture;
+        log_message("t", 3, 1, "3");
+        EXPECT_EQ(capture.text(), header("t", "0003") + "3\n");
+    }
+    ASSERT_EQ(unlink("blocker"), 0);
+    ASSERT_EQ(mkdir("blocker", 0700), 0);
+    use_log_file("blocker/trace.log");
+    log_message("t", 4, 1, "4");
+    EXPECT_EQ(read_file("blocker/trace.log"), header("t", "0004") + "4\n");
+}
+
+// A log deeper than the watches reach is still followed: a new file put at
+// its path takes the next line.
+TEST_F(TraceTest, DeepLogPathIsFollowed)
+{
+    std::string path = "d";
+    for (int n = 0; n < 70; ++n) {
+        ASSERT_EQ(mkdir(path.c_str(), 0700), 0) << path;
+        path += "/d";
+    }
+    // Relative, 62 components, within the 127 octets the setting keeps.
+    std::string log = path.substr(0, 122) + ".log";
+    ASSERT_EQ(log.back(), 'g');
+    use_log_file(log);
+    log_message("t", 1, 1, "1");
+    ASSERT_EQ(rename(log.c_str(), (log + ".old").c_str()), 0);
+    log_message("t", 2, 1, "2");
+    EXPECT_EQ(read_file(log + ".old"), header("t", "0001") + "1\n");
+    EXPECT_EQ(read_file(log), header("t", "0002") + "2\n");
+}
+
 }  // namespace
