@@ -10,6 +10,11 @@ namespace kxbench {
 int register_ratio(const char *label, const char *numerator,
                    const char *denominator);
 
+// The same, for a comparison with a goal: the ratio must stay at or below
+// `goal`, and the printout says whether this run met it.
+int register_ratio_goal(const char *label, const char *numerator,
+                        const char *denominator, double goal);
+
 }  // namespace kxbench
 
 #define KX_BENCH_CONCAT2(a, b) a##b
@@ -17,5 +22,9 @@ int register_ratio(const char *label, const char *numerator,
 #define KX_RATIO(label, numerator, denominator)                              \
     static const int KX_BENCH_CONCAT(kx_ratio_, __LINE__) =                  \
         kxbench::register_ratio(label, numerator, denominator)
+
+#define KX_RATIO_GOAL(label, numerator, denominator, goal)                   \
+    static const int KX_BENCH_CONCAT(kx_ratio_, __LINE__) =                  \
+        kxbench::register_ratio_goal(label, numerator, denominator, goal)
 
 #endif

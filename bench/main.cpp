@@ -15,6 +15,7 @@ namespace {
 
 struct Ratio {
     std::string label, numerator, denominator;
+    double goal;  // 0: none
 };
 
 std::vector<Ratio> &ratios()
@@ -63,7 +64,14 @@ public:
 int register_ratio(const char *label, const char *numerator,
                    const char *denominator)
 {
-    ratios().push_back({label, numerator, denominator});
+    ratios().push_back({label, numerator, denominator, 0.0});
+    return 0;
+}
+
+int register_ratio_goal(const char *label, const char *numerator,
+                        const char *denominator, double goal)
+{
+    ratios().push_back({label, numerator, denominator, goal});
     return 0;
 }
 
@@ -85,8 +93,13 @@ int main(int argc, char **argv)
         if (a == reporter.nanoseconds.end() || b == reporter.nanoseconds.end() ||
             b->second <= 0)
             continue;
-        std::printf("  %-58s %8.3f  (%.1f ns / %.1f ns)\n", ratio.label.c_str(),
-                    a->second / b->second, a->second, b->second);
+        double value = a->second / b->second;
+        std::printf("  %-58s %8.3f  (%.1f ns / %.1f ns)", ratio.label.c_str(), value,
+                    a->second, b->second);
+        if (ratio.goal > 0)
+            std::printf("  goal at most %.1f: %s", ratio.goal,
+                        value <= ratio.goal ? "met" : "MISSED");
+        std::printf("\n");
     }
     return 0;
 }

@@ -160,12 +160,12 @@ KX_RATIO("node alloc+free, steady (kx / malloc)", "BM_mem_node_steady",
          "BM_malloc_value_steady");
 KX_RATIO("node alloc+free, batches of 10 (kx / malloc)", "BM_mem_node_batch10",
          "BM_malloc_value_batch10");
-KX_RATIO("kx_mem_alloc+free 32 bytes (kx / malloc)", "BM_mem_alloc_free/32",
-         "BM_malloc_free/32");
-KX_RATIO("kx_mem_alloc+free 200 bytes (kx / malloc)", "BM_mem_alloc_free/200",
-         "BM_malloc_free/200");
-KX_RATIO("kx_mem_alloc+free 1000 bytes (kx / malloc)", "BM_mem_alloc_free/1000",
-         "BM_malloc_free/1000");
+KX_RATIO_GOAL("kx_mem_alloc+free 32 bytes (kx / malloc)", "BM_mem_alloc_free/32",
+              "BM_malloc_free/32", 1.1);
+KX_RATIO_GOAL("kx_mem_alloc+free 200 bytes (kx / malloc)", "BM_mem_alloc_free/200",
+              "BM_malloc_free/200", 1.1);
+KX_RATIO_GOAL("kx_mem_alloc+free 1000 bytes (kx / malloc)", "BM_mem_alloc_free/1000",
+              "BM_malloc_free/1000", 1.1);
 KX_RATIO("kx_mem_alloc+free, batches of 10 (kx / malloc)", "BM_mem_alloc_batch10",
          "BM_malloc_batch10");
 KX_RATIO("10,000 blocks: release handle / free one by one", "BM_mem_release_10000",

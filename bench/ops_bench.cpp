@@ -81,8 +81,8 @@ void BM_ops_strcmp40(benchmark::State &state)
 }
 BENCHMARK(BM_ops_strcmp40);
 
-KX_RATIO("compare_values, 40-char texts of different declared length / strcmp",
-         "BM_ops_compare_values_padded40", "BM_ops_strcmp40");
+KX_RATIO_GOAL("compare_values, 40-char texts of different declared length / strcmp",
+              "BM_ops_compare_values_padded40", "BM_ops_strcmp40", 2.0);
 
 // The padding decides: the right text carries 10 trailing blanks inside its
 // declared length of 50, the left is the bare 40 characters.
@@ -126,8 +126,8 @@ void BM_ops_strcmp_trailing_blanks(benchmark::State &state)
 }
 BENCHMARK(BM_ops_strcmp_trailing_blanks);
 
-KX_RATIO("compare_values, 40 chars against 40 chars + 10 blanks / strcmp",
-         "BM_ops_compare_values_trailing_blanks", "BM_ops_strcmp_trailing_blanks");
+KX_RATIO_GOAL("compare_values, 40 chars against 40 chars + 10 blanks / strcmp",
+              "BM_ops_compare_values_trailing_blanks", "BM_ops_strcmp_trailing_blanks", 2.0);
 
 void BM_ops_numeric_operation_add(benchmark::State &state)
 {
