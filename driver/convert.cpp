@@ -215,7 +215,7 @@ namespace {
 
 // A text parameter read as the parameter's SQL type.
 Value *text_as_sql_type(MemHandle *mem, ErrorHeader *errors, const std::string &text,
-                        SQLSMALLINT sql_type, SQLSMALLINT digits, bool *failed)
+                        SQLSMALLINT sql_type, bool *failed)
 {
     *failed = false;
     auto bad = [&](const char *state, const char *message) -> Value * {
@@ -281,7 +281,6 @@ Value *text_as_sql_type(MemHandle *mem, ErrorHeader *errors, const std::string &
             return bad("22003", "Numeric value out of range");
         out->attr[0] = 38;
         out->attr[1] = out->payload.numeric.scale;
-        (void)digits;
         return out;
     }
     case SQL_TYPE_DATE:
@@ -352,12 +351,12 @@ Value *bound_value(Statement *stmt, MemHandle *mem, const ParamBinding &b, bool 
     switch (c) {
     case SQL_C_CHAR: {
         std::string text(static_cast<const char *>(p), buffer_octets(b, 1));
-        return text_as_sql_type(mem, stmt->errors, text, b.sql_type, b.decimal_digits, failed);
+        return text_as_sql_type(mem, stmt->errors, text, b.sql_type, failed);
     }
     case SQL_C_WCHAR: {
         size_t octets = buffer_octets(b, 2);
         std::string text = utf16_to_utf8(static_cast<const uint16_t *>(p), octets / 2);
-        return text_as_sql_type(mem, stmt->errors, text, b.sql_type, b.decimal_digits, failed);
+        return text_as_sql_type(mem, stmt->errors, text, b.sql_type, failed);
     }
     case SQL_C_SLONG:
     case SQL_C_LONG:
