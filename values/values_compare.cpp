@@ -117,10 +117,9 @@ int32_t compare_blank_padded_octets(const unsigned char *a, const unsigned char 
 // The same comparison over blocks, written once for every block width. A
 // Blocks type gives kSize; stop(a, b), a mask with the flag of octet n set
 // when octet n of a differs from that of b or is a's terminator;
-// non_blank(p), flags of the octets that are not blanks; both_end(a, b),
-// flags of the octets where both texts hold their terminator; first(mask),
-// the octet index of a nonzero mask's lowest flag; from(mask, n), the mask
-// without the flags of octets below n; and has(mask, n), octet n's flag. Blocks are taken while both texts
+// non_blank(p), flags of the octets that are not blanks; first(mask), the
+// octet index of a nonzero mask's lowest flag; and from(mask, n), the mask
+// without the flags of octets below n. Blocks are taken while both texts
 // have a whole block left in their pages, octets near a page's end. Where
 // the texts part inside a block, the longer text's blanks are first looked
 // for in that same block. Each width's comparison is one function, so that
@@ -149,10 +148,6 @@ int32_t compare_blank_padded_octets(const unsigned char *a, const unsigned char 
         const unsigned char *a, const unsigned char *b, size_t i, size_t k,            \
         size_t padded)                                                                 \
     {                                                                                  \
-        /* Both ending there (equal texts) is told from the block itself,    \
-           without waiting for the octets at k. */                             \
-        if (Blocks::has(Blocks::both_end(a + i, b + i), k - i))                        \
-            return 0;                                                                  \
         if (a[k] == b[k] || (a[k] != 0 && b[k] != 0))                                  \
             return static_cast<int32_t>(a[k]) - static_cast<int32_t>(b[k]);            \
         const unsigned char *longer = a[k] != 0 ? a : b;                               \
@@ -227,15 +222,6 @@ struct Sse2 {
 
     static inline size_t first(uint32_t mask) { return static_cast<size_t>(__builtin_ctz(mask)); }
     static inline uint32_t from(uint32_t mask, size_t n) { return mask & (~0u << n); }
-    static inline bool has(uint32_t mask, size_t n) { return (mask >> n) & 1; }
-    KX_BLOCK_READS static inline uint32_t both_end(const unsigned char *a, const unsigned char *b)
-    {
-        __m128i za = _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a)),
-                                    _mm_setzero_si128());
-        __m128i zb = _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(b)),
-                                    _mm_setzero_si128());
-        return static_cast<uint32_t>(_mm_movemask_epi8(_mm_and_si128(za, zb)));
-    }
 };
 KX_BLANK_PADDED_COMPARE(Sse2, KX_BLOCK_READS)
 #define KX_NARROW_BLOCKS Sse2
@@ -277,11 +263,6 @@ struct Words {
         return static_cast<size_t>(__builtin_ctzll(mask)) / 8;
     }
     static inline uint64_t from(uint64_t mask, size_t n) { return mask & (~0ull << (8 * n)); }
-    static inline bool has(uint64_t mask, size_t n) { return (mask >> (8 * n + 7)) & 1; }
-    KX_BLOCK_READS static inline uint64_t both_end(const unsigned char *a, const unsigned char *b)
-    {
-        return ~(nonzero_octets(load(a)) | nonzero_octets(load(b))) & ~kLowSeven;
-    }
 };
 KX_BLANK_PADDED_COMPARE(Words, KX_BLOCK_READS)
 #define KX_NARROW_BLOCKS Words
@@ -315,16 +296,6 @@ struct Avx2 {
         return static_cast<size_t>(__builtin_ctz(mask));
     }
     KX_AVX2 static inline uint32_t from(uint32_t mask, size_t n) { return mask & (~0u << n); }
-    KX_AVX2 static inline bool has(uint32_t mask, size_t n) { return (mask >> n) & 1; }
-    KX_BLOCK_READS KX_AVX2 static inline uint32_t both_end(const unsigned char *a,
-                                                           const unsigned char *b)
-    {
-        __m256i za = _mm256_cmpeq_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(a)),
-                                       _mm256_setzero_si256());
-        __m256i zb = _mm256_cmpeq_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(b)),
-                                       _mm256_setzero_si256());
-        return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_and_si256(za, zb)));
-    }
 };
 KX_BLANK_PADDED_COMPARE(Avx2, KX_BLOCK_READS KX_AVX2)
 #endif
@@ -332,39 +303,56 @@ KX_BLANK_PADDED_COMPARE(Avx2, KX_BLOCK_READS KX_AVX2)
 // The comparison in use, chosen at the first call: under valgrind the
 // block loads past a terminator would be reported as reads outside the
 // texts' allocations, so there the walk goes octet by octet (same results);
-// elsewhere it takes the widest blocks the processor has.
-using PaddedCompare = int32_t (*)(const unsigned char *, const unsigned char *, size_t);
+// elsewhere it takes the widest blocks the processor has. The wide walk is
+// called directly on a branch that is always predicted (an indirect call
+// through a pointer cost a tenth of the comparison).
+enum TextWalk : int { kWalkUnknown = 0, kWalkOctets, kWalkNarrow, kWalkWide };
+int text_walk = kWalkUnknown;
 
-int32_t choose_and_compare(const unsigned char *a, const unsigned char *b, size_t padded);
-
-PaddedCompare padded_compare = choose_and_compare;
-
-[[gnu::noinline]] PaddedCompare choose_padded_compare()
+int choose_text_walk()
 {
 #if __has_include(<valgrind/valgrind.h>)
     if (RUNNING_ON_VALGRIND)
-        return compare_blank_padded_octets;
+        return kWalkOctets;
 #endif
 #if defined(KX_WIDE_BLOCKS)
     __builtin_cpu_init();
     if (__builtin_cpu_supports("avx2"))
-        return compare_blank_padded_Avx2;
+        return kWalkWide;
 #endif
-    return KX_CONCAT(compare_blank_padded_, KX_NARROW_BLOCKS);
+    return kWalkNarrow;
 }
 
-int32_t choose_and_compare(const unsigned char *a, const unsigned char *b, size_t padded)
+// Every walk but the wide one, and the choice at the first call.
+[[gnu::noinline]] int32_t compare_blank_padded_otherwise(const unsigned char *a,
+                                                        const unsigned char *b, size_t padded)
 {
-    PaddedCompare chosen = choose_padded_compare();
-    __atomic_store_n(&padded_compare, chosen, __ATOMIC_RELAXED);
-    return chosen(a, b, padded);
+    int walk = __atomic_load_n(&text_walk, __ATOMIC_RELAXED);
+    if (walk == kWalkUnknown) {
+        walk = choose_text_walk();
+        __atomic_store_n(&text_walk, walk, __ATOMIC_RELAXED);
+    }
+    switch (walk) {
+#if defined(KX_WIDE_BLOCKS)
+    case kWalkWide:
+        return compare_blank_padded_Avx2(a, b, padded);
+#endif
+    case kWalkNarrow:
+        return KX_CONCAT(compare_blank_padded_, KX_NARROW_BLOCKS)(a, b, padded);
+    default:
+        return compare_blank_padded_octets(a, b, padded);
+    }
 }
 
 inline int32_t compare_blank_padded(const char *a, const char *b, size_t padded)
 {
-    PaddedCompare compare = __atomic_load_n(&padded_compare, __ATOMIC_RELAXED);
-    return compare(reinterpret_cast<const unsigned char *>(a),
-                   reinterpret_cast<const unsigned char *>(b), padded);
+    const auto *ua = reinterpret_cast<const unsigned char *>(a);
+    const auto *ub = reinterpret_cast<const unsigned char *>(b);
+#if defined(KX_WIDE_BLOCKS)
+    if (__builtin_expect(__atomic_load_n(&text_walk, __ATOMIC_RELAXED) == kWalkWide, 1))
+        return compare_blank_padded_Avx2(ua, ub, padded);
+#endif
+    return compare_blank_padded_otherwise(ua, ub, padded);
 }
 
 // Compares two binaries zero-padded to `padded` octets; each holds `la` or
@@ -518,30 +506,30 @@ int32_t compare_binary(const Value *left, const Value *right)
 
 bool kx::use_text_walk(TextWalk walk)
 {
-    PaddedCompare compare;
+    int chosen;
     switch (walk) {
     case TextWalk::kOctets:
-        compare = compare_blank_padded_octets;
+        chosen = kWalkOctets;
         break;
     case TextWalk::kNarrowBlocks:
-        compare = KX_CONCAT(compare_blank_padded_, KX_NARROW_BLOCKS);
+        chosen = kWalkNarrow;
         break;
     case TextWalk::kWideBlocks:
 #if defined(KX_WIDE_BLOCKS)
         __builtin_cpu_init();
         if (!__builtin_cpu_supports("avx2"))
             return false;
-        compare = compare_blank_padded_Avx2;
+        chosen = kWalkWide;
         break;
 #else
         return false;
 #endif
     case TextWalk::kChosen:
     default:
-        compare = choose_and_compare;
+        chosen = kWalkUnknown;
         break;
     }
-    __atomic_store_n(&padded_compare, compare, __ATOMIC_RELAXED);
+    __atomic_store_n(&text_walk, chosen, __ATOMIC_RELAXED);
     return true;
 }
 
