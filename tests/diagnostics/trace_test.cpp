@@ -46,12 +46,23 @@ std::string pid_text()
 
 // The header as a trace reader sees it: "[pid]tag@nnnn", spaces up to 30
 // characters, then ":".
-std::string header(const std::string &tag, const char *number)
+std::string header_of(const std::string &pid, const std::string &tag, const char *number)
 {
-    std::string h = "[" + pid_text() + "]" + tag + "@" + number;
+    std::string h = "[" + pid + "]" + tag + "@" + number;
     while (h.size() < 30)
         h += ' ';
     return h + ":";
+}
+
+std::string header(const std::string &tag, const char *number)
+{
+    return header_of(pid_text(), tag, number);
+}
+
+// The header of a line written by another process.
+std::string child_header(pid_t child, const std::string &tag, const char *number)
+{
+    return header_of(std::to_string(static_cast<int>(child)), tag, number);
 }
 
 // Each test runs in its own temporary directory, which holds the profile
@@ -1015,11 +1026,10 @@ TEST_F(TraceTest, ForkedChildUsesItsOwnIdAndLeavesTheParentsNotices)
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     log_message("t", 3, 1, "parent again");
-    std::string child_header = "[" + std::to_string(static_cast<int>(child)) + "]t@0002";
-    child_header.resize(30, ' ');
     EXPECT_EQ(read_file(log_), header("t", "0001") + "parent\n");
     EXPECT_EQ(read_file(child_log),
-              child_header + ":child\n" + header("t", "0003") + "parent again\n");
+              child_header(child, "t", "0002") + "child\n" + header("t", "0003") +
+                  "parent again\n");
 }
 
 // A log reached through a symbolic link to a directory: a new target takes
@@ -1068,9 +1078,7 @@ TEST_F(TraceTest, OneFreeDescriptorIsEnoughForALine)
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFEXITED(status));
     ASSERT_EQ(WEXITSTATUS(status), 0);
-    std::string child_header = "[" + std::to_string(static_cast<int>(child)) + "]t@0001";
-    child_header.resize(30, ' ');
-    EXPECT_EQ(read_file(fresh), child_header + ":last descriptor\n");
+    EXPECT_EQ(read_file(fresh), child_header(child, "t", "0001") + "last descriptor\n");
 }
 
 // A burst of entries made and removed beside the profile, long enough to
