@@ -24,7 +24,7 @@
 #include <valgrind/valgrind.h>
 #endif
 
-#define KX_UNLIKELY(x) __builtin_expect(!!(x), 0)
+#define KX_LIKELY(x) __builtin_expect(!!(x), 1)
 #define KX_CONCAT_(a, b) a##b
 #define KX_CONCAT(a, b) KX_CONCAT_(a, b)
 
@@ -349,7 +349,7 @@ inline int32_t compare_blank_padded(const char *a, const char *b, size_t padded)
     const auto *ua = reinterpret_cast<const unsigned char *>(a);
     const auto *ub = reinterpret_cast<const unsigned char *>(b);
 #if defined(KX_WIDE_BLOCKS)
-    if (__builtin_expect(__atomic_load_n(&text_walk, __ATOMIC_RELAXED) == kWalkWide, 1))
+    if (KX_LIKELY(__atomic_load_n(&text_walk, __ATOMIC_RELAXED) == kWalkWide))
         return compare_blank_padded_Avx2(ua, ub, padded);
 #endif
     return compare_blank_padded_otherwise(ua, ub, padded);
