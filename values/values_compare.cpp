@@ -42,11 +42,11 @@ int32_t sign_of(double d)
 // The padded text comparison is on the evaluator's hottest path (sorting,
 // grouping, every predicate on a CHAR column), so it walks both texts once,
 // a block of octets at a time, instead of strcmp followed by strlen and
-// memcmp: 32 octets with AVX2 where the processor has it, else 16 (SSE2,
-// which every x86-64 has), else 8 in a 64-bit word. A block load may read
-// past a text's terminator, but never into another page: near a page's end
-// the walk goes octet by octet. The sanitizers are told not to look at
-// these loads, which cover octets the result never depends on.
+// memcmp: 64 octets with AVX-512 where the processor has it, 32 with AVX2,
+// else 16 (SSE2, which every x86-64 has), else 8 in a 64-bit word. A block
+// load may read past a text's terminator, but never into another page: near
+// a page's end the walk goes octet by octet. The sanitizers are told not to
+// look at these loads, which cover octets the result never depends on.
 #if defined(__clang__)
 #define KX_BLOCK_READS __attribute__((no_sanitize("address", "thread")))
 #else
@@ -78,13 +78,13 @@ inline bool both_have_room(const unsigned char *a, const unsigned char *b, size_
 inline int32_t compare_padding(const unsigned char *longer, size_t j, size_t padded,
                                bool a_longer)
 {
+    if (KX_LIKELY(j <= padded && longer[j] == 0))
+        return 0;  // only blanks after the shorter text's end
     int pad;
     int c;
     if (j > padded) {
         pad = 0;  // blanks go on past the padding
         c = longer[padded];
-    } else if (longer[j] == 0) {
-        return 0;  // only blanks after the shorter text's end
     } else {
         pad = j < padded ? ' ' : 0;
         c = longer[j];
@@ -148,12 +148,15 @@ int32_t compare_blank_padded_octets(const unsigned char *a, const unsigned char 
         const unsigned char *a, const unsigned char *b, size_t i, size_t k,            \
         size_t padded)                                                                 \
     {                                                                                  \
-        if (a[k] == b[k] || (a[k] != 0 && b[k] != 0))                                  \
-            return static_cast<int32_t>(a[k]) - static_cast<int32_t>(b[k]);            \
-        const unsigned char *longer = a[k] != 0 ? a : b;                               \
+        int32_t ca = a[k];                                                             \
+        int32_t cb = b[k];                                                             \
+        if (ca == cb || (ca != 0 && cb != 0))                                          \
+            return ca - cb;                                                            \
+        const unsigned char *longer = ca != 0 ? a : b;                                 \
         auto flags = Blocks::from(Blocks::non_blank(longer + i), k - i);               \
-        size_t j = flags != 0 ? i + Blocks::first(flags)                               \
-                              : first_non_blank_##Blocks(longer, i + Blocks::kSize);   \
+        size_t j = KX_LIKELY(flags != 0)                                               \
+                       ? i + Blocks::first(flags)                                      \
+                       : first_non_blank_##Blocks(longer, i + Blocks::kSize);          \
         return compare_padding(longer, j, padded, longer == a);                        \
     }                                                                                  \
     /* The walk from index i, where the texts are still alike. */                      \
@@ -184,20 +187,24 @@ int32_t compare_blank_padded_octets(const unsigned char *a, const unsigned char 
         return compare_padding(longer, first_non_blank_##Blocks(longer, i), padded,    \
                                longer == a);                                           \
     }                                                                                  \
-    /* Most texts part within two blocks: those first, unrolled, with the rest         \
-       out of line so that this path needs few registers. */                           \
+    /* Most texts part within 64 octets: those blocks first, unrolled, with the        \
+       rest out of line so that this path needs few registers. */                      \
     ATTRIBUTES int32_t compare_blank_padded_##Blocks(const unsigned char *a,           \
                                                      const unsigned char *b,           \
                                                      size_t padded)                    \
     {                                                                                  \
-        if (!both_have_room(a, b, 2 * Blocks::kSize))                                  \
+        constexpr size_t first_blocks = Blocks::kSize >= 64 ? 1 : 2;                   \
+        if (!KX_LIKELY(both_have_room(a, b, first_blocks * Blocks::kSize)))            \
             return compare_blank_padded_from_##Blocks(a, b, 0, padded);                \
         if (auto stop = Blocks::stop(a, b))                                            \
             return parted_in_block_##Blocks(a, b, 0, Blocks::first(stop), padded);     \
         constexpr size_t i = Blocks::kSize;                                            \
-        if (auto stop = Blocks::stop(a + i, b + i))                                    \
-            return parted_in_block_##Blocks(a, b, i, i + Blocks::first(stop), padded); \
-        return compare_blank_padded_from_##Blocks(a, b, 2 * i, padded);                \
+        if constexpr (first_blocks == 2) {                                             \
+            if (auto stop = Blocks::stop(a + i, b + i))                                \
+                return parted_in_block_##Blocks(a, b, i, i + Blocks::first(stop),      \
+                                                padded);                               \
+        }                                                                              \
+        return compare_blank_padded_from_##Blocks(a, b, first_blocks * i, padded);     \
     }
 
 #if defined(__SSE2__)
@@ -298,15 +305,43 @@ struct Avx2 {
     KX_AVX2 static inline uint32_t from(uint32_t mask, size_t n) { return mask & (~0u << n); }
 };
 KX_BLANK_PADDED_COMPARE(Avx2, KX_BLOCK_READS KX_AVX2)
+
+// With AVX-512 a whole block compares into a mask register in one
+// instruction; most texts fit in one block of 64.
+#define KX_AVX512 __attribute__((target("avx512f,avx512bw")))
+struct Avx512 {
+    static constexpr size_t kSize = 64;
+
+    KX_BLOCK_READS KX_AVX512 static inline uint64_t stop(const unsigned char *a,
+                                                         const unsigned char *b)
+    {
+        __m512i va = _mm512_loadu_si512(a);
+        __m512i vb = _mm512_loadu_si512(b);
+        return _mm512_cmpneq_epi8_mask(va, vb) | _mm512_testn_epi8_mask(va, va);
+    }
+
+    KX_BLOCK_READS KX_AVX512 static inline uint64_t non_blank(const unsigned char *p)
+    {
+        __m512i v = _mm512_loadu_si512(p);
+        return _mm512_cmpneq_epi8_mask(v, _mm512_set1_epi8(' '));
+    }
+
+    KX_AVX512 static inline size_t first(uint64_t mask)
+    {
+        return static_cast<size_t>(__builtin_ctzll(mask));
+    }
+    KX_AVX512 static inline uint64_t from(uint64_t mask, size_t n) { return mask & (~0ull << n); }
+};
+KX_BLANK_PADDED_COMPARE(Avx512, KX_BLOCK_READS KX_AVX512)
 #endif
 
 // The comparison in use, chosen at the first call: under valgrind the
 // block loads past a terminator would be reported as reads outside the
 // texts' allocations, so there the walk goes octet by octet (same results);
-// elsewhere it takes the widest blocks the processor has. The wide walk is
-// called directly on a branch that is always predicted (an indirect call
-// through a pointer cost a tenth of the comparison).
-enum TextWalk : int { kWalkUnknown = 0, kWalkOctets, kWalkNarrow, kWalkWide };
+// elsewhere it takes the widest blocks the processor has. The two wide
+// walks are called directly on branches that are always predicted (an
+// indirect call through a pointer cost a tenth of the comparison).
+enum TextWalk : int { kWalkUnknown = 0, kWalkOctets, kWalkNarrow, kWalkWide, kWalkWidest };
 int text_walk = kWalkUnknown;
 
 int choose_text_walk()
@@ -317,6 +352,8 @@ int choose_text_walk()
 #endif
 #if defined(KX_WIDE_BLOCKS)
     __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw"))
+        return kWalkWidest;
     if (__builtin_cpu_supports("avx2"))
         return kWalkWide;
 #endif
@@ -334,6 +371,8 @@ int choose_text_walk()
     }
     switch (walk) {
 #if defined(KX_WIDE_BLOCKS)
+    case kWalkWidest:
+        return compare_blank_padded_Avx512(a, b, padded);
     case kWalkWide:
         return compare_blank_padded_Avx2(a, b, padded);
 #endif
@@ -349,7 +388,10 @@ inline int32_t compare_blank_padded(const char *a, const char *b, size_t padded)
     const auto *ua = reinterpret_cast<const unsigned char *>(a);
     const auto *ub = reinterpret_cast<const unsigned char *>(b);
 #if defined(KX_WIDE_BLOCKS)
-    if (KX_LIKELY(__atomic_load_n(&text_walk, __ATOMIC_RELAXED) == kWalkWide))
+    int walk = __atomic_load_n(&text_walk, __ATOMIC_RELAXED);
+    if (KX_LIKELY(walk == kWalkWidest))
+        return compare_blank_padded_Avx512(ua, ub, padded);
+    if (KX_LIKELY(walk == kWalkWide))
         return compare_blank_padded_Avx2(ua, ub, padded);
 #endif
     return compare_blank_padded_otherwise(ua, ub, padded);
@@ -428,12 +470,18 @@ const char *text_of(const Value *v)
     return std::strcmp(a, b);
 }
 
+int32_t compare_by_left_type(const Value *left, const Value *right);
+
 // Two string values: as they are when their declared lengths agree, else
-// blank-padded to the longer.
+// blank-padded to the longer. A missing text reads as empty; that case
+// goes the general way, so that here the pointers reach the walk without
+// a select in between (a tenth of the comparison's time).
 inline int32_t compare_two_texts(const Value *left, const Value *right)
 {
-    const char *a = text_of(left);
-    const char *b = text_of(right);
+    const char *a = left->payload.text;
+    const char *b = right->payload.text;
+    if (!KX_LIKELY(a != nullptr && b != nullptr))
+        return compare_by_left_type(left, right);
     if (left->length == right->length)
         return std::strcmp(a, b);
     int32_t n = left->length > right->length ? left->length : right->length;
@@ -520,6 +568,16 @@ bool kx::use_text_walk(TextWalk walk)
         if (!__builtin_cpu_supports("avx2"))
             return false;
         chosen = kWalkWide;
+        break;
+#else
+        return false;
+#endif
+    case TextWalk::kWidestBlocks:
+#if defined(KX_WIDE_BLOCKS)
+        __builtin_cpu_init();
+        if (!__builtin_cpu_supports("avx512f") || !__builtin_cpu_supports("avx512bw"))
+            return false;
+        chosen = kWalkWidest;
         break;
 #else
         return false;

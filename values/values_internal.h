@@ -36,11 +36,11 @@ void render_value(const Value *value, TextSink &sink);
 void render_interval(const Value *value, TextSink &sink, bool sql_form);
 
 // The walks of the blank-padded text comparison (values_compare.cpp):
-// octet by octet, in blocks of 8 or 16 octets, in blocks of 32 (AVX2), or
-// the one the first comparison chooses. All give the same results; the
-// tests run each. False, and nothing changed, when the processor or the
-// build lacks the walk asked for.
-enum class TextWalk { kOctets, kNarrowBlocks, kWideBlocks, kChosen };
+// octet by octet, in blocks of 8 or 16 octets, in blocks of 32 (AVX2), in
+// blocks of 64 (AVX-512), or the one the first comparison chooses. All give
+// the same results; the tests run each. False, and nothing changed, when
+// the processor or the build lacks the walk asked for.
+enum class TextWalk { kOctets, kNarrowBlocks, kWideBlocks, kWidestBlocks, kChosen };
 bool use_text_walk(TextWalk walk);
 
 }  // namespace kx

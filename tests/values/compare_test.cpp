@@ -161,6 +161,26 @@ TEST(CompareValues, TextAgainstText)
     });
 }
 
+// A string value without its text reads as the empty text, padded or not.
+TEST(CompareValues, MissingTextReadsAsEmpty)
+{
+    auto missing = [](int32_t length) {
+        Value v = text("", length);
+        v.payload.text = nullptr;
+        return v;
+    };
+    check({
+        {"missing(3) = blanks(5)", missing(3), text("     "), 0},
+        {"blanks(5) = missing(3)", text("     "), missing(3), 0},
+        {"missing(3) < 'a'(5)", missing(3), text("a", 5), -1},
+        {"'a'(5) > missing(3)", text("a", 5), missing(3), 1},
+        {"missing(3) > '\\x01'(5)", missing(3), text("\x01", 5), 1},
+        {"missing(2) = missing(4)", missing(2), missing(4), 0},
+        {"equal lengths: missing(3) < 'a'(3)", missing(3), text("a", 3), -1},
+        {"equal lengths: missing(3) = ''(3)", missing(3), text("", 3), 0},
+    });
+}
+
 // Texts in blocks of exactly their size, compared blank-padded to lengths
 // of 1024 and beyond: nothing is read past a terminator.
 TEST(CompareValues, PaddedTextsAroundTheOldBufferSize)
@@ -376,8 +396,9 @@ int padded_sign(const std::string &a, int32_t la, const std::string &b, int32_t 
     return sign(std::strcmp(pa.c_str(), pb.c_str()));
 }
 
-// Every walk of the comparison (octet by octet, narrow blocks, wide blocks
-// where the processor has them, and the one chosen by default) over texts
+// Every walk of the comparison (octet by octet, narrow blocks, wide and
+// widest blocks where the processor has them, and the one chosen by
+// default) over texts
 // at page edges: texts of every length up to 70 against the same with
 // blanks, a character below or above the blank, a high octet, one octet
 // changed or cut off, and blank runs that reach past a block or a page.
@@ -506,6 +527,8 @@ std::string walk_name(const ::testing::TestParamInfo<kx::TextWalk> &info)
         return "NarrowBlocks";
     case kx::TextWalk::kWideBlocks:
         return "WideBlocks";
+    case kx::TextWalk::kWidestBlocks:
+        return "WidestBlocks";
     default:
         return "Chosen";
     }
@@ -513,7 +536,8 @@ std::string walk_name(const ::testing::TestParamInfo<kx::TextWalk> &info)
 
 INSTANTIATE_TEST_SUITE_P(EveryWalk, PaddedTextWalks,
                          ::testing::Values(kx::TextWalk::kOctets, kx::TextWalk::kNarrowBlocks,
-                                           kx::TextWalk::kWideBlocks, kx::TextWalk::kChosen),
+                                           kx::TextWalk::kWideBlocks,
+                                           kx::TextWalk::kWidestBlocks, kx::TextWalk::kChosen),
                          walk_name);
 
 }  // namespace
