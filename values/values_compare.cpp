@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstring>
 #if defined(__x86_64__)
+#include <cpuid.h>
 #include <immintrin.h>
 #elif defined(__SSE2__)
 #include <emmintrin.h>
@@ -344,6 +345,25 @@ KX_BLANK_PADDED_COMPARE(Avx512, KX_BLOCK_READS KX_AVX512)
 enum TextWalk : int { kWalkUnknown = 0, kWalkOctets, kWalkNarrow, kWalkWide, kWalkWidest };
 int text_walk = kWalkUnknown;
 
+#if defined(KX_WIDE_BLOCKS)
+// The server cores of Intel's Skylake line (family 6, model 0x55: Skylake,
+// Cascade Lake and Cooper Lake) lower their clock for a while after any
+// 512-bit instruction, which would slow the rest of the application: there
+// the comparison keeps to 32-octet blocks.
+bool clock_drops_with_wide_registers()
+{
+    unsigned a, b, c, d;
+    if (__get_cpuid(0, &a, &b, &c, &d) == 0)
+        return false;
+    bool intel = b == 0x756e6547 && d == 0x49656e69 && c == 0x6c65746e;  // "GenuineIntel"
+    if (!intel || __get_cpuid(1, &a, &b, &c, &d) == 0)
+        return false;
+    unsigned family = (a >> 8) & 0xF;
+    unsigned model = ((a >> 4) & 0xF) | ((a >> 12) & 0xF0);
+    return family == 6 && model == 0x55;
+}
+#endif
+
 int choose_text_walk()
 {
 #if __has_include(<valgrind/valgrind.h>)
@@ -352,7 +372,8 @@ int choose_text_walk()
 #endif
 #if defined(KX_WIDE_BLOCKS)
     __builtin_cpu_init();
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw"))
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+        !clock_drops_with_wide_registers())
         return kWalkWidest;
     if (__builtin_cpu_supports("avx2"))
         return kWalkWide;
