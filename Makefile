@@ -14,7 +14,8 @@ PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
 
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_WERROR=ON
 
-.PHONY: all deps configure build demo abi-baseline coverage test test-normal test-asan test-tsan test-clang bench install clean \
+.PHONY: all deps configure build demo abi-baseline coverage test test-normal test-asan test-tsan test-clang \
+        test-release bench install clean \
         memcheck fuzz
 
 all: build
@@ -35,7 +36,7 @@ demo: configure
 	./$(BUILD)/examples/kxsupp_demo
 	sh driver/demo/run_demo.sh $(BUILD)
 
-test: test-normal test-asan test-tsan test-clang
+test: test-normal test-asan test-tsan test-clang test-release
 
 test-normal: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
@@ -59,6 +60,15 @@ test-clang: deps
 	      -DKX_WERROR=ON -DKX_BUILD_BENCH=OFF -DKX_BUILD_EXAMPLES=OFF -DKX_BUILD_DRIVER=OFF
 	cmake --build $(CLANG_BUILD) -j $(JOBS)
 	cd $(CLANG_BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# A Release build (-O3) warns where the others do not (GCC's object-size
+# and string-overflow checks look deeper at -O3): the library, the tests and
+# the driver build without a warning there too, and the tests pass.
+RELEASE_BUILD ?= build-release
+test-release: deps
+	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=Release -DKX_WERROR=ON -DKX_BUILD_BENCH=OFF
+	cmake --build $(RELEASE_BUILD) -j $(JOBS)
+	cd $(RELEASE_BUILD) && ctest --output-on-failure -j $(JOBS)
 
 test-tsan: deps
 	cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_TSAN=ON -DKX_WERROR=ON \

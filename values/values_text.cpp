@@ -253,10 +253,12 @@ void render_interval(const Value *value, TextSink &sink, bool sql_form)
                            kind == KX_IS_MINUTE_TO_SECOND;
     char fraction[16] = "";
     if (ends_in_seconds && f.fraction != 0) {
-        int n = std::snprintf(fraction, sizeof fraction, "%09ld",
-                              static_cast<long>(f.fraction));
-        // The fraction is not zero: a digit other than "0" ends the loop.
-        while (fraction[n - 1] == '0')
+        std::snprintf(fraction, sizeof fraction, "%09ld", static_cast<long>(f.fraction));
+        // The fraction is not zero, so a digit other than "0" ends the loop
+        // (the length test keeps the compiler from seeing a write before
+        // the buffer).
+        size_t n = std::strlen(fraction);
+        while (n > 1 && fraction[n - 1] == '0')
             fraction[--n] = '\0';
     }
     bool has_fraction = fraction[0] != '\0';
