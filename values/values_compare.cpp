@@ -362,6 +362,13 @@ bool clock_drops_with_wide_registers()
     unsigned model = ((a >> 4) & 0xF) | ((a >> 12) & 0xF0);
     return family == 6 && model == 0x55;
 }
+
+// The 64-octet walk needs AVX-512 with its byte instructions.
+bool has_avx512_bytes()
+{
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw");
+}
 #endif
 
 int choose_text_walk()
@@ -372,8 +379,7 @@ int choose_text_walk()
 #endif
 #if defined(KX_WIDE_BLOCKS)
     __builtin_cpu_init();
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        !clock_drops_with_wide_registers())
+    if (has_avx512_bytes() && !clock_drops_with_wide_registers())
         return kWalkWidest;
     if (__builtin_cpu_supports("avx2"))
         return kWalkWide;
@@ -595,8 +601,7 @@ bool kx::use_text_walk(TextWalk walk)
 #endif
     case TextWalk::kWidestBlocks:
 #if defined(KX_WIDE_BLOCKS)
-        __builtin_cpu_init();
-        if (!__builtin_cpu_supports("avx512f") || !__builtin_cpu_supports("avx512bw"))
+        if (!has_avx512_bytes())
             return false;
         chosen = kWalkWidest;
         break;
