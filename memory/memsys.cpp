@@ -124,6 +124,7 @@ void free_thread_cache(ThreadCache *cache)
     for (MemBlock *&head : cache->kind_head) {
         while (MemBlock *block = head) {
             head = block->next;
+            KX_UNPOISON(user_pointer(block), block->size);
             std::free(block);
         }
     }
@@ -246,6 +247,9 @@ inline void cache_or_free(MemBlock *block)
             block->next = cache->kind_head[kind];
             cache->kind_head[kind] = block;
             cache->kind_room[kind]--;
+            // under ASan a read or write through a stale pointer to the
+            // block is reported until the block is handed out again
+            KX_POISON(user_pointer(block), block->size);
             return;
         }
     } else if (block->kind == -1 && block->size <= kOrdinaryLimit) {
@@ -450,6 +454,7 @@ KX_API void *kx_mem_alloc_node(MemHandle *handle, size_t size, int32_t kind)
         if (KX_LIKELY(block != nullptr) && KX_LIKELY(block->size >= size)) {
             cache->kind_head[slot] = block->next;
             cache->kind_room[slot]++;
+            KX_UNPOISON(user_pointer(block), block->size);
             return link_block(handle, block, nullptr);
         }
     }
