@@ -13,6 +13,7 @@
 // folder of long-data files; /tmp when not set).
 #include <odbcinst.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -24,7 +25,8 @@ namespace kxdrv {
 namespace {
 
 // The settings a data source may give, as connection-string keywords.
-const char *const kSettingKeys[] = {"DATABASE", "UID", "TRACE", "DESCRIPTION"};
+const char *const kSettingKeys[] = {"DATABASE", "UID", "TRACE", "DESCRIPTION", "MAXVALUESIZE",
+                                    "MAXSORTMEMORY"};
 
 // Reads data-source settings through the installer; long-data files go to
 // /tmp unless the data source names a folder.
@@ -49,6 +51,24 @@ std::string profile_path()
     if (const char *dir = std::getenv("ODBCSYSINI"); dir != nullptr && dir[0] != '\0')
         return std::string(dir) + "/odbc.ini";
     return "/etc/odbc.ini";
+}
+
+// A memory limit setting: a whole number of octets from 1 to the largest
+// value; anything else leaves the default.
+size_t octets_setting(const char *text, size_t fallback)
+{
+    if (text == nullptr || *text == '\0')
+        return fallback;
+    uint64_t n = 0;
+    for (const char *p = text; *p; ++p) {
+        if (*p < '0' || *p > '9')
+            return fallback;
+        if (n <= kLargestValueSize)
+            n = n * 10 + static_cast<uint64_t>(*p - '0');
+    }
+    if (n == 0)
+        return fallback;
+    return static_cast<size_t>(std::min<uint64_t>(n, kLargestValueSize));
 }
 
 bool yes(const char *text)
@@ -92,6 +112,11 @@ SQLRETURN open_connection(Connection *conn, ConnectionString &app, std::string *
     conn->database_name = database != nullptr && database[0] != '\0' ? database : "kxeval";
     conn->database = conn->database_name.c_str();
     conn->trace = yes(get_attribute_value(&conn->attributes, "TRACE"));
+    conn->max_value_size =
+        octets_setting(get_attribute_value(&conn->attributes, "MAXVALUESIZE"), kDefaultMaxValueSize);
+    // a sort's memory may be larger than one value; it too is counted in octets
+    conn->max_sort_memory = octets_setting(get_attribute_value(&conn->attributes, "MAXSORTMEMORY"),
+                                           kDefaultMaxSortMemory);
     conn->connected = true;
     if (completed != nullptr) {
         std::vector<char> buffer(8192, '\0');

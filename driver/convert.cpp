@@ -18,6 +18,7 @@
 #include "driver/convert.h"
 #include "driver/evaluate.h"
 #include "driver/handles.h"
+#include "driver/unicode.h"
 
 namespace kxdrv {
 
@@ -31,77 +32,6 @@ bool is_long_sql_type(SQLSMALLINT t)
 bool is_binary_sql_type(SQLSMALLINT t)
 {
     return t == SQL_BINARY || t == SQL_VARBINARY || t == SQL_LONGVARBINARY;
-}
-
-std::string utf16_to_utf8(const uint16_t *units, size_t count)
-{
-    std::string out;
-    for (size_t i = 0; i < count; ++i) {
-        uint32_t c = units[i];
-        if (c >= 0xD800 && c < 0xDC00 && i + 1 < count && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000) {
-            c = 0x10000 + ((c - 0xD800) << 10) + (units[i + 1] - 0xDC00);
-            ++i;
-        }
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    return out;
-}
-
-// UTF-8 octets as UTF-16LE octets; an octet that is not UTF-8 stands for
-// itself.
-std::string utf8_to_utf16(const std::string &text)
-{
-    std::string out;
-    auto unit = [&](uint32_t u) {
-        out += static_cast<char>(u & 0xFF);
-        out += static_cast<char>((u >> 8) & 0xFF);
-    };
-    const unsigned char *s = reinterpret_cast<const unsigned char *>(text.data());
-    size_t n = text.size();
-    for (size_t i = 0; i < n;) {
-        uint32_t c = s[i];
-        size_t extra = c >= 0xF0 && c < 0xF8 ? 3 : c >= 0xE0 && c < 0xF0 ? 2 : c >= 0xC0 && c < 0xE0 ? 1 : 0;
-        uint32_t cp = c;
-        bool ok = extra > 0 && i + extra < n;
-        if (ok) {
-            cp = c & (0x3Fu >> extra);
-            for (size_t k = 1; k <= extra; ++k) {
-                if ((s[i + k] & 0xC0) != 0x80) {
-                    ok = false;
-                    break;
-                }
-                cp = (cp << 6) | (s[i + k] & 0x3F);
-            }
-        }
-        if (!ok) {
-            unit(c);
-            ++i;
-            continue;
-        }
-        if (cp >= 0x10000) {
-            cp -= 0x10000;
-            unit(0xD800 + (cp >> 10));
-            unit(0xDC00 + (cp & 0x3FF));
-        } else {
-            unit(cp);
-        }
-        i += extra + 1;
-    }
-    return out;
 }
 
 }  // namespace
@@ -354,8 +284,11 @@ Value *bound_value(Statement *stmt, MemHandle *mem, const ParamBinding &b, bool 
         return text_as_sql_type(mem, stmt->errors, text, b.sql_type, failed);
     }
     case SQL_C_WCHAR: {
-        size_t octets = buffer_octets(b, 2);
-        std::string text = utf16_to_utf8(static_cast<const uint16_t *>(p), octets / 2);
+        // half a code unit at the end becomes U+FFFD, as with SQLPutData
+        std::string text;
+        Utf16Decoder decoder;
+        decoder.feed_octets(p, buffer_octets(b, 2), text);
+        decoder.finish(text);
         return text_as_sql_type(mem, stmt->errors, text, b.sql_type, failed);
     }
     case SQL_C_SLONG:
@@ -553,8 +486,10 @@ std::string column_octets(const Value *v, SQLSMALLINT c_type)
         }
         break;
     }
-    if (c_type == SQL_C_WCHAR)
-        data = utf8_to_utf16(data);
+    if (c_type == SQL_C_WCHAR) {
+        std::u16string wide = utf8_to_utf16(data.data(), data.size());
+        data.assign(reinterpret_cast<const char *>(wide.data()), wide.size() * sizeof(char16_t));
+    }
     return data;
 }
 

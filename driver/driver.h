@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "driver/unicode.h"
 #include "kxsupp.h"
 
 namespace kxdrv {
@@ -30,6 +31,14 @@ struct ResultSet;
 
 // The name the driver gives itself in messages ("[kxevaldrv]...").
 inline constexpr const char *kComponent = "kxevaldrv";
+
+// The largest text or binary value a statement may make or send, and the
+// memory a sort may hold, unless the data source or the connection string
+// says otherwise (MaxValueSize, MaxSortMemory). A value's length is an
+// SQLINTEGER, so no setting goes past kLargestValueSize.
+inline constexpr size_t kDefaultMaxValueSize = 256u << 20;
+inline constexpr size_t kDefaultMaxSortMemory = 256u << 20;
+inline constexpr size_t kLargestValueSize = 0x7FFFFFFE;
 
 struct Environment : DriverEnvironment {
     MemHandle *mem = nullptr;
@@ -45,6 +54,10 @@ struct Connection : DriverConnection {
     bool trace = false;          // the data source turned tracing on
     SQLUINTEGER autocommit = SQL_AUTOCOMMIT_ON;
     SQLUINTEGER login_timeout = 0;
+    // Data-source settings that bound the memory a statement may take
+    // (MaxValueSize, MaxSortMemory), in octets.
+    size_t max_value_size = kDefaultMaxValueSize;
+    size_t max_sort_memory = kDefaultMaxSortMemory;
     std::vector<Statement *> statements;
 };
 
@@ -96,9 +109,11 @@ struct Statement : DriverStatement {
     std::mutex call_lock;             // held by the ODBC call running on it
     int32_t need_data_param = -1;     // the parameter SQLPutData fills
     bool put_data_started = false;
+    Utf16Decoder put_decoder;         // a wide character split between two pieces
     std::vector<Value *> long_params; // long values sent with SQLPutData
     MemHandle *long_mem = nullptr;    // where those values live
     bool prepared_with_sqlprepare = false;
+    bool keep_deadline = false;       // SQLExecDirect: the parse's deadline goes on
 };
 
 // ---- diagnostics.cpp ----

@@ -22,6 +22,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 #include "driver/convert.h"
 #include "driver/evaluate.h"
@@ -39,8 +40,14 @@ Value *make_value(MemHandle *mem, int32_t type)
     return v;
 }
 
-Value *make_text(MemHandle *mem, const char *text, size_t length)
+namespace {
+
+// A text value with room for length octets and the terminator, every field
+// set; the caller writes the octets. Null when memory runs out.
+Value *text_of_length(MemHandle *mem, size_t length)
 {
+    if (length >= INT32_MAX)
+        return nullptr;
     Value *v = NewValue(mem, static_cast<int32_t>(length) + 1);
     if (v == nullptr)
         return nullptr;
@@ -54,9 +61,17 @@ Value *make_text(MemHandle *mem, const char *text, size_t length)
     v->inline_buffer = inline_buffer;
     v->type = VALUE_STRING;
     v->length = static_cast<int32_t>(length);
-    if (length > 0)
-        std::memcpy(buffer, text, length);
     buffer[length] = '\0';
+    return v;
+}
+
+}  // namespace
+
+Value *make_text(MemHandle *mem, const char *text, size_t length)
+{
+    Value *v = text_of_length(mem, length);
+    if (v != nullptr && length > 0)
+        std::memcpy(v->payload.text, text, length);
     return v;
 }
 
@@ -276,6 +291,38 @@ Value *checked(Evaluation *e, Value *v)
 }
 
 Value *new_value(Evaluation *e, int32_t type) { return checked(e, make_value(e->context.mem, type)); }
+
+// Posts HY001 for a value larger than the data source lets a statement make.
+[[noreturn]] void value_too_large(Evaluation *e, uint64_t octets)
+{
+    char message[160];
+    std::snprintf(message, sizeof message,
+                  "Memory allocation error: a value of %llu octets is larger than MaxValueSize (%llu)",
+                  static_cast<unsigned long long>(octets),
+                  static_cast<unsigned long long>(e->max_value_size));
+    evaluation_error(e, "HY001", message);
+}
+
+void check_value_size(Evaluation *e, uint64_t octets)
+{
+    if (octets > e->max_value_size)
+        value_too_large(e, octets);
+}
+
+// Links of work between two time-out checks within one row.
+constexpr unsigned kStepsPerCheck = 4096;
+
+// One step of a long evaluation: every kStepsPerCheck steps the statement's
+// time-out and cancellation are checked (check_timeout posts them).
+void step(Evaluation *e)
+{
+    if (++e->steps % kStepsPerCheck != 0)
+        return;
+    if (check_timeout(e->stmt) != 0) {
+        e->context.result = -1;
+        longjmp(e->context.exit, -1);
+    }
+}
 
 Value *null_of(Evaluation *e, int32_t type)
 {
@@ -570,15 +617,36 @@ Value *concatenate(Evaluation *e, Value *a, Value *b)
         return null_of(e, VALUE_STRING);
     Value *x = as_text(e, a), *y = as_text(e, b);
     size_t n = static_cast<size_t>(x->length) + static_cast<size_t>(y->length);
-    if (n >= INT32_MAX)
-        evaluation_error(e, "HY001", "Memory allocation error");
-    char *buffer = static_cast<char *>(kx_mem_alloc(e->context.mem, n + 1));
-    if (buffer == nullptr)
-        evaluation_error(e, "HY001", "Memory allocation error");
-    std::memcpy(buffer, x->payload.text, static_cast<size_t>(x->length));
-    std::memcpy(buffer + x->length, y->payload.text, static_cast<size_t>(y->length));
-    Value *result = checked(e, make_text(e->context.mem, buffer, n));
-    kx_mem_free(e->context.mem, buffer);
+    check_value_size(e, n);
+    Value *result = checked(e, text_of_length(e->context.mem, n));
+    std::memcpy(result->payload.text, x->payload.text, static_cast<size_t>(x->length));
+    std::memcpy(result->payload.text + x->length, y->payload.text, static_cast<size_t>(y->length));
+    return result;
+}
+
+// a || b || c ...: the texts of count operands joined in one copy; NULL
+// when any of them is NULL.
+Value *concatenate_all(Evaluation *e, Value **operands, size_t count)
+{
+    bool null = false;
+    uint64_t total = 0;
+    for (size_t i = 0; i < count; ++i) {
+        if (is_null(operands[i])) {
+            null = true;
+            continue;
+        }
+        operands[i] = as_text(e, operands[i]);
+        total += static_cast<uint64_t>(operands[i]->length);
+    }
+    if (null)
+        return null_of(e, VALUE_STRING);
+    check_value_size(e, total);
+    Value *result = checked(e, text_of_length(e->context.mem, static_cast<size_t>(total)));
+    char *out = result->payload.text;
+    for (size_t i = 0; i < count; ++i) {
+        std::memcpy(out, operands[i]->payload.text, static_cast<size_t>(operands[i]->length));
+        out += operands[i]->length;
+    }
     return result;
 }
 
@@ -682,37 +750,9 @@ int truth_of(Evaluation *e, Value *v)
     return get_trivalue_from_value(v);
 }
 
-Value *expression_node(Evaluation *e, ParseNode *node)
+// The result of a binary operator on two evaluated operands.
+Value *binary(Evaluation *e, Value *a, Value *b, int32_t op)
 {
-    const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(node->field[0]);
-    ParseNode *left = field_node(node, 2), *right = field_node(node, 3);
-    switch (pair->op_class) {
-    case KX_OP_CLASS_NOT: {
-        int t = truth_of(e, evaluate_node(e, right));
-        return truth_value(e, t == 2 ? 2 : 1 - t);
-    }
-    case KX_OP_CLASS_AND: {
-        int a = truth_of(e, evaluate_node(e, left));
-        if (a == 0)
-            return truth_value(e, 0);
-        int b = truth_of(e, evaluate_node(e, right));
-        return truth_value(e, b == 0 ? 0 : (a == 2 || b == 2) ? 2 : 1);
-    }
-    case KX_OP_CLASS_OR: {
-        int a = truth_of(e, evaluate_node(e, left));
-        if (a == 1)
-            return truth_value(e, 1);
-        int b = truth_of(e, evaluate_node(e, right));
-        return truth_value(e, b == 1 ? 1 : (a == 2 || b == 2) ? 2 : 0);
-    }
-    default:
-        break;
-    }
-    int32_t op = pair->op_code;
-    if (op == KX_OP_NEGATE)
-        return negate(e, evaluate_node(e, right));
-    Value *a = evaluate_node(e, left);
-    Value *b = evaluate_node(e, right);
     switch (op) {
     case KX_OP_CONCAT:
         return concatenate(e, a, b);
@@ -728,6 +768,93 @@ Value *expression_node(Evaluation *e, ParseNode *node)
     default:
         return comparison(e, a, b, op);
     }
+}
+
+// One link of a chain applied to the value of its left operand. AND and OR
+// decide without their right operand when they can.
+Value *apply_link(Evaluation *e, ParseNode *link, Value *left)
+{
+    const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(link->field[0]);
+    ParseNode *right = field_node(link, 3);
+    if (pair->op_class == KX_OP_CLASS_AND) {
+        int a = truth_of(e, left);
+        if (a == 0)
+            return truth_value(e, 0);
+        int b = truth_of(e, evaluate_node(e, right));
+        return truth_value(e, b == 0 ? 0 : (a == 2 || b == 2) ? 2 : 1);
+    }
+    if (pair->op_class == KX_OP_CLASS_OR) {
+        int a = truth_of(e, left);
+        if (a == 1)
+            return truth_value(e, 1);
+        int b = truth_of(e, evaluate_node(e, right));
+        return truth_value(e, b == 1 ? 1 : (a == 2 || b == 2) ? 2 : 0);
+    }
+    return binary(e, left, evaluate_node(e, right), pair->op_code);
+}
+
+bool is_concat_link(const ParseNode *link)
+{
+    const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(link->field[0]);
+    return pair->op_class == KX_OP_CLASS_COMPARISON && pair->op_code == KX_OP_CONCAT;
+}
+
+// A chain of left-associative operators (chains_left), in a loop: down the
+// left operands to the innermost one, then up through the links, so that a
+// chain of any length takes one frame. A run of || links is joined in one
+// copy rather than one copy per link.
+Value *chain(Evaluation *e, ParseNode *top)
+{
+    ParseNode **base = e->chain_top;
+    ParseNode *n = top;
+    do {
+        *e->chain_top++ = n;
+        n = field_node(n, 2);
+    } while (chains_left(n));
+    Value *value = evaluate_node(e, n);
+    while (e->chain_top > base) {
+        step(e);
+        ParseNode *link = *--e->chain_top;
+        size_t run = 1;
+        if (is_concat_link(link))
+            while (e->chain_top - run >= base && is_concat_link(e->chain_top[-static_cast<ptrdiff_t>(run)]))
+                ++run;
+        if (run == 1) {
+            value = apply_link(e, link, value);
+            continue;
+        }
+        // the run's links are link, then the ones above it on the stack
+        Value **operands = static_cast<Value **>(
+            kx_mem_alloc(e->context.mem, (run + 1) * sizeof(Value *)));
+        if (operands == nullptr)
+            evaluation_error(e, "HY001", "Memory allocation error");
+        operands[0] = value;
+        for (size_t i = 0; i < run; ++i) {
+            ParseNode *l = i == 0 ? link : e->chain_top[-static_cast<ptrdiff_t>(i)];
+            operands[i + 1] = evaluate_node(e, field_node(l, 3));
+            step(e);
+        }
+        e->chain_top -= run - 1;
+        value = concatenate_all(e, operands, run + 1);
+        kx_mem_free(e->context.mem, operands);
+    }
+    return value;
+}
+
+Value *expression_node(Evaluation *e, ParseNode *node)
+{
+    const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(node->field[0]);
+    if (pair->op_class == KX_OP_CLASS_NOT) {
+        int t = truth_of(e, evaluate_node(e, field_node(node, 3)));
+        return truth_value(e, t == 2 ? 2 : 1 - t);
+    }
+    if (chains_left(node))
+        return chain(e, node);
+    if (pair->op_code == KX_OP_NEGATE)
+        return negate(e, evaluate_node(e, field_node(node, 3)));
+    Value *a = evaluate_node(e, field_node(node, 2));
+    Value *b = evaluate_node(e, field_node(node, 3));
+    return binary(e, a, b, pair->op_code);
 }
 
 // ---- casts ----
@@ -812,6 +939,48 @@ Value *cast_to_numeric(Evaluation *e, Value *v, int32_t precision, int32_t scale
     return r;
 }
 
+// The value of an interval's leading field.
+uint32_t leading_field(const IntervalStruct &interval)
+{
+    switch (interval.interval_type) {
+    case KX_IS_YEAR:
+    case KX_IS_YEAR_TO_MONTH:
+        return interval.intval.year_month.year;
+    case KX_IS_MONTH:
+        return interval.intval.year_month.month;
+    case KX_IS_DAY:
+    case KX_IS_DAY_TO_HOUR:
+    case KX_IS_DAY_TO_MINUTE:
+    case KX_IS_DAY_TO_SECOND:
+        return interval.intval.day_second.day;
+    case KX_IS_HOUR:
+    case KX_IS_HOUR_TO_MINUTE:
+    case KX_IS_HOUR_TO_SECOND:
+        return interval.intval.day_second.hour;
+    case KX_IS_MINUTE:
+    case KX_IS_MINUTE_TO_SECOND:
+        return interval.intval.day_second.minute;
+    default:
+        return interval.intval.day_second.second;
+    }
+}
+
+// The units of an interval kind's last field in the library's base value
+// (months for year-month kinds, seconds for day-time ones).
+int64_t base_units(int32_t kind)
+{
+    switch (kind) {
+    case KX_IS_YEAR: return 12;
+    case KX_IS_DAY: return 86400;
+    case KX_IS_HOUR:
+    case KX_IS_DAY_TO_HOUR: return 3600;
+    case KX_IS_MINUTE:
+    case KX_IS_DAY_TO_MINUTE:
+    case KX_IS_HOUR_TO_MINUTE: return 60;
+    default: return 1;
+    }
+}
+
 Value *cast_to_interval(Evaluation *e, Value *v, int32_t kind, int32_t leading, int32_t seconds)
 {
     bool year_month = kind == KX_IS_YEAR || kind == KX_IS_MONTH || kind == KX_IS_YEAR_TO_MONTH;
@@ -824,16 +993,24 @@ Value *cast_to_interval(Evaluation *e, Value *v, int32_t kind, int32_t leading, 
         int32_t fraction = 0;
         int32_t base = get_base_value(&v->payload.interval, &fraction);
         normalise_interval(base, fraction, r);
-        return r;
-    }
-    if (is_integral(v->type) || is_text(v->type)) {
+    } else if (is_integral(v->type) || v->type == VALUE_NUMERIC || is_text(v->type)) {
+        // a number counts units of the interval's last field; the library
+        // keeps the whole interval in a 32-bit count of months or seconds
         Value *n = as_integer(e, v);
-        // a number counts units of the interval's last field
-        int32_t base = n->payload.integer * (kind == KX_IS_YEAR ? 12 : kind == KX_IS_DAY ? 86400 : kind == KX_IS_HOUR ? 3600 : kind == KX_IS_MINUTE ? 60 : 1);
-        normalise_interval(base, 0, r);
-        return r;
+        int64_t base = static_cast<int64_t>(n->payload.integer) * base_units(kind);
+        if (base > INT32_MAX || base < -static_cast<int64_t>(INT32_MAX))
+            evaluation_error(e, "22015", "Interval field overflow");
+        normalise_interval(static_cast<int32_t>(base), 0, r);
+    } else {
+        evaluation_error(e, "22018", "Invalid character value for cast");
     }
-    evaluation_error(e, "22018", "Invalid character value for cast");
+    // the leading field within its precision (1 to 9 digits)
+    uint64_t limit = 1;
+    for (int32_t i = 0; i < leading && i < 9; ++i)
+        limit *= 10;
+    if (leading_field(r->payload.interval) >= limit)
+        evaluation_error(e, "22015", "Interval field overflow");
+    return r;
 }
 
 Value *cast_value(Evaluation *e, Value *v, ParseNode *type)
@@ -851,12 +1028,13 @@ Value *cast_value(Evaluation *e, Value *v, ParseNode *type)
         Value *t = as_text(e, v);
         if (sql_type == SQL_LONGVARCHAR || t->length <= length) {
             if (sql_type == SQL_CHAR && t->length < length) {
-                char *padded = static_cast<char *>(kx_mem_alloc(e->context.mem, static_cast<size_t>(length)));
-                if (padded == nullptr)
-                    evaluation_error(e, "HY001", "Memory allocation error");
-                std::memset(padded, ' ', static_cast<size_t>(length));
-                std::memcpy(padded, t->payload.text, static_cast<size_t>(t->length));
-                t = checked(e, make_text(e->context.mem, padded, static_cast<size_t>(length)));
+                // padded with blanks to its declared length
+                check_value_size(e, static_cast<uint64_t>(length));
+                Value *padded = checked(e, text_of_length(e->context.mem, static_cast<size_t>(length)));
+                std::memcpy(padded->payload.text, t->payload.text, static_cast<size_t>(t->length));
+                std::memset(padded->payload.text + t->length, ' ',
+                            static_cast<size_t>(length - t->length));
+                return padded;
             }
             return t == v ? private_copy(e, t) : t;
         }
@@ -956,10 +1134,90 @@ Value *ifnull_callback(void *expression, EvalContext *context, intptr_t, intptr_
     return evaluate_node(reinterpret_cast<Evaluation *>(context), static_cast<ParseNode *>(expression));
 }
 
+// The octets of a text argument (0 for NULL or a value that is no text).
+uint64_t text_octets(const Value *v)
+{
+    if (is_null(v))
+        return 0;
+    if (v->type == VALUE_STRING)
+        return static_cast<uint64_t>(v->length);
+    if (v->type == VALUE_LONG_STRING && v->long_buffer != nullptr)
+        return static_cast<uint64_t>(long_buffer_length(v->long_buffer));
+    return 0;
+}
+
+// An integer argument as the library's functions read it.
+int64_t integer_argument(const Value *v)
+{
+    return is_null(v) ? 0 : get_int_from_value(v);
+}
+
+// The times pattern occurs in text, counted as REPLACE does: from the left,
+// each match past the one before; trailing blanks of both are not looked at.
+uint64_t replacements(const Value *text, const Value *pattern)
+{
+    if (text->type != VALUE_STRING || pattern->type != VALUE_STRING)
+        return 0;
+    auto trimmed = [](const Value *v) {
+        size_t n = static_cast<size_t>(v->length);
+        while (n > 0 && v->payload.text[n - 1] == ' ')
+            --n;
+        return std::string_view(v->payload.text, n);
+    };
+    std::string_view haystack = trimmed(text), needle = trimmed(pattern);
+    if (needle.empty())
+        return 0;
+    uint64_t count = 0;
+    for (size_t at = haystack.find(needle); at != std::string_view::npos;
+         at = haystack.find(needle, at + needle.size()))
+        ++count;
+    return count;
+}
+
+// Refuses, before the library allocates it, a function result larger than
+// MaxValueSize: the functions whose result can outgrow their arguments.
+void check_function_result(Evaluation *e, const FunctionEntry *entry, int32_t argc, Value **argv)
+{
+    uint64_t octets = 0;
+    switch (entry->id) {
+    case 10:  // CONCAT
+        octets = text_octets(argv[0]) + text_octets(argv[1]);
+        break;
+    case 29:  // INSERT
+        octets = argc == 4 ? text_octets(argv[0]) + text_octets(argv[3]) : 0;
+        break;
+    case 49: {  // REPEAT: at least one copy
+        int64_t times = argc == 2 ? integer_argument(argv[1]) : 0;
+        octets = text_octets(argv[0]) * static_cast<uint64_t>(times < 1 ? 1 : times);
+        break;
+    }
+    case 50: {  // REPLACE: an upper bound first, the exact size when it is too large
+        if (argc != 3 || is_null(argv[0]) || is_null(argv[1]) || is_null(argv[2]))
+            return;
+        uint64_t text = text_octets(argv[0]), from = text_octets(argv[1]), to = text_octets(argv[2]);
+        if (to <= from)
+            return;
+        octets = text + (text / (from == 0 ? 1 : from)) * (to - from);
+        if (octets > e->max_value_size)
+            octets = text + replacements(argv[0], argv[1]) * (to - from);
+        break;
+    }
+    case 58: {  // SPACE
+        int64_t count = argc == 1 ? integer_argument(argv[0]) : 0;
+        octets = count < 0 ? 0 : static_cast<uint64_t>(count);
+        break;
+    }
+    default:
+        return;
+    }
+    check_value_size(e, octets);
+}
+
 Value *call_function(Evaluation *e, const FunctionEntry *entry, int32_t argc, Value **argv)
 {
     for (int32_t i = 0; i < argc && i < 11; ++i)
         argv[i] = fit_argument(e, argv[i], entry->arg_class[i]);
+    check_function_result(e, entry, argc, argv);
     e->context.result = 0;
     Value *result = execute_function(entry, &e->context, argc, argv, 0, 0);
     return checked(e, result);
@@ -1021,6 +1279,7 @@ Value *case_node(Evaluation *e, ParseNode *node)
     ParseNode *operand_node = field_node(node, 0);
     Value *operand = operand_node != nullptr ? evaluate_node(e, operand_node) : nullptr;
     for (ListElement *el = ListFirst(list_of(field_node(node, 1))); el != nullptr; el = ListNext(el)) {
+        step(e);
         ParseNode *when = static_cast<ParseNode *>(ListData(el));
         Value *test = evaluate_node(e, field_node(when, 0));
         bool hit = operand_node != nullptr
@@ -1042,6 +1301,7 @@ Value *in_predicate(Evaluation *e, ParseNode *node)
         return truth_value(e, 2);
     bool unknown = false;
     for (ListElement *el = ListFirst(list_of(field_node(node, 5))); el != nullptr; el = ListNext(el)) {
+        step(e);
         Value *candidate = evaluate_node(e, static_cast<ParseNode *>(ListData(el)));
         if (is_null(candidate)) {
             unknown = true;
@@ -1092,6 +1352,7 @@ Value *evaluate_node(Evaluation *e, ParseNode *node)
     case KX_NODE_COALESCE: {
         Value *last = nullptr;
         for (ListElement *el = ListFirst(list_of(field_node(node, 0))); el != nullptr; el = ListNext(el)) {
+            step(e);
             last = evaluate_node(e, static_cast<ParseNode *>(ListData(el)));
             if (!is_null(last))
                 return last;

@@ -124,6 +124,7 @@ void drop_query(Statement *stmt)
         stmt->query_mem = nullptr;
     }
     stmt->long_params.clear();
+    stmt->put_decoder = Utf16Decoder{};
     if (stmt->long_mem != nullptr) {
         kx_mem_release_handle(stmt->long_mem);
         stmt->long_mem = nullptr;

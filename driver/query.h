@@ -35,6 +35,36 @@ inline constexpr int kKeywordValue = kFieldDriver;
 // Driver words of a cast (kind 142): the target type's precision and scale
 // are in the data-type node; nothing extra.
 
+// How deep expressions may nest: parentheses, function calls, CASE, CAST,
+// NOT and signs each take a level. The parser refuses a deeper statement
+// with 54001, so that parsing and every walk over the tree stay within a
+// small stack (an ODBC driver runs on the application's thread). A chain of
+// left-associative operators (a + b + c ..., x OR y OR z ...) is walked in a
+// loop and takes one level however long it is.
+inline constexpr int kMaxNesting = 128;
+// ODBC counts columns and parameters in SQLSMALLINTs.
+inline constexpr size_t kMaxColumns = 32767;
+inline constexpr size_t kMaxParameters = 32767;
+// The longest name (column, alias, row source), as SQLGetInfo reports it
+// (SQL_MAX_COLUMN_NAME_LEN, SQL_MAX_IDENTIFIER_LEN).
+inline constexpr size_t kMaxNameLength = 128;
+
+// Whether node is a binary operation that chains to the left (OR, AND,
+// + - || * /): the walks take its left operand in the same frame, so that a
+// long chain needs no deep recursion.
+inline bool chains_left(const ParseNode *node)
+{
+    if (node == nullptr || node->kind != KX_NODE_EXPRESSION || node->field[2] == 0)
+        return false;
+    const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(node->field[0]);
+    if (pair->op_class == KX_OP_CLASS_OR || pair->op_class == KX_OP_CLASS_AND)
+        return true;
+    return pair->op_class == KX_OP_CLASS_COMPARISON &&
+           (pair->op_code == KX_OP_ADD || pair->op_code == KX_OP_SUBTRACT ||
+            pair->op_code == KX_OP_CONCAT || pair->op_code == KX_OP_MULTIPLY ||
+            pair->op_code == KX_OP_DIVIDE);
+}
+
 // The type the driver reports for an expression.
 struct TypeInfo {
     int32_t value_type = VALUE_STRING;  // VALUE_*
@@ -79,6 +109,7 @@ struct Query {
     std::vector<SortKey> order;
     int32_t parameter_count = 0;
     std::vector<ParseNode *> parameters;       // the markers, in ordinal order
+    size_t chain_nodes = 0;                    // nodes for which chains_left holds
     std::vector<ColumnDesc> described;         // the columns as prepared
 };
 
@@ -90,6 +121,13 @@ struct Evaluation {
     Statement *stmt;
     Value **source_row;           // the current row of the row source
     Value **parameters;           // parameter values by ordinal - 1
+    // The links of the operator chains being evaluated, innermost last: room
+    // for every chain node of the query (Query::chain_nodes), so it never
+    // overflows. Reset to the base wherever the exit point is armed.
+    ParseNode **chain_base;
+    ParseNode **chain_top;
+    size_t max_value_size;        // the largest text or binary value, in octets
+    unsigned steps;               // chain links since the last time-out check
 };
 
 // A result set: either rows held in full (catalogue results, sorted
@@ -113,6 +151,7 @@ struct ResultSet {
     std::vector<Value *> parameter_values;
     std::vector<Value *> source_row;
     std::vector<Value *> sort_keys;
+    std::vector<ParseNode *> chain_links;      // Evaluation::chain_base's room
     int64_t series_first = 0;
     Value *series_start = nullptr;             // the date of SERIES' first row
     int64_t source_size = 0;                   // rows of the row source
@@ -126,8 +165,10 @@ struct ResultSet {
 
 // Parses text into a new query whose nodes live in mem; on a syntax error
 // posts 42000 (with the position) or another state on errors and returns
-// null.
-Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors);
+// null. With a statement, a long parse honours its time-out and
+// cancellation (check_timeout, which posts on the statement itself).
+Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors,
+                   Statement *timed = nullptr);
 
 // Prints the statement back as SQL text through the library's printer.
 std::string print_query(const Query &query);
@@ -138,6 +179,10 @@ std::string print_query(const Query &query);
 // take the types of their bindings. Posts and returns false on a type
 // error.
 bool infer_types(Statement *stmt, Query &query, std::vector<ColumnDesc> &columns);
+
+// Sets the statement's time-out deadline (0 without a time-out) and its
+// start time from the clock.
+void start_deadline(Statement *stmt);
 
 // Starts a result set for the query: checks the parameters, and for a
 // sorted query evaluates and sorts every row. SQL_ERROR after posting.

@@ -10,7 +10,10 @@
 // the library's comparison. Long work calls check_timeout, which reports a
 // query time-out (HYT00) or a cancellation (HY008) from another thread.
 #include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <csetjmp>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -25,11 +28,13 @@ namespace {
 // Source rows between two time-out checks.
 constexpr int64_t kRowsPerCheck = 256;
 
-TypeInfo text_type(int32_t length)
+TypeInfo text_type(int64_t length)
 {
     TypeInfo t;
     t.value_type = VALUE_STRING;
-    t.precision = length;
+    // a text's size is an SQLINTEGER: longer ones are described as the
+    // longest (and so as a long type)
+    t.precision = static_cast<int32_t>(std::clamp<int64_t>(length, 0, INT32_MAX));
     return t;
 }
 
@@ -140,7 +145,7 @@ TypeInfo function_type(Inference &in, ParseNode *node)
         case 10: {
             List *args = list_of(field_node(node, 1));
             TypeInfo second = infer(in, static_cast<ParseNode *>(ListData(ListLast(args))));
-            return text_type(argument_length +
+            return text_type(static_cast<int64_t>(argument_length) +
                              (second.value_type == VALUE_STRING ? second.precision : 32));
         }
         case 8: return text_type(1);
@@ -249,8 +254,41 @@ TypeInfo leaf_type(const Value *v)
     }
 }
 
+// The type of a || b: as long as both texts (a non-text as 40 characters).
+TypeInfo concat_type(const TypeInfo &a, const TypeInfo &b)
+{
+    auto width = [](const TypeInfo &t) -> int64_t {
+        return t.value_type == VALUE_STRING ? t.precision : 40;
+    };
+    return text_type(std::max<int64_t>(width(a) + width(b), 1));
+}
+
+// The type of a chain of left-associative operators, link by link from the
+// innermost left operand upwards, in a loop (chains_left).
+TypeInfo chain_type(Inference &in, ParseNode *top)
+{
+    std::vector<ParseNode *> links;
+    ParseNode *n = top;
+    for (; chains_left(n); n = field_node(n, 2))
+        links.push_back(n);
+    TypeInfo type = infer(in, n);
+    for (size_t i = links.size(); i-- > 0;) {
+        const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(links[i]->field[0]);
+        TypeInfo right = infer(in, field_node(links[i], 3));
+        if (pair->op_class != KX_OP_CLASS_COMPARISON)
+            type = of_type(VALUE_INTEGER);
+        else if (pair->op_code == KX_OP_CONCAT)
+            type = concat_type(type, right);
+        else
+            type = arithmetic_type(type, right, pair->op_code);
+    }
+    return type;
+}
+
 TypeInfo infer(Inference &in, ParseNode *node)
 {
+    if (chains_left(node))
+        return chain_type(in, node);
     switch (node->kind) {
     case NODE_VALUE:
         return leaf_type(reinterpret_cast<Value *>(node));
@@ -269,11 +307,8 @@ TypeInfo infer(Inference &in, ParseNode *node)
         switch (pair->op_code) {
         case KX_OP_NEGATE:
             return infer(in, field_node(node, 3));
-        case KX_OP_CONCAT: {
-            TypeInfo a = infer(in, field_node(node, 2)), b = infer(in, field_node(node, 3));
-            auto width = [](const TypeInfo &t) { return t.value_type == VALUE_STRING ? t.precision : 40; };
-            return text_type(std::max(width(a) + width(b), 1));
-        }
+        case KX_OP_CONCAT:
+            return concat_type(infer(in, field_node(node, 2)), infer(in, field_node(node, 3)));
         case KX_OP_ADD:
         case KX_OP_SUBTRACT:
         case KX_OP_MULTIPLY:
@@ -430,6 +465,7 @@ int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first,
 {
     if (setjmp(e->context.exit) != 0)
         return -1;
+    e->chain_top = e->chain_base;
     e->source_row = source;
     if (q->source == Query::Source::kValues) {
         ParseNode *const *row = q->rows[static_cast<size_t>(position)].data();
@@ -450,10 +486,16 @@ int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first,
         }
         source[0] = v;
         if (series_start != nullptr) {
+            // the date column stays within the years 1 to 9999
+            constexpr int64_t kDaysOfTheCalendar = 3652059;
+            if (position > kDaysOfTheCalendar)
+                evaluation_error(e, "22008", "Datetime field overflow");
             Value *d = make_value(e->context.mem, VALUE_DATE);
             if (d == nullptr)
                 evaluation_error(e, "HY001", "Memory allocation error");
             date_add(d, series_start, 0, static_cast<int32_t>(position));
+            if (d->payload.date.year > 9999 || d->payload.date.year < 1)
+                evaluation_error(e, "22008", "Datetime field overflow");
             source[1] = d;
         }
     }
@@ -475,14 +517,23 @@ int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first,
 }
 
 // A bound of SERIES as a 64-bit integer: an integer, or an exact numeric
-// without a fraction (a literal of seven digits or more is one).
+// without a fraction (a literal of seven digits or more is one); 22003 when
+// it lies beyond the 64-bit range.
 int64_t series_bound(Evaluation *e, Value *v)
 {
-    if (v->type == VALUE_INTEGER || v->type == VALUE_BIGINT)
+    if (v->type == VALUE_INTEGER)
+        return v->payload.integer;
+    if (v->type == VALUE_BIGINT)
         return get_bigint_from_value(v);
     if (v->type == VALUE_NUMERIC && v->payload.numeric.scale == 0) {
-        int64_t n = 0;
-        numeric_to_bigint(&v->payload.numeric, &n);
+        char text[64];
+        int32_t length = 0;
+        numeric_to_string(&v->payload.numeric, text, sizeof text, &length);
+        char *end = nullptr;
+        errno = 0;
+        long long n = std::strtoll(text, &end, 10);
+        if (errno == ERANGE || end == text || *end != '\0')
+            evaluation_error(e, "22003", "Numeric value out of range: a SERIES bound must fit in 64 bits");
         return n;
     }
     evaluation_error(e, "22018", "SERIES bounds must be integers");
@@ -493,6 +544,7 @@ int series_bounds(Evaluation *e, Query *q, int64_t *first, int64_t *last, Value 
 {
     if (setjmp(e->context.exit) != 0)
         return -1;
+    e->chain_top = e->chain_base;
     if (q->series_date != nullptr) {
         Value *d = evaluate(e, q->series_date);
         if (d->null_flag != 0 || d->type != VALUE_DATE)
@@ -530,15 +582,42 @@ int compare_keys(Value *a, Value *b)
     return r < 0 ? -1 : r > 0 ? 1 : 0;
 }
 
-void start_deadline(Statement *stmt)
+// The octets a held row takes: its values, the texts and octets they hold,
+// and the row's own vectors.
+size_t value_footprint(const Value *v)
 {
-    stmt->deadline = stmt->query_timeout > 0
-                         ? static_cast<int64_t>(std::time(nullptr)) + static_cast<int64_t>(stmt->query_timeout)
-                         : 0;
-    stmt->start_time = static_cast<int64_t>(std::time(nullptr));
+    if (v == nullptr)
+        return 0;
+    size_t n = sizeof(Value);
+    if ((v->type == VALUE_STRING || v->type == VALUE_BINARY) && v->length > 0)
+        n += static_cast<size_t>(v->length);
+    return n;
 }
 
+size_t row_footprint(const std::vector<Value *> &row, const std::vector<Value *> &keys,
+                     const std::vector<SortKey> &order)
+{
+    size_t n = 2 * sizeof(std::vector<Value *>) + (row.size() + keys.size()) * sizeof(Value *);
+    for (const Value *v : row)
+        n += value_footprint(v);
+    for (size_t k = 0; k < keys.size(); ++k)
+        if (order[k].item < 0)  // a key that is a select item is counted once
+            n += value_footprint(keys[k]);
+    return n;
+}
+
+
 }  // namespace
+
+void start_deadline(Statement *stmt)
+{
+    // a time-out of more than a century is as good as none
+    constexpr SQLULEN kLongestTimeout = 100ull * 366 * 86400;
+    SQLULEN seconds = std::min(stmt->query_timeout, kLongestTimeout);
+    stmt->deadline = seconds > 0 ? static_cast<int64_t>(std::time(nullptr)) + static_cast<int64_t>(seconds)
+                                 : 0;
+    stmt->start_time = static_cast<int64_t>(std::time(nullptr));
+}
 
 SQLRETURN open_result(Statement *stmt)
 {
@@ -554,12 +633,20 @@ SQLRETURN open_result(Statement *stmt)
         return post_error(stmt->errors, "HY001", "Memory allocation error");
     if (build_parameters(stmt, r->param_mem, r->parameter_values) != SQL_SUCCESS)
         return SQL_ERROR;
-    start_deadline(stmt);
+    // SQLExecDirect's deadline was set before its parse and goes on
+    if (stmt->keep_deadline)
+        stmt->keep_deadline = false;
+    else
+        start_deadline(stmt);
     Evaluation *e = &r->evaluation;
     e->stmt = stmt;
     e->context.stmt = stmt;
     e->context.mem = r->mem;
     e->parameters = r->parameter_values.data();
+    r->chain_links.assign(q->chain_nodes + 1, nullptr);
+    e->chain_base = e->chain_top = r->chain_links.data();
+    e->max_value_size = stmt->conn->max_value_size;
+    e->steps = 0;
     r->source_row.assign(std::max<size_t>(q->source_columns.size(), 1), nullptr);
     r->sort_keys.assign(q->order.size(), nullptr);
     switch (q->source) {
@@ -574,7 +661,15 @@ SQLRETURN open_result(Statement *stmt)
         if (series_bounds(e, q, &first, &last, &r->series_start) != 0)
             return SQL_ERROR;
         r->series_first = first;
-        r->source_size = last >= first ? last - first + 1 : 0;
+        r->source_size = 0;
+        if (last >= first) {
+            // last - first + 1 rows: refused when the count passes 64 bits
+            uint64_t span = static_cast<uint64_t>(last) - static_cast<uint64_t>(first);
+            if (span >= static_cast<uint64_t>(INT64_MAX))
+                return post_error(stmt->errors, "22003",
+                                  "Numeric value out of range: SERIES has more than 9223372036854775807 rows");
+            r->source_size = static_cast<int64_t>(span) + 1;
+        }
         break;
     }
     }
@@ -592,6 +687,7 @@ SQLRETURN open_result(Statement *stmt)
     }
     size_t width = q->items.size();
     std::vector<std::vector<Value *>> keys;
+    size_t held = 0;  // what the held rows take, in octets
     for (int64_t position = 0; position < r->source_size; ++position) {
         if (position % kRowsPerCheck == 0 && check_timeout(stmt) != 0)
             return SQL_ERROR;
@@ -602,13 +698,27 @@ SQLRETURN open_result(Statement *stmt)
             return SQL_ERROR;
         if (produced == 0)
             continue;
+        held += row_footprint(row, key, q->order);
+        if (held > stmt->conn->max_sort_memory)
+            return post_error(stmt->errors, "HY001",
+                              ("Memory allocation error: the rows to sort take more than MaxSortMemory (" +
+                               std::to_string(stmt->conn->max_sort_memory) + " octets)")
+                                  .c_str());
         r->rows.push_back(std::move(row));
         keys.push_back(std::move(key));
     }
     std::vector<size_t> order(r->rows.size());
     for (size_t i = 0; i < order.size(); ++i)
         order[i] = i;
+    // the time-out is checked between comparisons; once it has passed, the
+    // remaining comparisons answer at once and the sort ends quickly
+    bool stopped = false;
+    size_t comparisons = 0;
     std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+        if (stopped || (++comparisons % (kRowsPerCheck * 16) == 0 && check_timeout(stmt) != 0)) {
+            stopped = true;
+            return false;
+        }
         for (size_t k = 0; k < q->order.size(); ++k) {
             int c = compare_keys(keys[a][k], keys[b][k]);
             if (c != 0)
@@ -616,6 +726,8 @@ SQLRETURN open_result(Statement *stmt)
         }
         return false;
     });
+    if (stopped)
+        return SQL_ERROR;
     std::vector<std::vector<Value *>> sorted;
     sorted.reserve(order.size());
     for (size_t i : order)

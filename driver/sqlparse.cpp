@@ -19,10 +19,21 @@
 // CHAR_LENGTH, UPPER, CURRENT_DATE, ...). An error posts 42000 with the
 // position of the offending token (or 22xxx for a bad literal) and the parse
 // gives up by returning null; the nodes made so far go with the handle.
+//
+// The parse is one pass without backtracking, so its time is linear in the
+// statement's length; expressions nest at most kMaxNesting levels deep
+// (54001 beyond), and the walks over the finished tree take chains of
+// left-associative operators in a loop (chains_left). Lengths, precisions
+// and scales are range-checked as they are read; a statement may have at
+// most kMaxColumns columns (54011) and kMaxParameters parameter markers, and
+// a name at most kMaxNameLength octets.
 #include <cctype>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <strings.h>
 
+#include "driver/evaluate.h"
 #include "driver/query.h"
 
 namespace kxdrv {
@@ -48,10 +59,13 @@ std::string upper(std::string s)
     return s;
 }
 
-// Splits the text into tokens; false with the error position when a string
-// or quoted name is not closed.
-bool scan(const std::string &text, std::vector<Token> &tokens, size_t &error_at)
+// Splits the text into tokens; false with the error position and what is
+// wrong when a string or quoted name is not closed, a character is unknown
+// or a name is too long.
+bool scan(const std::string &text, std::vector<Token> &tokens, size_t &error_at,
+          const char *&problem)
 {
+    problem = "unclosed quote or unknown character";
     size_t i = 0, n = text.size();
     while (i < n) {
         char c = text[i];
@@ -83,6 +97,11 @@ bool scan(const std::string &text, std::vector<Token> &tokens, size_t &error_at)
                 ++j;
             t.kind = Tok::kIdent;
             t.text = text.substr(i, j - i);
+            if (t.text.size() > kMaxNameLength) {
+                error_at = i + 1;
+                problem = "a name is longer than 128 characters";
+                return false;
+            }
             i = j;
         } else if (c == '"') {
             size_t j = i + 1;
@@ -104,6 +123,11 @@ bool scan(const std::string &text, std::vector<Token> &tokens, size_t &error_at)
             }
             t.kind = Tok::kQuotedIdent;
             t.text = name;
+            if (t.text.size() > kMaxNameLength) {
+                error_at = i + 1;
+                problem = "a name is longer than 128 characters";
+                return false;
+            }
             i = j + 1;
         } else if (std::isdigit(static_cast<unsigned char>(c)) ||
                    (c == '.' && i + 1 < n && std::isdigit(static_cast<unsigned char>(text[i + 1])))) {
@@ -184,15 +208,32 @@ std::string string_body(const std::string &token)
     return out;
 }
 
+static_assert(kMaxNameLength == 128, "the scanner's message names the limit");
+
 struct ParseError {
     std::string sqlstate;
     std::string message;
+    bool posted = false;  // check_timeout posted it on the statement already
 };
+
+// A token as an error message quotes it: long ones are cut.
+std::string quoted_near(const Token &t)
+{
+    if (t.kind == Tok::kEnd)
+        return "the end of the statement";
+    constexpr size_t kShown = 40;
+    if (t.text.size() <= kShown)
+        return "'" + t.text + "'";
+    return "'" + t.text.substr(0, kShown) + "...'";
+}
+
+// Expression steps between two time-out checks while parsing.
+constexpr unsigned kStepsPerCheck = 1024;
 
 class Parser {
 public:
-    Parser(std::vector<Token> tokens, MemHandle *mem, Query &query)
-        : tokens_(std::move(tokens)), mem_(mem), query_(query)
+    Parser(std::vector<Token> tokens, MemHandle *mem, Query &query, Statement *timed)
+        : tokens_(std::move(tokens)), mem_(mem), query_(query), timed_(timed)
     {
     }
 
@@ -204,7 +245,44 @@ private:
     size_t pos_ = 0;
     MemHandle *mem_;
     Query &query_;
+    Statement *timed_;
     bool failed_ = false;
+    int depth_ = 0;        // nesting levels in use on the current path
+    unsigned steps_ = 0;   // expression steps since the last time-out check
+
+    // Takes levels nesting levels for what is parsed next; false after
+    // posting 54001 when that would pass kMaxNesting.
+    bool enter(int levels)
+    {
+        if (depth_ + levels > kMaxNesting)
+            return too_deep();
+        depth_ += levels;
+        return true;
+    }
+    [[gnu::noinline, gnu::cold]] bool too_deep()
+    {
+        return fail_state("54001", "Statement too complex: expressions nest more than " +
+                                       std::to_string(kMaxNesting) + " levels deep");
+    }
+    void leave(int levels) { depth_ -= levels; }
+    // One step of work; every kStepsPerCheck steps the statement's time-out
+    // and cancellation are checked. False once the parse must stop.
+    bool step()
+    {
+        if (failed_)
+            return false;
+        if (++steps_ % kStepsPerCheck != 0 || timed_ == nullptr)
+            return true;
+        return still_in_time();
+    }
+    [[gnu::noinline]] bool still_in_time()
+    {
+        if (check_timeout(timed_) == 0)
+            return true;
+        failed_ = true;
+        error = {"HYT00", "", true};
+        return false;
+    }
 
     const Token &peek(size_t ahead = 0) const
     {
@@ -214,7 +292,7 @@ private:
     bool is_keyword(const char *word, size_t ahead = 0) const
     {
         const Token &t = peek(ahead);
-        return t.kind == Tok::kIdent && upper(t.text) == word;
+        return t.kind == Tok::kIdent && strcasecmp(t.text.c_str(), word) == 0;
     }
     bool is_symbol(const char *s, size_t ahead = 0) const
     {
@@ -235,21 +313,25 @@ private:
         ++pos_;
         return true;
     }
-    bool fail(const std::string &what)
+    // The error paths are kept out of line: the parser recurses through the
+    // functions that call them, and their message texts would otherwise take
+    // room in every one of those frames.
+    [[gnu::noinline, gnu::cold]] bool fail(const char *what) { return fail_at(peek(), what); }
+    [[gnu::noinline, gnu::cold]] bool fail(const std::string &what) { return fail_at(peek(), what); }
+    [[gnu::noinline, gnu::cold]] bool fail_at(const Token &t, const char *what)
     {
-        return fail_at(peek(), what);
+        return fail_at(t, std::string(what));
     }
-    bool fail_at(const Token &t, const std::string &what)
+    [[gnu::noinline, gnu::cold]] bool fail_at(const Token &t, const std::string &what)
     {
         if (!failed_) {
             failed_ = true;
-            std::string near = t.kind == Tok::kEnd ? "the end of the statement" : "'" + t.text + "'";
             error = {"42000", "Syntax error at position " + std::to_string(t.position) + " near " +
-                                  near + ": " + what};
+                                  quoted_near(t) + ": " + what};
         }
         return false;
     }
-    bool fail_state(const char *state, const std::string &message)
+    [[gnu::noinline, gnu::cold]] bool fail_state(const char *state, const std::string &message)
     {
         if (!failed_) {
             failed_ = true;
@@ -257,24 +339,38 @@ private:
         }
         return false;
     }
-    bool expect_symbol(const char *s)
+    [[gnu::noinline, gnu::cold]] bool too_many_columns()
     {
-        if (accept_symbol(s))
-            return true;
+        return fail_state("54011", "Too many columns: a statement may have at most " +
+                                       std::to_string(kMaxColumns));
+    }
+    bool expect_symbol(const char *s) { return accept_symbol(s) || expected_symbol(s); }
+    bool expect_keyword(const char *word) { return accept_keyword(word) || expected_keyword(word); }
+    [[gnu::noinline, gnu::cold]] bool expected_symbol(const char *s)
+    {
         return fail(std::string("expected '") + s + "'");
     }
-    bool expect_keyword(const char *word)
+    [[gnu::noinline, gnu::cold]] bool expected_keyword(const char *word)
     {
-        if (accept_keyword(word))
-            return true;
         return fail(std::string("expected ") + word);
     }
 
+    // The library's allocations fail with null; the parser has no longjmp
+    // frames, so running out of memory leaves it as std::bad_alloc, which the
+    // entry point turns into HY001.
+    template <typename T>
+    static T *must(T *allocated)
+    {
+        if (allocated == nullptr)
+            throw std::bad_alloc();
+        return allocated;
+    }
     ParseNode *node(uint32_t kind)
     {
-        return static_cast<ParseNode *>(
-            newNode(sizeof(ParseNode) + kNodeFields * sizeof(intptr_t), kind, mem_));
+        return must(static_cast<ParseNode *>(
+            newNode(sizeof(ParseNode) + kNodeFields * sizeof(intptr_t), kind, mem_)));
     }
+    List *append(void *item, List *list) { return must(ListAppend(item, list, mem_)); }
     ParseNode *list_node(List *list)
     {
         ParseNode *n = node(KX_NODE_LIST);
@@ -283,34 +379,30 @@ private:
     }
     ParseNode *operation(int32_t op_class, int32_t op_code, ParseNode *left, ParseNode *right)
     {
-        OperatorPair *pair = static_cast<OperatorPair *>(kx_mem_alloc(mem_, sizeof(OperatorPair)));
+        OperatorPair *pair = must(static_cast<OperatorPair *>(kx_mem_alloc(mem_, sizeof(OperatorPair))));
         pair->op_class = op_class;
         pair->op_code = op_code;
         ParseNode *n = node(KX_NODE_EXPRESSION);
         n->field[0] = reinterpret_cast<intptr_t>(pair);
         n->field[2] = reinterpret_cast<intptr_t>(left);
         n->field[3] = reinterpret_cast<intptr_t>(right);
+        if (chains_left(n))
+            ++query_.chain_nodes;
         return n;
     }
     ParseNode *identifier(const std::string &name)
     {
         ParseNode *n = node(KX_NODE_IDENTIFIER);
-        n->field[0] = reinterpret_cast<intptr_t>(string_duplicate(name.c_str(), mem_));
+        n->field[0] = reinterpret_cast<intptr_t>(must(string_duplicate(name.c_str(), mem_)));
         return n;
     }
     ParseNode *leaf(Value *v) { return reinterpret_cast<ParseNode *>(v); }
-    Value *text_value(const std::string &text)
-    {
-        Value *v = NewValue(mem_, static_cast<int32_t>(text.size()) + 1);
-        v->type = VALUE_STRING;
-        v->length = static_cast<int32_t>(text.size());
-        std::memcpy(v->payload.text, text.data(), text.size());
-        v->payload.text[text.size()] = '\0';
-        return v;
-    }
+    // A string leaf whose every field is set (a recycled block keeps what
+    // it held otherwise).
+    Value *text_value(const std::string &text) { return must(make_text(mem_, text.data(), text.size())); }
     Value *int_value(int32_t i)
     {
-        Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, mem_));
+        Value *v = must(static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, mem_)));
         v->type = VALUE_INTEGER;
         v->payload.integer = i;
         return v;
@@ -329,14 +421,21 @@ private:
     ParseNode *multiplicative();
     ParseNode *unary();
     ParseNode *primary();
-    ParseNode *number_literal();
+    ParseNode *number_literal(bool negative);
+    bool small_number(int32_t &out, int32_t low, int32_t high, const char *what);
+    bool check_arity(size_t name_at, int32_t id, int32_t count);
+    bool wrong_arity(size_t name_at, int32_t min, int32_t max, int32_t count);
+    ParseNode *substring_call();
     ParseNode *datetime_literal(int32_t kind, const Token &t);
     ParseNode *interval_literal();
     ParseNode *escape_clause();
     ParseNode *case_expression();
     ParseNode *cast_expression();
     ParseNode *data_type();
-    ParseNode *function_call(const std::string &name, bool in_escape);
+    ParseNode *function_call(size_t name_at, bool in_escape);
+    ParseNode *keyword_argument(int32_t id);
+    ParseNode *literal_token();
+    ParseNode *word_expression();
     ParseNode *function_node(int32_t id, List *args);
     ParseNode *sql92_function(const std::string &name);
     ParseNode *column_reference(const std::string &name, const Token &at);
@@ -372,7 +471,7 @@ bool Parser::parse_statement()
         item->field[0] = reinterpret_cast<intptr_t>(query_.items[i]);
         if (!query_.names[i].empty())
             item->field[1] = reinterpret_cast<intptr_t>(identifier(query_.names[i]));
-        items = ListAppend(item, items, mem_);
+        items = append(item, items);
     }
     select_block->field[2] = reinterpret_cast<intptr_t>(list_node(items));
     if (accept_keyword("FROM") && !parse_source())
@@ -392,7 +491,7 @@ bool Parser::parse_statement()
             ParseNode *sort = node(KX_NODE_SORT_SPECIFICATION);
             sort->field[0] = reinterpret_cast<intptr_t>(key.expression);
             sort->field[2] = key.descending ? 2 : 1;
-            sorts = ListAppend(sort, sorts, mem_);
+            sorts = append(sort, sorts);
         }
         cursor->field[1] = reinterpret_cast<intptr_t>(list_node(sorts));
     }
@@ -405,6 +504,8 @@ bool Parser::parse_statement()
 bool Parser::parse_select_list()
 {
     do {
+        if (query_.items.size() >= kMaxColumns)
+            return too_many_columns();
         ParseNode *e = expression();
         if (e == nullptr)
             return false;
@@ -450,6 +551,8 @@ bool Parser::parse_source()
                 return false;
             std::vector<ParseNode *> row;
             do {
+                if (row.size() >= kMaxColumns)
+                    return too_many_columns();
                 ParseNode *e = expression();
                 if (e == nullptr)
                     return false;
@@ -510,12 +613,19 @@ bool Parser::parse_order_by()
     return true;
 }
 
-ParseNode *Parser::expression() { return or_expression(); }
+ParseNode *Parser::expression()
+{
+    if (!step() || !enter(1))
+        return nullptr;
+    ParseNode *e = or_expression();
+    leave(1);
+    return e;
+}
 
 ParseNode *Parser::or_expression()
 {
     ParseNode *left = and_expression();
-    while (left != nullptr && accept_keyword("OR")) {
+    while (left != nullptr && step() && accept_keyword("OR")) {
         ParseNode *right = and_expression();
         if (right == nullptr)
             return nullptr;
@@ -527,7 +637,7 @@ ParseNode *Parser::or_expression()
 ParseNode *Parser::and_expression()
 {
     ParseNode *left = not_expression();
-    while (left != nullptr && accept_keyword("AND")) {
+    while (left != nullptr && step() && accept_keyword("AND")) {
         ParseNode *right = not_expression();
         if (right == nullptr)
             return nullptr;
@@ -538,11 +648,19 @@ ParseNode *Parser::and_expression()
 
 ParseNode *Parser::not_expression()
 {
-    if (accept_keyword("NOT")) {
-        ParseNode *operand = not_expression();
-        return operand == nullptr ? nullptr : operation(KX_OP_CLASS_NOT, 0, nullptr, operand);
-    }
-    return predicate();
+    // NOT NOT ... x: each NOT is a level of the tree, counted here rather
+    // than recursed into
+    int nots = 0;
+    while (accept_keyword("NOT"))
+        ++nots;
+    if (nots > 0 && !enter(nots))
+        return nullptr;
+    ParseNode *operand = predicate();
+    if (nots > 0)
+        leave(nots);
+    for (int i = 0; operand != nullptr && i < nots; ++i)
+        operand = operation(KX_OP_CLASS_NOT, 0, nullptr, operand);
+    return operand;
 }
 
 ParseNode *Parser::predicate()
@@ -600,7 +718,7 @@ ParseNode *Parser::predicate()
             ParseNode *e = expression();
             if (e == nullptr)
                 return nullptr;
-            values = ListAppend(e, values, mem_);
+            values = append(e, values);
         } while (accept_symbol(","));
         if (!expect_symbol(")"))
             return nullptr;
@@ -616,7 +734,7 @@ ParseNode *Parser::predicate()
 ParseNode *Parser::additive()
 {
     ParseNode *left = multiplicative();
-    while (left != nullptr) {
+    while (left != nullptr && step()) {
         int32_t code = accept_symbol("+")    ? KX_OP_ADD
                        : accept_symbol("-")  ? KX_OP_SUBTRACT
                        : accept_symbol("||") ? KX_OP_CONCAT
@@ -634,7 +752,7 @@ ParseNode *Parser::additive()
 ParseNode *Parser::multiplicative()
 {
     ParseNode *left = unary();
-    while (left != nullptr) {
+    while (left != nullptr && step()) {
         int32_t code = accept_symbol("*")   ? KX_OP_MULTIPLY
                        : accept_symbol("/") ? KX_OP_DIVIDE
                                             : 0;
@@ -650,29 +768,39 @@ ParseNode *Parser::multiplicative()
 
 ParseNode *Parser::unary()
 {
-    if (accept_symbol("-")) {
-        // a minus before a number literal is part of the literal
-        if (peek().kind == Tok::kNumber) {
-            Token &t = tokens_[pos_];
-            t.text = "-" + t.text;
-            return primary();
-        }
-        ParseNode *operand = unary();
-        return operand == nullptr ? nullptr
-                                  : operation(KX_OP_CLASS_COMPARISON, KX_OP_NEGATE, nullptr, operand);
+    // the signs before an operand: a plus changes nothing, each minus but
+    // one right before a number literal (which is part of the literal) is a
+    // negation and a level of the tree
+    int minuses = 0;
+    bool minus_last = false;
+    for (;;) {
+        if (accept_symbol("-"))
+            ++minuses, minus_last = true;
+        else if (accept_symbol("+"))
+            minus_last = false;
+        else
+            break;
     }
-    if (accept_symbol("+"))
-        return unary();
-    return primary();
+    bool negative_literal = minus_last && peek().kind == Tok::kNumber;
+    int negations = minuses - (negative_literal ? 1 : 0);
+    if (negations > 0 && !enter(negations))
+        return nullptr;
+    ParseNode *operand = negative_literal ? number_literal(true) : primary();
+    if (negations > 0)
+        leave(negations);
+    for (int i = 0; operand != nullptr && i < negations; ++i)
+        operand = operation(KX_OP_CLASS_COMPARISON, KX_OP_NEGATE, nullptr, operand);
+    return operand;
 }
 
-ParseNode *Parser::number_literal()
+// The number token at the current position as a literal leaf; negative
+// when a minus came right before it. The token itself is never changed.
+ParseNode *Parser::number_literal(bool negative)
 {
     Token t = peek();
     ++pos_;
-    std::string text = t.text;
-    bool negative = !text.empty() && text[0] == '-';
-    std::string digits = negative ? text.substr(1) : text;
+    std::string digits = t.text;
+    std::string text = negative ? "-" + digits : digits;
     Value *v = nullptr;
     if (digits.find_first_of("eE") != std::string::npos) {
         v = MakeFloat(text.c_str(), mem_);
@@ -819,19 +947,16 @@ bool Parser::interval_qualifier(int32_t &kind, int32_t &leading, int32_t &second
     ++pos_;
     leading = 2;
     seconds = 6;
+    // a leading field has 1 to 9 digits, a fraction 0 to 9 (the fields of
+    // an interval literal are read as at most nine digits)
     auto precision = [&](int32_t &out) {
         if (!accept_symbol("("))
             return true;
-        if (peek().kind != Tok::kNumber)
-            return fail("expected a precision");
-        out = std::atoi(peek().text.c_str());
-        ++pos_;
-        if (first == 6 && accept_symbol(",")) {
-            if (peek().kind != Tok::kNumber)
-                return fail("expected a precision");
-            seconds = std::atoi(peek().text.c_str());
-            ++pos_;
-        }
+        if (!small_number(out, 1, 9, "a leading precision"))
+            return false;
+        if (first == 6 && accept_symbol(",") &&
+            !small_number(seconds, 0, 9, "a seconds precision"))
+            return false;
         return expect_symbol(")");
     };
     if (!precision(leading))
@@ -843,11 +968,7 @@ bool Parser::interval_qualifier(int32_t &kind, int32_t &leading, int32_t &second
             return fail("expected a later interval field");
         ++pos_;
         if (last == 6 && accept_symbol("(")) {
-            if (peek().kind != Tok::kNumber)
-                return fail("expected a precision");
-            seconds = std::atoi(peek().text.c_str());
-            ++pos_;
-            if (!expect_symbol(")"))
+            if (!small_number(seconds, 0, 9, "a seconds precision") || !expect_symbol(")"))
                 return false;
         }
     }
@@ -979,7 +1100,7 @@ ParseNode *Parser::interval_literal()
     int32_t kind = 0, leading = 2, seconds = 6;
     if (!interval_qualifier(kind, leading, seconds))
         return nullptr;
-    Value *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, mem_));
+    Value *v = must(static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, mem_)));
     v->type = kind <= KX_IS_MONTH || kind == KX_IS_YEAR_TO_MONTH ? VALUE_INTERVAL_YM
                                                                 : VALUE_INTERVAL_DS;
     v->attr[2] = leading;
@@ -1004,19 +1125,19 @@ ParseNode *Parser::escape_clause()
             fail("expected a function name");
             return nullptr;
         }
-        std::string name = t.text;
-        std::string word = upper(name);
         // the escape takes EXTRACT(f FROM x), POSITION(a IN b) and
         // SUBSTRING(x FROM a FOR b) in their SQL-92 shapes too
-        if (word == "EXTRACT" || word == "POSITION" || word == "SUBSTRING") {
-            ParseNode *form = sql92_function(word);
+        for (const char *form_name : {"EXTRACT", "POSITION", "SUBSTRING"}) {
+            if (!is_keyword(form_name))
+                continue;
+            ParseNode *form = sql92_function(form_name);
             if (form != nullptr)
                 return expect_symbol("}") ? form : nullptr;
             if (failed_)
                 return nullptr;
         }
-        ++pos_;
-        ParseNode *call = function_call(name, true);
+        size_t name_at = pos_++;
+        ParseNode *call = function_call(name_at, true);
         if (call == nullptr || !expect_symbol("}"))
             return nullptr;
         return call;
@@ -1065,7 +1186,7 @@ ParseNode *Parser::case_expression()
             return nullptr;
         when->field[0] = reinterpret_cast<intptr_t>(condition);
         when->field[1] = reinterpret_cast<intptr_t>(result);
-        whens = ListAppend(when, whens, mem_);
+        whens = append(when, whens);
     }
     if (whens == nullptr) {
         fail("expected WHEN");
@@ -1095,14 +1216,16 @@ ParseNode *Parser::data_type()
     std::string word = upper(t.text);
     ++pos_;
     ParseNode *type = node(KX_NODE_DATA_TYPE);
-    auto optional_length = [&](intptr_t fallback) -> bool {
+    // a length counts octets of a value, which ODBC measures in SQLINTEGERs
+    auto optional_length = [&](intptr_t fallback, int32_t high = INT32_MAX,
+                               const char *what = "a length") -> bool {
         type->field[1] = fallback;
         if (!accept_symbol("("))
             return true;
-        if (peek().kind != Tok::kNumber)
-            return fail("expected a length");
-        type->field[1] = std::atoi(peek().text.c_str());
-        ++pos_;
+        int32_t length = 0;
+        if (!small_number(length, 1, high, what))
+            return false;
+        type->field[1] = length;
         return expect_symbol(")");
     };
     // the SQL_ names CONVERT takes are accepted too
@@ -1137,7 +1260,7 @@ ParseNode *Parser::data_type()
         type->field[0] = SQL_DOUBLE;
     } else if (word == "FLOAT" || word == "REAL") {
         type->field[0] = word == "REAL" ? SQL_REAL : SQL_FLOAT;
-        if (!optional_length(0))
+        if (!optional_length(0, 53, "a binary precision"))
             return nullptr;
     } else if (word == "NUMERIC" || word == "DECIMAL" || word == "DEC") {
         type->field[0] = word == "NUMERIC" ? SQL_NUMERIC : SQL_DECIMAL;
@@ -1145,27 +1268,15 @@ ParseNode *Parser::data_type()
         precision->field[0] = 38;
         precision->field[1] = 0;
         if (accept_symbol("(")) {
-            if (peek().kind != Tok::kNumber) {
-                fail("expected a precision");
+            int32_t digits = 0, scale = 0;
+            if (!small_number(digits, 1, 38, "a precision"))
                 return nullptr;
-            }
-            precision->field[0] = std::atoi(peek().text.c_str());
-            ++pos_;
-            if (accept_symbol(",")) {
-                if (peek().kind != Tok::kNumber) {
-                    fail("expected a scale");
-                    return nullptr;
-                }
-                precision->field[1] = std::atoi(peek().text.c_str());
-                ++pos_;
-            }
+            if (accept_symbol(",") && !small_number(scale, 0, digits, "a scale"))
+                return nullptr;
             if (!expect_symbol(")"))
                 return nullptr;
-            if (precision->field[0] < 1 || precision->field[0] > 38 ||
-                precision->field[1] > precision->field[0]) {
-                fail("precision must be 1 to 38 and the scale no larger");
-                return nullptr;
-            }
+            precision->field[0] = digits;
+            precision->field[1] = scale;
         }
         type->field[4] = reinterpret_cast<intptr_t>(precision);
     } else if (word == "DATE" || word == "TYPE_DATE") {
@@ -1219,18 +1330,22 @@ ParseNode *Parser::function_node(int32_t id, List *args)
     return call;
 }
 
-ParseNode *Parser::function_call(const std::string &name, bool in_escape)
+// The catalogue id of a function name written in any case.
+[[gnu::noinline]] int32_t function_id(const std::string &name)
 {
-    Token name_token = tokens_[pos_ - 1];
-    std::string upper_name = upper(name);
-    int32_t id = sql92_get_function_id(upper_name.c_str(), 0);
-    if (id == KX_FUNCTION_NOT_FOUND) {
-        fail_at(name_token, "unknown function " + name);
+    return sql92_get_function_id(upper(name).c_str(), 0);
+}
+
+ParseNode *Parser::function_call(size_t name_at, bool in_escape)
+{
+    int32_t id = function_id(tokens_[name_at].text);
+    const FunctionEntry *entry = id == KX_FUNCTION_NOT_FOUND ? nullptr : sql92_get_function_info(id);
+    if (entry == nullptr) {
+        fail_at(tokens_[name_at], "unknown function " + tokens_[name_at].text);
         return nullptr;
     }
     int32_t min = 0, max = 0;
     sql92_get_function_arg_range(id, &min, &max);
-    const FunctionEntry *entry = sql92_get_function_info(id);
     List *args = nullptr;
     int32_t count = 0;
     bool parenthesised = accept_symbol("(");
@@ -1240,22 +1355,12 @@ ParseNode *Parser::function_call(const std::string &name, bool in_escape)
     }
     if (parenthesised && !accept_symbol(")")) {
         do {
-            ParseNode *arg = nullptr;
             uint32_t cls = count < 11 ? entry->arg_class[count] : 0;
             // keyword arguments (SQL_TSI_DAY, SQL_INTEGER) are names
             bool keyword = (cls & KX_CLASS_KEYWORD) != 0 || (id == 11 && count == 1);
+            ParseNode *arg = nullptr;
             if (keyword && peek().kind == Tok::kIdent) {
-                std::string word = upper(peek().text);
-                ++pos_;
-                arg = identifier(word);
-                arg->field[kKeywordValue] = reinterpret_cast<intptr_t>(text_value(word));
-                if (id == 11) {
-                    // CONVERT's type: parsed as a CAST's data type
-                    --pos_;
-                    arg = data_type();
-                    if (arg == nullptr)
-                        return nullptr;
-                }
+                arg = keyword_argument(id);
             } else if (id == 11 && count == 1) {
                 fail("expected an SQL type name such as SQL_INTEGER");
                 return nullptr;
@@ -1264,19 +1369,14 @@ ParseNode *Parser::function_call(const std::string &name, bool in_escape)
             }
             if (arg == nullptr)
                 return nullptr;
-            args = ListAppend(arg, args, mem_);
+            args = append(arg, args);
             ++count;
         } while (accept_symbol(","));
         if (!expect_symbol(")"))
             return nullptr;
     }
-    if (count < min || count > max) {
-        std::string range = min == max ? std::to_string(min)
-                                       : std::to_string(min) + " to " + std::to_string(max);
-        fail_at(name_token, "function " + upper_name + " takes " + range + " argument" +
-                                (max == 1 ? "" : "s") + ", not " + std::to_string(count));
+    if (!check_arity(name_at, id, count))
         return nullptr;
-    }
     if (id == 11) {
         // CONVERT(x, SQL_type) is a cast
         ParseNode *cast = node(KX_NODE_CAST);
@@ -1285,6 +1385,106 @@ ParseNode *Parser::function_call(const std::string &name, bool in_escape)
         cast->field[1] = reinterpret_cast<intptr_t>(ListData(ListNext(first)));
         return cast;
     }
+    return function_node(id, args);
+}
+
+// A name given as a function's keyword argument (SQL_TSI_DAY), or CONVERT's
+// type name, read as a CAST's data type.
+ParseNode *Parser::keyword_argument(int32_t id)
+{
+    if (id == 11)
+        return data_type();
+    std::string word = upper(peek().text);
+    ++pos_;
+    ParseNode *arg = identifier(word);
+    arg->field[kKeywordValue] = reinterpret_cast<intptr_t>(text_value(word));
+    return arg;
+}
+
+bool Parser::check_arity(size_t name_at, int32_t id, int32_t count)
+{
+    int32_t min = 0, max = 0;
+    sql92_get_function_arg_range(id, &min, &max);
+    return (count >= min && count <= max) || wrong_arity(name_at, min, max, count);
+}
+
+[[gnu::noinline, gnu::cold]] bool Parser::wrong_arity(size_t name_at, int32_t min, int32_t max,
+                                                      int32_t count)
+{
+    std::string range =
+        min == max ? std::to_string(min) : std::to_string(min) + " to " + std::to_string(max);
+    return fail_at(tokens_[name_at], "function " + upper(tokens_[name_at].text) + " takes " + range +
+                                         " argument" + (max == 1 ? "" : "s") + ", not " +
+                                         std::to_string(count));
+}
+
+// Reads the current token as a whole number from low to high; false after a
+// syntax error that says what was expected.
+bool Parser::small_number(int32_t &out, int32_t low, int32_t high, const char *what)
+{
+    const Token &t = peek();
+    if (t.kind != Tok::kNumber)
+        return fail(std::string("expected ") + what);
+    int64_t n = 0;
+    bool whole = true;
+    for (char c : t.text) {
+        if (!std::isdigit(static_cast<unsigned char>(c))) {
+            whole = false;
+            break;
+        }
+        // past high it stays out of range: stop before the sum can overflow
+        if (n <= high)
+            n = n * 10 + (c - '0');
+    }
+    if (!whole || n < low || n > high)
+        return fail(std::string(what) + " must be a whole number from " + std::to_string(low) +
+                    " to " + std::to_string(high));
+    out = static_cast<int32_t>(n);
+    ++pos_;
+    return true;
+}
+
+// SUBSTRING(x FROM a [FOR b]) or the ODBC call SUBSTRING(x, a, b): the first
+// operand is read once, and what follows it tells the form.
+ParseNode *Parser::substring_call()
+{
+    size_t name_at = pos_++;
+    if (!expect_symbol("("))
+        return nullptr;
+    ParseNode *source = expression();
+    if (source == nullptr)
+        return nullptr;
+    if (accept_keyword("FROM")) {
+        ParseNode *from = expression();
+        if (from == nullptr)
+            return nullptr;
+        ParseNode *length = nullptr;
+        if (accept_keyword("FOR") && (length = expression()) == nullptr)
+            return nullptr;
+        if (!expect_symbol(")"))
+            return nullptr;
+        ParseNode *call = node(KX_NODE_SCALAR_FUNCTION);
+        call->field[0] = -4;
+        call->field[2] = reinterpret_cast<intptr_t>(source);
+        call->field[3] = reinterpret_cast<intptr_t>(from);
+        call->field[4] = reinterpret_cast<intptr_t>(length);
+        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(-4));
+        return call;
+    }
+    List *args = append(source, nullptr);
+    int32_t count = 1;
+    while (accept_symbol(",")) {
+        ParseNode *arg = expression();
+        if (arg == nullptr)
+            return nullptr;
+        args = append(arg, args);
+        ++count;
+    }
+    if (!expect_symbol(")"))
+        return nullptr;
+    int32_t id = sql92_get_function_id("SUBSTRING", 0);
+    if (!check_arity(name_at, id, count))
+        return nullptr;
     return function_node(id, args);
 }
 
@@ -1329,35 +1529,8 @@ ParseNode *Parser::sql92_function(const std::string &word)
         call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(-3));
         return call;
     }
-    if (word == "SUBSTRING" && !is_symbol(",", 3)) {
-        // SUBSTRING(x FROM a [FOR b]); the ODBC form with commas is a call
-        size_t start = pos_;
-        ++pos_;
-        expect_symbol("(");
-        ParseNode *source = failed_ ? nullptr : expression();
-        if (source == nullptr)
-            return nullptr;
-        if (!is_keyword("FROM")) {
-            pos_ = start;
-            return nullptr;
-        }
-        ++pos_;
-        ParseNode *from = expression();
-        if (from == nullptr)
-            return nullptr;
-        ParseNode *length = nullptr;
-        if (accept_keyword("FOR") && (length = expression()) == nullptr)
-            return nullptr;
-        if (!expect_symbol(")"))
-            return nullptr;
-        ParseNode *call = node(KX_NODE_SCALAR_FUNCTION);
-        call->field[0] = -4;
-        call->field[2] = reinterpret_cast<intptr_t>(source);
-        call->field[3] = reinterpret_cast<intptr_t>(from);
-        call->field[4] = reinterpret_cast<intptr_t>(length);
-        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(-4));
-        return call;
-    }
+    if (word == "SUBSTRING")
+        return substring_call();
     if (word == "EXTRACT") {
         ++pos_;
         if (!expect_symbol("("))
@@ -1377,8 +1550,8 @@ ParseNode *Parser::sql92_function(const std::string &word)
         ParseNode *source = expression();
         if (source == nullptr || !expect_symbol(")"))
             return nullptr;
-        List *args = ListAppend(int_value(field), nullptr, mem_);
-        args = ListAppend(source, args, mem_);
+        List *args = append(int_value(field), nullptr);
+        args = append(source, args);
         return function_node(25, args);
     }
     if (word == "UPPER" || word == "LOWER") {
@@ -1391,7 +1564,7 @@ ParseNode *Parser::sql92_function(const std::string &word)
         int32_t id = sql92_get_function_id(word.c_str(), 1);
         // printed as the ODBC spelling of the same function
         ParseNode *call = function_node(word == "UPPER" ? 65 : 30,
-                                        ListAppend(operand, nullptr, mem_));
+                                        append(operand, nullptr));
         call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(id));
         return call;
     }
@@ -1404,7 +1577,7 @@ ParseNode *Parser::sql92_function(const std::string &word)
                        : word == "CURRENT_TIME" ? KX_LITERAL_CURRENT_TIME
                        : word == "USER"         ? KX_LITERAL_USER
                                                 : KX_LITERAL_CURRENT_TIMESTAMP;
-        return leaf(MakeLiteral(kind, nullptr, mem_));
+        return leaf(must(MakeLiteral(kind, nullptr, mem_)));
     }
     if (word == "NULLIF" || word == "COALESCE") {
         ++pos_;
@@ -1416,7 +1589,7 @@ ParseNode *Parser::sql92_function(const std::string &word)
             ParseNode *e = expression();
             if (e == nullptr)
                 return nullptr;
-            args = ListAppend(e, args, mem_);
+            args = append(e, args);
             ++count;
         } while (accept_symbol(","));
         if (!expect_symbol(")"))
@@ -1443,7 +1616,7 @@ ParseNode *Parser::column_reference(const std::string &name, const Token &at)
     ParseNode *ref = node(KX_NODE_COLUMN_REFERENCE);
     // the printer prints field 5 as a node: the column's identifier
     ref->field[4] = reinterpret_cast<intptr_t>(identifier(name));
-    ref->field[kColumnName] = reinterpret_cast<intptr_t>(string_duplicate(name.c_str(), mem_));
+    ref->field[kColumnName] = reinterpret_cast<intptr_t>(must(string_duplicate(name.c_str(), mem_)));
     // the column is found once the FROM clause is known (resolve_columns)
     ref->field[kColumnIndex] = -1;
     ref->field[kColumnIndex + 1] = static_cast<intptr_t>(at.position);
@@ -1453,21 +1626,40 @@ ParseNode *Parser::column_reference(const std::string &name, const Token &at)
 ParseNode *Parser::primary()
 {
     const Token &t = peek();
+    if (t.kind == Tok::kIdent)
+        return word_expression();
+    if (t.kind != Tok::kSymbol)
+        return literal_token();
+    if (accept_symbol("(")) {
+        ParseNode *inner = expression();
+        if (inner == nullptr || !expect_symbol(")"))
+            return nullptr;
+        return inner;
+    }
+    if (accept_symbol("{"))
+        return escape_clause();
+    fail("expected an expression");
+    return nullptr;
+}
+
+// A primary that is one token: a literal, a parameter marker or a quoted
+// name. Out of line: its texts take no room in the frames the parser
+// recurses through.
+[[gnu::noinline]] ParseNode *Parser::literal_token()
+{
+    const Token &t = peek();
     switch (t.kind) {
-    case Tok::kEnd:
-        fail("expected an expression");
-        return nullptr;
     case Tok::kNumber:
-        return number_literal();
+        return number_literal(false);
     case Tok::kString: {
         std::string token = t.text;
         ++pos_;
-        Value *v = MakeLiteral(KX_LITERAL_STRING, token.data(), mem_);
-        // the builder keeps doubled quotes; SQL means one
+        Value *v = must(MakeLiteral(KX_LITERAL_STRING, token.data(), mem_));
+        // the builder keeps doubled quotes (and stops at a zero octet); SQL
+        // means one quote and every octet
         std::string body = string_body(token);
-        if (v != nullptr && body.size() != static_cast<size_t>(v->length)) {
+        if (body.size() != static_cast<size_t>(v->length))
             v = text_value(body);
-        }
         return leaf(v);
     }
     case Tok::kBitString: {
@@ -1492,35 +1684,36 @@ ParseNode *Parser::primary()
         return leaf(v);
     }
     case Tok::kParam: {
+        if (static_cast<size_t>(query_.parameter_count) >= kMaxParameters) {
+            fail_state("54001", "Statement too complex: more than " +
+                                    std::to_string(kMaxParameters) + " parameter markers");
+            return nullptr;
+        }
         ++pos_;
-        ParseNode *marker = MakeDynamic(++query_.parameter_count, mem_);
+        ParseNode *marker = must(MakeDynamic(++query_.parameter_count, mem_));
         query_.parameters.push_back(marker);
         return marker;
     }
     case Tok::kQuotedIdent: {
-        Token at = t;
-        ++pos_;
-        return column_reference(at.text, at);
+        size_t at = pos_++;
+        return column_reference(tokens_[at].text, tokens_[at]);
     }
-    case Tok::kSymbol:
-        if (accept_symbol("(")) {
-            ParseNode *inner = expression();
-            if (inner == nullptr || !expect_symbol(")"))
-                return nullptr;
-            return inner;
-        }
-        if (accept_symbol("{"))
-            return escape_clause();
+    default:
         fail("expected an expression");
         return nullptr;
-    case Tok::kIdent:
-        break;
     }
-    Token at = t;
+}
+
+// A primary that starts with a word: NULL, CASE, CAST, a datetime or
+// interval literal, an SQL-92 form, a function call or a column.
+ParseNode *Parser::word_expression()
+{
+    const Token &t = peek();
+    size_t at = pos_;
     std::string word = upper(t.text);
     if (word == "NULL") {
         ++pos_;
-        return leaf(MakeNull(mem_));
+        return leaf(must(MakeNull(mem_)));
     }
     if (word == "CASE") {
         ++pos_;
@@ -1533,12 +1726,11 @@ ParseNode *Parser::primary()
     if ((word == "DATE" || word == "TIME" || word == "TIMESTAMP") &&
         peek(1).kind == Tok::kString) {
         ++pos_;
-        Token literal = peek();
-        ++pos_;
+        size_t literal_at = pos_++;
         return datetime_literal(word == "DATE"   ? KX_LITERAL_DATE
                                 : word == "TIME" ? KX_LITERAL_TIME
                                                  : KX_LITERAL_TIMESTAMP,
-                                literal);
+                                tokens_[literal_at]);
     }
     if (word == "INTERVAL") {
         ++pos_;
@@ -1550,7 +1742,7 @@ ParseNode *Parser::primary()
         return nullptr;
     if (is_symbol("(", 1)) {
         ++pos_;
-        return function_call(at.text, false);
+        return function_call(at, false);
     }
     ++pos_;
     // t.a is the column a of the row source t
@@ -1558,9 +1750,9 @@ ParseNode *Parser::primary()
         std::string column = name_token();
         if (failed_)
             return nullptr;
-        return column_reference(column, at);
+        return column_reference(column, tokens_[at]);
     }
-    return column_reference(at.text, at);
+    return column_reference(tokens_[at].text, tokens_[at]);
 }
 
 // Finds every column reference's position among the row source's columns.
@@ -1577,10 +1769,30 @@ bool resolve_list(Query &query, intptr_t list_node, ParseError &error)
     return true;
 }
 
+// A chain's operands from left to right: the innermost left operand, then
+// the right operand of each link upwards.
+std::vector<ParseNode *> chain_operands(ParseNode *top)
+{
+    std::vector<ParseNode *> links;
+    ParseNode *n = top;
+    for (; chains_left(n); n = reinterpret_cast<ParseNode *>(n->field[2]))
+        links.push_back(n);
+    std::vector<ParseNode *> operands{n};
+    for (size_t i = links.size(); i-- > 0;)
+        operands.push_back(reinterpret_cast<ParseNode *>(links[i]->field[3]));
+    return operands;
+}
+
 bool resolve_columns(Query &query, ParseNode *node, ParseError &error)
 {
     if (node == nullptr)
         return true;
+    if (chains_left(node)) {
+        for (ParseNode *operand : chain_operands(node))
+            if (!resolve_columns(query, operand, error))
+                return false;
+        return true;
+    }
     auto child = [&](int i) {
         return resolve_columns(query, reinterpret_cast<ParseNode *>(node->field[i]), error);
     };
@@ -1628,22 +1840,23 @@ std::string default_name(ParseNode *node, size_t index)
 
 }  // namespace
 
-Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors)
+Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors,
+                   Statement *timed)
 {
     std::vector<Token> tokens;
     size_t error_at = 0;
-    if (!scan(text, tokens, error_at)) {
+    const char *problem = nullptr;
+    if (!scan(text, tokens, error_at, problem)) {
         post_error(errors, "42000",
-                   ("Syntax error at position " + std::to_string(error_at) +
-                    ": unclosed quote or unknown character")
-                       .c_str());
+                   ("Syntax error at position " + std::to_string(error_at) + ": " + problem).c_str());
         return nullptr;
     }
     auto query = std::make_unique<Query>();
     query->mem = mem;
-    Parser parser(std::move(tokens), mem, *query);
+    Parser parser(std::move(tokens), mem, *query, timed);
     if (!parser.parse_statement()) {
-        post_error(errors, parser.error.sqlstate.c_str(), parser.error.message.c_str());
+        if (!parser.error.posted)
+            post_error(errors, parser.error.sqlstate.c_str(), parser.error.message.c_str());
         return nullptr;
     }
     ParseError error;
@@ -1674,14 +1887,13 @@ Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors)
         }
         resolved = resolved && resolve_columns(*query, key.expression, error);
     }
+    // the row source's own expressions see no columns: a VALUES row cannot
+    // refer to its own columns, nor SERIES' bounds to n
+    Query none;
     for (const auto &row : query->rows)
         for (ParseNode *e : row)
-            if (resolved && !resolve_columns(*query, e, error)) {
-                // a VALUES row cannot refer to its own columns
-                resolved = false;
-            }
+            resolved = resolved && resolve_columns(none, e, error);
     if (resolved && query->series_from != nullptr) {
-        Query none;
         resolved = resolve_columns(none, query->series_from, error) &&
                    resolve_columns(none, query->series_to, error) &&
                    resolve_columns(none, query->series_date, error);

@@ -15,6 +15,7 @@
 #include "driver/convert.h"
 #include "driver/evaluate.h"
 #include "driver/handles.h"
+#include "driver/unicode.h"
 
 namespace kxdrv {
 
@@ -32,7 +33,11 @@ SQLRETURN prepare(Statement *stmt, const std::string &text)
     if (stmt->query_mem == nullptr)
         return post_error(stmt->errors, "HY001", "Memory allocation error");
     stmt->text = text;
-    Query *query = parse_query(text, stmt->query_mem, stmt->errors);
+    // the query time-out and SQLCancel cover the parse too
+    start_deadline(stmt);
+    stmt->state = kStateExecuting;
+    Query *query = parse_query(text, stmt->query_mem, stmt->errors, stmt);
+    stmt->state = kStateIdle;
     if (query == nullptr) {
         kx_mem_release_handle(stmt->query_mem);
         stmt->query_mem = nullptr;
@@ -71,6 +76,7 @@ SQLRETURN execute(Statement *stmt)
         return post_error(stmt->errors, "HY010", "Function sequence error");
     close_cursor(stmt);
     stmt->long_params.assign(static_cast<size_t>(stmt->query->parameter_count), nullptr);
+    stmt->put_decoder = Utf16Decoder{};
     if (stmt->long_mem != nullptr)
         kx_mem_release_handle(stmt->long_mem);
     stmt->long_mem = kx_mem_alloc_handle(stmt->mem);
@@ -80,6 +86,96 @@ SQLRETURN execute(Statement *stmt)
         return SQL_NEED_DATA;
     }
     return run(stmt);
+}
+
+// The octets of one SQLPutData piece: a length, or SQL_NTS for a text
+// ending in a zero character (of its C type's width). -1 for a length that
+// is neither.
+int64_t piece_octets(SQLPOINTER data, SQLLEN length, bool wide)
+{
+    if (length >= 0)
+        return length;
+    if (length != SQL_NTS)
+        return -1;
+    if (!wide)
+        return static_cast<int64_t>(std::strlen(static_cast<const char *>(data)));
+    const uint16_t *units = static_cast<const uint16_t *>(data);
+    size_t n = 0;
+    while (units[n] != 0)
+        ++n;
+    return static_cast<int64_t>(n * 2);
+}
+
+// Appends octets to the parameter's long value, within MaxValueSize.
+SQLRETURN append_long(Statement *stmt, Value *v, const void *octets, size_t count)
+{
+    uint64_t total = static_cast<uint64_t>(long_buffer_length(v->long_buffer)) + count;
+    if (total > stmt->conn->max_value_size)
+        return post_error(stmt->errors, "HY001",
+                          ("Memory allocation error: the parameter's data passes MaxValueSize (" +
+                           std::to_string(stmt->conn->max_value_size) + " octets)")
+                              .c_str());
+    if (count > 0)
+        append_to_long_buffer(v->long_buffer, octets, static_cast<int32_t>(count));
+    v->length = long_buffer_length(v->long_buffer);
+    return SQL_SUCCESS;
+}
+
+// One SQLPutData piece for the parameter the statement waits for. Wide text
+// (SQL_C_WCHAR) is kept as UTF-8; a character split between two pieces is
+// joined by the statement's decoder, and finished in SQLParamData.
+SQLRETURN put_data(Statement *stmt, SQLPOINTER data, SQLLEN length)
+{
+    size_t index = static_cast<size_t>(stmt->need_data_param);
+    const ParamBinding &b = stmt->params[index];
+    Value *&v = stmt->long_params[index];
+    if (length == SQL_NULL_DATA) {
+        v = make_value(stmt->long_mem, VALUE_STRING);
+        if (v == nullptr)
+            return post_error(stmt->errors, "HY001", "Memory allocation error");
+        v->null_flag = -1;
+        stmt->put_decoder = Utf16Decoder{};
+        return SQL_SUCCESS;
+    }
+    SQLSMALLINT c = b.c_type == SQL_C_DEFAULT ? default_c_type(b.sql_type) : b.c_type;
+    bool binary = c == SQL_C_BINARY;
+    bool wide = c == SQL_C_WCHAR;
+    if (v == nullptr || v->long_buffer == nullptr) {
+        LongBuffer *buffer = allocate_long_buffer(stmt->long_mem, 0, 0, stmt->conn->profile,
+                                                  binary ? -4 : -1);
+        if (buffer == nullptr)
+            return post_error(stmt->errors, "HY001", "Memory allocation error: no long-data file");
+        v = make_value(stmt->long_mem, binary ? VALUE_LONG_BINARY : VALUE_LONG_STRING);
+        if (v == nullptr)
+            return post_error(stmt->errors, "HY001", "Memory allocation error");
+        v->long_buffer = buffer;
+    }
+    if (data == nullptr)
+        return length == 0 ? SQL_SUCCESS : post_error(stmt->errors, "HY009", "Invalid use of null pointer");
+    int64_t octets = piece_octets(data, length, wide);
+    if (octets < 0)
+        return post_error(stmt->errors, "HY090", "Invalid string or buffer length");
+    if (static_cast<uint64_t>(octets) > stmt->conn->max_value_size)
+        return append_long(stmt, v, data, static_cast<size_t>(octets));  // refused there
+    if (!wide)
+        return append_long(stmt, v, data, static_cast<size_t>(octets));
+    std::string text;
+    stmt->put_decoder.feed_octets(data, static_cast<size_t>(octets), text);
+    return append_long(stmt, v, text.data(), text.size());
+}
+
+// Ends the data of the parameter SQLPutData filled: a character left
+// unfinished by the last piece becomes U+FFFD.
+SQLRETURN finish_put_data(Statement *stmt)
+{
+    std::string tail;
+    stmt->put_decoder.finish(tail);
+    if (tail.empty() || stmt->need_data_param < 0)
+        return SQL_SUCCESS;
+    Value *v = stmt->long_params[static_cast<size_t>(stmt->need_data_param)];
+    if (v == nullptr || v->long_buffer == nullptr)
+        return SQL_SUCCESS;
+    return append_long(stmt, v, tail.data(), tail.size());
 }
 
 }  // namespace
@@ -125,7 +221,10 @@ KXDRV_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR *text, SQLINT
                static_cast<int>(SQL_NTS));
     if (prepare(stmt, sql) != SQL_SUCCESS)
         return SQL_ERROR;
-    return execute(stmt);
+    stmt->keep_deadline = true;
+    SQLRETURN rc = execute(stmt);
+    stmt->keep_deadline = false;
+    return rc;
 }
 
 KXDRV_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number,
@@ -179,6 +278,8 @@ KXDRV_API SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER *value)
     begin_call(stmt->errors, 0);
     if (stmt->state != kStateNeedData)
         return post_error(stmt->errors, "HY010", "Function sequence error");
+    if (finish_put_data(stmt) != SQL_SUCCESS)
+        return SQL_ERROR;
     int next = next_data_at_exec(stmt, stmt->need_data_param);
     if (next >= 0) {
         stmt->need_data_param = next;
@@ -201,76 +302,7 @@ KXDRV_API SQLRETURN SQL_API SQLPutData(SQLHSTMT handle, SQLPOINTER data, SQLLEN 
     begin_call(stmt->errors, 0);
     if (stmt->state != kStateNeedData || stmt->need_data_param < 0)
         return post_error(stmt->errors, "HY010", "Function sequence error");
-    size_t index = static_cast<size_t>(stmt->need_data_param);
-    const ParamBinding &b = stmt->params[index];
-    Value *&v = stmt->long_params[index];
-    if (length == SQL_NULL_DATA) {
-        v = make_value(stmt->long_mem, VALUE_STRING);
-        if (v == nullptr)
-            return post_error(stmt->errors, "HY001", "Memory allocation error");
-        v->null_flag = -1;
-        return SQL_SUCCESS;
-    }
-    SQLSMALLINT c = b.c_type == SQL_C_DEFAULT ? default_c_type(b.sql_type) : b.c_type;
-    bool binary = c == SQL_C_BINARY;
-    if (v == nullptr || v->long_buffer == nullptr) {
-        LongBuffer *buffer = allocate_long_buffer(stmt->long_mem, 0, 0, stmt->conn->profile,
-                                                  binary ? -4 : -1);
-        if (buffer == nullptr)
-            return post_error(stmt->errors, "HY001", "Memory allocation error: no long-data file");
-        v = make_value(stmt->long_mem, binary ? VALUE_LONG_BINARY : VALUE_LONG_STRING);
-        if (v == nullptr)
-            return post_error(stmt->errors, "HY001", "Memory allocation error");
-        v->long_buffer = buffer;
-    }
-    if (data == nullptr)
-        return length == 0 ? SQL_SUCCESS : post_error(stmt->errors, "HY009", "Invalid use of null pointer");
-    size_t octets = 0;
-    if (length == SQL_NTS)
-        octets = c == SQL_C_WCHAR ? [&] {
-            const uint16_t *w = static_cast<const uint16_t *>(data);
-            size_t n = 0;
-            while (w[n] != 0)
-                ++n;
-            return n * 2;
-        }()
-                                  : std::strlen(static_cast<const char *>(data));
-    else if (length < 0)
-        return post_error(stmt->errors, "HY090", "Invalid string or buffer length");
-    else
-        octets = static_cast<size_t>(length);
-    if (c == SQL_C_WCHAR) {
-        // wide text is kept as UTF-8 octets
-        const uint16_t *units = static_cast<const uint16_t *>(data);
-        std::string text;
-        for (size_t i = 0; i < octets / 2; ++i) {
-            uint32_t u = units[i];
-            if (u >= 0xD800 && u < 0xDC00 && i + 1 < octets / 2) {
-                u = 0x10000 + ((u - 0xD800) << 10) + (units[i + 1] - 0xDC00u);
-                ++i;
-            }
-            if (u < 0x80) {
-                text += static_cast<char>(u);
-            } else if (u < 0x800) {
-                text += static_cast<char>(0xC0 | (u >> 6));
-                text += static_cast<char>(0x80 | (u & 0x3F));
-            } else if (u < 0x10000) {
-                text += static_cast<char>(0xE0 | (u >> 12));
-                text += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-                text += static_cast<char>(0x80 | (u & 0x3F));
-            } else {
-                text += static_cast<char>(0xF0 | (u >> 18));
-                text += static_cast<char>(0x80 | ((u >> 12) & 0x3F));
-                text += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-                text += static_cast<char>(0x80 | (u & 0x3F));
-            }
-        }
-        append_to_long_buffer(v->long_buffer, text.data(), static_cast<int32_t>(text.size()));
-    } else {
-        append_to_long_buffer(v->long_buffer, data, static_cast<int32_t>(octets));
-    }
-    v->length = long_buffer_length(v->long_buffer);
-    return SQL_SUCCESS;
+    return put_data(stmt, data, length);
 }
 
 KXDRV_API SQLRETURN SQL_API SQLCancel(SQLHSTMT handle)
@@ -289,6 +321,7 @@ KXDRV_API SQLRETURN SQL_API SQLCancel(SQLHSTMT handle)
         begin_call(stmt->errors, 0);
         stmt->state = kStatePrepared;
         stmt->need_data_param = -1;
+        stmt->put_decoder = Utf16Decoder{};
         return SQL_SUCCESS;
     }
     // nothing runs: an ODBC 2 application's cancel closes the cursor, an
