@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "driver/entry.h"
 #include "driver/handles.h"
 #include "driver/query.h"
 
@@ -144,20 +145,18 @@ KXDRV_API SQLRETURN SQL_API SQLConnect(SQLHDBC handle, SQLCHAR *dsn, SQLSMALLINT
                                        SQLCHAR *user, SQLSMALLINT user_length, SQLCHAR *password,
                                        SQLSMALLINT password_length)
 {
-    auto *conn = static_cast<Connection *>(handle);
-    if (conn == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(conn->errors, 0);
-    ConnectionString app;
-    init_con_str(&app);
-    append_pair(&app, "DSN", counted(dsn, dsn_length).c_str(), conn->mem_handle);
-    std::string uid = counted(user, user_length);
-    if (!uid.empty())
-        append_pair(&app, "UID", uid.c_str(), conn->mem_handle);
-    std::string pwd = counted(password, password_length);
-    if (!pwd.empty())
-        append_pair(&app, "PWD", pwd.c_str(), conn->mem_handle);
-    return finish(conn->errors, open_connection(conn, app, nullptr));
+    return connection_entry(handle, [&](Connection *conn) {
+        ConnectionString app;
+        init_con_str(&app);
+        append_pair(&app, "DSN", counted(dsn, dsn_length).c_str(), conn->mem_handle);
+        std::string uid = counted(user, user_length);
+        if (!uid.empty())
+            append_pair(&app, "UID", uid.c_str(), conn->mem_handle);
+        std::string pwd = counted(password, password_length);
+        if (!pwd.empty())
+            append_pair(&app, "PWD", pwd.c_str(), conn->mem_handle);
+        return open_connection(conn, app, nullptr);
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLDriverConnect(SQLHDBC handle, SQLHWND, SQLCHAR *in,
@@ -165,136 +164,130 @@ KXDRV_API SQLRETURN SQL_API SQLDriverConnect(SQLHDBC handle, SQLHWND, SQLCHAR *i
                                              SQLSMALLINT out_length, SQLSMALLINT *out_written,
                                              SQLUSMALLINT)
 {
-    auto *conn = static_cast<Connection *>(handle);
-    if (conn == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(conn->errors, 0);
-    std::string text = counted(in, in_length);
-    ConnectionString app;
-    init_con_str(&app);
-    parse_connection_string(&app, conn->mem_handle, text.c_str(), static_cast<int32_t>(text.size()), 0);
-    std::string completed;
-    SQLRETURN rc = open_connection(conn, app, &completed);
-    if (rc != SQL_SUCCESS)
-        return rc;
-    rc = return_string(conn->errors, completed, out, out_length, out_written);
-    return finish(conn->errors, rc);
+    return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
+        std::string text = counted(in, in_length);
+        ConnectionString app;
+        init_con_str(&app);
+        parse_connection_string(&app, conn->mem_handle, text.c_str(), static_cast<int32_t>(text.size()), 0);
+        std::string completed;
+        SQLRETURN rc = open_connection(conn, app, &completed);
+        if (rc != SQL_SUCCESS)
+            return rc;
+        return return_string(conn->errors, completed, out, out_length, out_written);
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLDisconnect(SQLHDBC handle)
 {
-    auto *conn = static_cast<Connection *>(handle);
-    if (conn == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(conn->errors, 0);
-    trace_call(conn, "SQLDisconnect", "%p", static_cast<void *>(conn));
-    while (!conn->statements.empty())
-        free_statement(conn->statements.back());
-    conn->connected = false;
-    conn->trace = false;
-    return SQL_SUCCESS;
+    return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
+        trace_call(conn, "SQLDisconnect", "%p", static_cast<void *>(conn));
+        // a statement still in a call on another thread keeps the
+        // connection open
+        for (Statement *stmt : conn->statements) {
+            if (!stmt->call_lock.try_lock())
+                return post_error(conn->errors, "HY010", "Function sequence error");
+            stmt->call_lock.unlock();
+        }
+        while (!conn->statements.empty())
+            free_statement(conn->statements.back());
+        conn->connected = false;
+        conn->trace = false;
+        return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
                                               SQLINTEGER)
 {
-    auto *conn = static_cast<Connection *>(handle);
-    if (conn == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(conn->errors, 0);
-    SQLUINTEGER word = static_cast<SQLUINTEGER>(reinterpret_cast<uintptr_t>(value));
-    switch (attribute) {
-    case SQL_ATTR_AUTOCOMMIT:
-        conn->autocommit = word;
-        return SQL_SUCCESS;
-    case SQL_ATTR_LOGIN_TIMEOUT:
-        conn->login_timeout = word;
-        return SQL_SUCCESS;
-    case SQL_ATTR_ACCESS_MODE:
-    case SQL_ATTR_CONNECTION_TIMEOUT:
-    case SQL_ATTR_TXN_ISOLATION:
-    case SQL_ATTR_ODBC_CURSORS:
-    case SQL_ATTR_PACKET_SIZE:
-    case SQL_ATTR_QUIET_MODE:
-    case SQL_ATTR_TRACE:
-    case SQL_ATTR_TRACEFILE:
-    case SQL_ATTR_CURRENT_CATALOG:
-        return SQL_SUCCESS;
-    default:
-        return post_error(conn->errors, "HY092", "Invalid attribute/option identifier");
-    }
+    return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
+        SQLUINTEGER word = static_cast<SQLUINTEGER>(reinterpret_cast<uintptr_t>(value));
+        switch (attribute) {
+        case SQL_ATTR_AUTOCOMMIT:
+            conn->autocommit = word;
+            return SQL_SUCCESS;
+        case SQL_ATTR_LOGIN_TIMEOUT:
+            conn->login_timeout = word;
+            return SQL_SUCCESS;
+        case SQL_ATTR_ACCESS_MODE:
+        case SQL_ATTR_CONNECTION_TIMEOUT:
+        case SQL_ATTR_TXN_ISOLATION:
+        case SQL_ATTR_ODBC_CURSORS:
+        case SQL_ATTR_PACKET_SIZE:
+        case SQL_ATTR_QUIET_MODE:
+        case SQL_ATTR_TRACE:
+        case SQL_ATTR_TRACEFILE:
+        case SQL_ATTR_CURRENT_CATALOG:
+            return SQL_SUCCESS;
+        default:
+            return post_error(conn->errors, "HY092", "Invalid attribute/option identifier");
+        }
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLGetConnectAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
                                               SQLINTEGER buffer_length, SQLINTEGER *length)
 {
-    auto *conn = static_cast<Connection *>(handle);
-    if (conn == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(conn->errors, 0);
-    SQLUINTEGER answer = 0;
-    switch (attribute) {
-    case SQL_ATTR_AUTOCOMMIT:
-        answer = conn->autocommit;
-        break;
-    case SQL_ATTR_LOGIN_TIMEOUT:
-        answer = conn->login_timeout;
-        break;
-    case SQL_ATTR_ACCESS_MODE:
-        answer = SQL_MODE_READ_ONLY;
-        break;
-    case SQL_ATTR_TXN_ISOLATION:
-        answer = 0;
-        break;
-    case SQL_ATTR_CONNECTION_DEAD:
-        answer = conn->connected ? SQL_CD_FALSE : SQL_CD_TRUE;
-        break;
-    case SQL_ATTR_CURRENT_CATALOG:
-        return finish(conn->errors, return_string_int(conn->errors, conn->database_name, value,
-                                                      buffer_length, length));
-    default:
-        return post_error(conn->errors, "HY092", "Invalid attribute/option identifier");
-    }
-    if (value != nullptr)
-        *static_cast<SQLUINTEGER *>(value) = answer;
-    if (length != nullptr)
-        *length = sizeof answer;
-    return SQL_SUCCESS;
+    return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
+        SQLUINTEGER answer = 0;
+        switch (attribute) {
+        case SQL_ATTR_AUTOCOMMIT:
+            answer = conn->autocommit;
+            break;
+        case SQL_ATTR_LOGIN_TIMEOUT:
+            answer = conn->login_timeout;
+            break;
+        case SQL_ATTR_ACCESS_MODE:
+            answer = SQL_MODE_READ_ONLY;
+            break;
+        case SQL_ATTR_TXN_ISOLATION:
+            answer = 0;
+            break;
+        case SQL_ATTR_CONNECTION_DEAD:
+            answer = conn->connected ? SQL_CD_FALSE : SQL_CD_TRUE;
+            break;
+        case SQL_ATTR_CURRENT_CATALOG:
+            return return_string_int(conn->errors, conn->database_name, value, buffer_length, length);
+        default:
+            return post_error(conn->errors, "HY092", "Invalid attribute/option identifier");
+        }
+        if (value != nullptr)
+            *static_cast<SQLUINTEGER *>(value) = answer;
+        if (length != nullptr)
+            *length = sizeof answer;
+        return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLNativeSql(SQLHDBC handle, SQLCHAR *in, SQLINTEGER in_length,
                                          SQLCHAR *out, SQLINTEGER out_length, SQLINTEGER *out_written)
 {
-    auto *conn = static_cast<Connection *>(handle);
-    if (conn == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(conn->errors, 0);
-    std::string text = app_string(in, in_length);
-    MemHandle *mem = kx_mem_alloc_handle(conn->mem_handle);
-    if (mem == nullptr)
-        return post_error(conn->errors, "HY001", "Memory allocation error");
-    std::unique_ptr<Query> query(parse_query(text, mem, conn->errors));
-    SQLRETURN rc = SQL_ERROR;
-    if (query) {
+    return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
+        std::string text = app_string(in, in_length);
+        MemHandle *mem = kx_mem_alloc_handle(conn->mem_handle);
+        if (mem == nullptr)
+            return post_error(conn->errors, "HY001", "Memory allocation error");
+        // the parse tree lives in mem, released however the printing ends
+        std::unique_ptr<MemHandle, void (*)(MemHandle *)> tree_memory(
+            mem, [](MemHandle *m) { kx_mem_release_handle(m); });
+        std::unique_ptr<Query> query(parse_query(text, mem, conn->errors));
+        if (!query)
+            return SQL_ERROR;
         std::string printed = print_query(*query);
         // the printer leads with a space; the application gets the statement
         size_t first = printed.find_first_not_of(' ');
         printed = first == std::string::npos ? std::string() : printed.substr(first);
-        rc = finish(conn->errors, return_string_int(conn->errors, printed, out, out_length, out_written));
-    }
-    query.reset();
-    kx_mem_release_handle(mem);
-    return rc;
+        return return_string_int(conn->errors, printed, out, out_length, out_written);
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLEndTran(SQLSMALLINT handle_type, SQLHANDLE handle, SQLSMALLINT)
 {
-    if (handle == nullptr)
-        return SQL_INVALID_HANDLE;
     // nothing is ever written: commit and rollback have nothing to do
     if (handle_type == SQL_HANDLE_DBC)
-        begin_call(static_cast<Connection *>(handle)->errors, 0);
-    return SQL_SUCCESS;
+        return connection_entry(handle, [](Connection *) { return SQL_SUCCESS; });
+    if (handle_type == SQL_HANDLE_ENV)
+        return environment_entry(handle, [](Environment *) { return SQL_SUCCESS; });
+    return SQL_INVALID_HANDLE;
 }
 
 KXDRV_API SQLRETURN SQL_API SQLTransact(SQLHENV env, SQLHDBC dbc, SQLUSMALLINT type)

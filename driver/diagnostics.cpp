@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "driver/driver.h"
+#include "driver/entry.h"
 #include "driver/handles.h"
 
 namespace kxdrv {
@@ -93,8 +94,10 @@ SQLRETURN return_string(ErrorHeader *errors, const std::string &text, SQLPOINTER
 {
     SQLINTEGER full = 0;
     SQLRETURN rc = return_string_int(errors, text, buffer, buffer_length, &full);
+    // a text longer than an SQLSMALLINT counts is always cut (the buffer's
+    // length is an SQLSMALLINT too): its length is reported as the largest
     if (length_out != nullptr)
-        *length_out = static_cast<SQLSMALLINT>(full);
+        *length_out = static_cast<SQLSMALLINT>(full > INT16_MAX ? INT16_MAX : full);
     return rc;
 }
 
@@ -104,19 +107,40 @@ using namespace kxdrv;
 
 namespace {
 
-ErrorHeader *header_of(SQLSMALLINT handle_type, SQLHANDLE handle)
+// Runs body on the error header of a handle of the given type, holding the
+// handle's lock; unlike the other entry points, reading diagnostics leaves
+// them in place.
+template <typename Body>
+SQLRETURN with_diagnostics(SQLSMALLINT handle_type, SQLHANDLE handle, Body &&body) noexcept
 {
-    if (handle == nullptr)
-        return nullptr;
-    switch (handle_type) {
-    case SQL_HANDLE_ENV:
-        return static_cast<Environment *>(handle)->errors;
-    case SQL_HANDLE_DBC:
-        return static_cast<Connection *>(handle)->errors;
-    case SQL_HANDLE_STMT:
-        return static_cast<Statement *>(handle)->errors;
-    default:
-        return nullptr;
+    try {
+        switch (handle_type) {
+        case SQL_HANDLE_ENV: {
+            Environment *env = environment_of(handle);
+            if (env == nullptr)
+                return SQL_INVALID_HANDLE;
+            std::lock_guard<std::recursive_mutex> hold(env->lock);
+            return body(env->errors);
+        }
+        case SQL_HANDLE_DBC: {
+            Connection *conn = connection_of(handle);
+            if (conn == nullptr)
+                return SQL_INVALID_HANDLE;
+            std::lock_guard<std::recursive_mutex> hold(conn->lock);
+            return body(conn->errors);
+        }
+        case SQL_HANDLE_STMT: {
+            Statement *stmt = statement_of(handle);
+            if (stmt == nullptr)
+                return SQL_INVALID_HANDLE;
+            std::lock_guard<std::mutex> hold(stmt->call_lock);
+            return body(stmt->errors);
+        }
+        default:
+            return SQL_INVALID_HANDLE;
+        }
+    } catch (...) {
+        return SQL_ERROR;
     }
 }
 
@@ -129,25 +153,24 @@ KXDRV_API SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT handle_type, SQLHANDLE han
                                           SQLINTEGER *native, SQLCHAR *message,
                                           SQLSMALLINT buffer_length, SQLSMALLINT *text_length)
 {
-    ErrorHeader *errors = header_of(handle_type, handle);
-    if (errors == nullptr)
-        return SQL_INVALID_HANDLE;
-    if (buffer_length < 0)
-        return SQL_ERROR;
-    char state[6] = "";
-    int32_t native_code = 0;
-    int16_t length = 0;
-    int16_t rc = GetDiagRec(errors, record, state, &native_code,
-                            reinterpret_cast<char *>(message), buffer_length, &length);
-    if (rc == SQL_SUCCESS || rc == SQL_SUCCESS_WITH_INFO) {
-        if (sqlstate != nullptr)
-            std::memcpy(sqlstate, state, 6);
-        if (native != nullptr)
-            *native = native_code;
-        if (text_length != nullptr)
-            *text_length = length;
-    }
-    return rc;
+    return with_diagnostics(handle_type, handle, [&](ErrorHeader *errors) -> SQLRETURN {
+        if (buffer_length < 0)
+            return SQL_ERROR;
+        char state[6] = "";
+        int32_t native_code = 0;
+        int16_t length = 0;
+        int16_t rc = GetDiagRec(errors, record, state, &native_code,
+                                reinterpret_cast<char *>(message), buffer_length, &length);
+        if (rc == SQL_SUCCESS || rc == SQL_SUCCESS_WITH_INFO) {
+            if (sqlstate != nullptr)
+                std::memcpy(sqlstate, state, 6);
+            if (native != nullptr)
+                *native = native_code;
+            if (text_length != nullptr)
+                *text_length = length;
+        }
+        return rc;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT handle_type, SQLHANDLE handle,
@@ -155,66 +178,65 @@ KXDRV_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT handle_type, SQLHANDLE h
                                             SQLPOINTER value, SQLSMALLINT buffer_length,
                                             SQLSMALLINT *string_length)
 {
-    ErrorHeader *errors = header_of(handle_type, handle);
-    if (errors == nullptr)
-        return SQL_INVALID_HANDLE;
-    // the library stores integer fields as one 32-bit word; ODBC gives some
-    // of them other widths
-    int32_t word = 0;
-    bool integer = field == SQL_DIAG_RETURNCODE || field == SQL_DIAG_NUMBER ||
-                   field == SQL_DIAG_ROW_COUNT || field == SQL_DIAG_DYNAMIC_FUNCTION_CODE ||
-                   field == SQL_DIAG_CURSOR_ROW_COUNT || field == SQL_DIAG_NATIVE ||
-                   field == SQL_DIAG_ROW_NUMBER || field == SQL_DIAG_COLUMN_NUMBER;
-    int16_t rc = GetDiagField(handle_type, errors, record, field, integer ? &word : value,
-                              buffer_length, string_length);
-    if (integer && rc == SQL_SUCCESS && value != nullptr) {
-        switch (field) {
-        case SQL_DIAG_RETURNCODE:
-            *static_cast<SQLRETURN *>(value) = static_cast<SQLRETURN>(word);
-            break;
-        case SQL_DIAG_ROW_COUNT:
-        case SQL_DIAG_CURSOR_ROW_COUNT:
-        case SQL_DIAG_ROW_NUMBER:
-            *static_cast<SQLLEN *>(value) = word;
-            break;
-        default:
-            *static_cast<SQLINTEGER *>(value) = word;
-            break;
+    return with_diagnostics(handle_type, handle, [&](ErrorHeader *errors) -> SQLRETURN {
+        // the library stores integer fields as one 32-bit word; ODBC gives
+        // some of them other widths
+        int32_t word = 0;
+        bool integer = field == SQL_DIAG_RETURNCODE || field == SQL_DIAG_NUMBER ||
+                       field == SQL_DIAG_ROW_COUNT || field == SQL_DIAG_DYNAMIC_FUNCTION_CODE ||
+                       field == SQL_DIAG_CURSOR_ROW_COUNT || field == SQL_DIAG_NATIVE ||
+                       field == SQL_DIAG_ROW_NUMBER || field == SQL_DIAG_COLUMN_NUMBER;
+        int16_t rc = GetDiagField(handle_type, errors, record, field, integer ? &word : value,
+                                  buffer_length, string_length);
+        if (integer && rc == SQL_SUCCESS && value != nullptr) {
+            switch (field) {
+            case SQL_DIAG_RETURNCODE:
+                *static_cast<SQLRETURN *>(value) = static_cast<SQLRETURN>(word);
+                break;
+            case SQL_DIAG_ROW_COUNT:
+            case SQL_DIAG_CURSOR_ROW_COUNT:
+            case SQL_DIAG_ROW_NUMBER:
+                *static_cast<SQLLEN *>(value) = word;
+                break;
+            default:
+                *static_cast<SQLINTEGER *>(value) = word;
+                break;
+            }
         }
-    }
-    return rc;
+        return rc;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLError(SQLHENV env, SQLHDBC dbc, SQLHSTMT stmt, SQLCHAR *sqlstate,
                                      SQLINTEGER *native, SQLCHAR *message,
                                      SQLSMALLINT buffer_length, SQLSMALLINT *text_length)
 {
-    ErrorHeader *errors = stmt != nullptr  ? static_cast<Statement *>(stmt)->errors
-                          : dbc != nullptr ? static_cast<Connection *>(dbc)->errors
-                          : env != nullptr ? static_cast<Environment *>(env)->errors
-                                           : nullptr;
-    if (errors == nullptr)
-        return SQL_INVALID_HANDLE;
-    // SQLError hands out each record once: the oldest, which is then dropped
-    if (errors->first == nullptr)
-        return SQL_NO_DATA;
-    char state[6] = "";
-    int32_t native_code = 0;
-    int16_t length = 0;
-    int16_t rc = GetDiagRec(errors, 1, state, &native_code, reinterpret_cast<char *>(message),
-                            buffer_length, &length);
-    if (sqlstate != nullptr)
-        std::memcpy(sqlstate, state, 6);
-    if (native != nullptr)
-        *native = native_code;
-    if (text_length != nullptr)
-        *text_length = length;
-    DiagRecord *oldest = errors->first;
-    errors->first = oldest->next;
-    if (errors->last == oldest)
-        errors->last = nullptr;
-    errors->record_count--;
-    return rc;
+    SQLSMALLINT type = stmt != nullptr ? SQL_HANDLE_STMT : dbc != nullptr ? SQL_HANDLE_DBC : SQL_HANDLE_ENV;
+    SQLHANDLE handle = stmt != nullptr ? stmt : dbc != nullptr ? dbc : env;
+    return with_diagnostics(type, handle, [&](ErrorHeader *errors) -> SQLRETURN {
+        // SQLError hands out each record once: the oldest, which is then dropped
+        if (errors->first == nullptr)
+            return SQL_NO_DATA;
+        if (buffer_length < 0)
+            return SQL_ERROR;
+        char state[6] = "";
+        int32_t native_code = 0;
+        int16_t length = 0;
+        int16_t rc = GetDiagRec(errors, 1, state, &native_code, reinterpret_cast<char *>(message),
+                                buffer_length, &length);
+        if (sqlstate != nullptr)
+            std::memcpy(sqlstate, state, 6);
+        if (native != nullptr)
+            *native = native_code;
+        if (text_length != nullptr)
+            *text_length = length;
+        DiagRecord *oldest = errors->first;
+        errors->first = oldest->next;
+        if (errors->last == oldest)
+            errors->last = nullptr;
+        errors->record_count--;
+        return rc;
+    });
 }
 
 }  // extern "C"

@@ -40,12 +40,27 @@ inline constexpr size_t kDefaultMaxValueSize = 256u << 20;
 inline constexpr size_t kDefaultMaxSortMemory = 256u << 20;
 inline constexpr size_t kLargestValueSize = 0x7FFFFFFE;
 
+// Each record carries a mark of its type while it lives, so that an entry
+// point given a null, freed or wrong kind of handle answers
+// SQL_INVALID_HANDLE rather than reading it as another record.
+inline constexpr uint32_t kEnvironmentMark = 0x4B58454E;  // "KXEN"
+inline constexpr uint32_t kConnectionMark = 0x4B584443;   // "KXDC"
+inline constexpr uint32_t kStatementMark = 0x4B585354;    // "KXST"
+
 struct Environment : DriverEnvironment {
+    uint32_t mark = kEnvironmentMark;
     MemHandle *mem = nullptr;
     ErrorHeader *errors = nullptr;
+    std::recursive_mutex lock;   // held by the ODBC call running on it
 };
 
 struct Connection : DriverConnection {
+    uint32_t mark = kConnectionMark;
+    // Held by the ODBC call running on the connection, and by a statement's
+    // call while it touches what the connection's statements share (the
+    // connection's memory handle, its statement list, cursor names and
+    // profile handle).
+    std::recursive_mutex lock;
     Environment *env = nullptr;
     bool connected = false;
     std::string dsn;             // the data source named at connect time
@@ -92,6 +107,7 @@ inline constexpr uint32_t kStateFetching = 3;
 inline constexpr uint32_t kStateNeedData = 4;
 
 struct Statement : DriverStatement {
+    uint32_t mark = kStatementMark;
     Connection *conn = nullptr;
     MemHandle *mem = nullptr;         // the statement's own handle
     MemHandle *query_mem = nullptr;   // the parse tree of the prepared text

@@ -7,8 +7,11 @@
 // of handles.h. Each handle owns a library memory handle, a child of its
 // parent's (the environment's is a root), and an error header made in it
 // that takes the application's ODBC version from the environment.
+#include <cstdio>
 #include <cstring>
+#include <exception>
 
+#include "driver/entry.h"
 #include "driver/handles.h"
 #include "driver/query.h"
 
@@ -33,6 +36,7 @@ Environment *new_environment()
 void free_environment(Environment *env)
 {
     kx_mem_release_handle(env->mem);
+    env->mark = 0;
     delete env;
 }
 
@@ -55,6 +59,8 @@ int32_t read_long(LongBuffer *buffer, void *destination, int32_t size, int32_t *
 
 Connection *new_connection(Environment *env)
 {
+    // the connection's memory hangs from the environment's
+    std::lock_guard<std::recursive_mutex> hold(env->lock);
     auto *conn = new Connection();
     conn->kind = KX_KIND_CONNECTION;
     conn->env = env;
@@ -74,16 +80,25 @@ Connection *new_connection(Environment *env)
 
 void free_connection(Connection *conn)
 {
-    while (!conn->statements.empty())
-        free_statement(conn->statements.back());
-    if (conn->profile != nullptr)
-        close_registry(conn->profile);
+    Environment *env = conn->env;
+    {
+        std::lock_guard<std::recursive_mutex> hold(conn->lock);
+        while (!conn->statements.empty())
+            free_statement(conn->statements.back());
+        if (conn->profile != nullptr)
+            close_registry(conn->profile);
+        conn->profile = nullptr;
+    }
+    std::lock_guard<std::recursive_mutex> hold(env->lock);
     kx_mem_release_handle(conn->mem_handle);
+    conn->mark = 0;
     delete conn;
 }
 
 Statement *new_statement(Connection *conn)
 {
+    std::lock_guard<std::recursive_mutex> hold(conn->lock);
+    conn->statements.reserve(conn->statements.size() + 1);  // no failure after the handle is made
     auto *stmt = new Statement();
     stmt->kind = KX_KIND_STATEMENT;
     stmt->conn = conn;
@@ -135,17 +150,55 @@ void drop_query(Statement *stmt)
 
 void free_statement(Statement *stmt)
 {
+    Connection *conn = stmt->conn;
+    // the statement's memory hangs from the connection's, which the
+    // connection's other statements share
+    std::lock_guard<std::recursive_mutex> hold(conn->lock);
     drop_query(stmt);
     if (stmt->cursor_name[0] != '\0')
         remove_cursor_name(stmt, stmt->cursor_name);
-    Connection *conn = stmt->conn;
     for (size_t i = 0; i < conn->statements.size(); ++i)
         if (conn->statements[i] == stmt) {
             conn->statements.erase(conn->statements.begin() + static_cast<long>(i));
             break;
         }
     kx_mem_release_handle(stmt->mem);
+    stmt->mark = 0;
     delete stmt;
+}
+
+Environment *environment_of(SQLHANDLE handle)
+{
+    auto *env = static_cast<Environment *>(handle);
+    return env != nullptr && env->mark == kEnvironmentMark ? env : nullptr;
+}
+
+Connection *connection_of(SQLHANDLE handle)
+{
+    auto *conn = static_cast<Connection *>(handle);
+    return conn != nullptr && conn->mark == kConnectionMark ? conn : nullptr;
+}
+
+Statement *statement_of(SQLHANDLE handle)
+{
+    auto *stmt = static_cast<Statement *>(handle);
+    return stmt != nullptr && stmt->mark == kStatementMark ? stmt : nullptr;
+}
+
+SQLRETURN exception_posted(ErrorHeader *errors) noexcept
+{
+    try {
+        throw;
+    } catch (const std::bad_alloc &) {
+        return post_error(errors, "HY001", "Memory allocation error");
+    } catch (const std::exception &e) {
+        // the message is built without allocating: memory may be short
+        char message[160];
+        std::snprintf(message, sizeof message, "General error: %s", e.what());
+        return post_error(errors, "HY000", message);
+    } catch (...) {
+        return post_error(errors, "HY000", "General error");
+    }
 }
 
 }  // namespace kxdrv
@@ -156,37 +209,39 @@ extern "C" {
 
 KXDRV_API SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE *output)
 {
-    if (output == nullptr)
-        return SQL_ERROR;
     switch (type) {
     case SQL_HANDLE_ENV: {
-        Environment *env = new_environment();
+        if (output == nullptr)
+            return SQL_ERROR;
+        Environment *env = nullptr;
+        try {
+            env = new_environment();
+        } catch (...) {
+            env = nullptr;  // an environment has no diagnostics to post to yet
+        }
         *output = env;
         return env != nullptr ? SQL_SUCCESS : SQL_ERROR;
     }
-    case SQL_HANDLE_DBC: {
-        auto *env = static_cast<Environment *>(input);
-        if (env == nullptr)
-            return SQL_INVALID_HANDLE;
-        begin_call(env->errors, 0);
-        Connection *conn = new_connection(env);
-        *output = conn;
-        return conn != nullptr ? SQL_SUCCESS : post_error(env->errors, "HY001", "Memory allocation error");
-    }
-    case SQL_HANDLE_STMT: {
-        auto *conn = static_cast<Connection *>(input);
-        if (conn == nullptr)
-            return SQL_INVALID_HANDLE;
-        begin_call(conn->errors, 0);
-        if (!conn->connected) {
+    case SQL_HANDLE_DBC:
+        return environment_entry(input, [&](Environment *env) -> SQLRETURN {
+            if (output == nullptr)
+                return post_error(env->errors, "HY009", "Invalid use of null pointer");
+            Connection *conn = new_connection(env);
+            *output = conn;
+            return conn != nullptr ? SQL_SUCCESS : post_error(env->errors, "HY001", "Memory allocation error");
+        });
+    case SQL_HANDLE_STMT:
+        return connection_entry(input, [&](Connection *conn) -> SQLRETURN {
+            if (output == nullptr)
+                return post_error(conn->errors, "HY009", "Invalid use of null pointer");
             *output = SQL_NULL_HSTMT;
-            return post_error(conn->errors, "08003", "Connection not open");
-        }
-        Statement *stmt = new_statement(conn);
-        *output = stmt;
-        trace_call(conn, "SQLAllocHandle", "statement %p", static_cast<void *>(stmt));
-        return stmt != nullptr ? SQL_SUCCESS : post_error(conn->errors, "HY001", "Memory allocation error");
-    }
+            if (!conn->connected)
+                return post_error(conn->errors, "08003", "Connection not open");
+            Statement *stmt = new_statement(conn);
+            *output = stmt;
+            trace_call(conn, "SQLAllocHandle", "statement %p", static_cast<void *>(stmt));
+            return stmt != nullptr ? SQL_SUCCESS : post_error(conn->errors, "HY001", "Memory allocation error");
+        });
     default:
         return SQL_ERROR;
     }
@@ -194,24 +249,39 @@ KXDRV_API SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQ
 
 KXDRV_API SQLRETURN SQL_API SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle)
 {
-    if (handle == nullptr)
-        return SQL_INVALID_HANDLE;
     switch (type) {
-    case SQL_HANDLE_ENV:
-        free_environment(static_cast<Environment *>(handle));
+    case SQL_HANDLE_ENV: {
+        Environment *env = environment_of(handle);
+        if (env == nullptr)
+            return SQL_INVALID_HANDLE;
+        free_environment(env);
         return SQL_SUCCESS;
+    }
     case SQL_HANDLE_DBC: {
-        auto *conn = static_cast<Connection *>(handle);
-        if (conn->connected) {
+        Connection *conn = connection_of(handle);
+        if (conn == nullptr)
+            return SQL_INVALID_HANDLE;
+        {
+            std::lock_guard<std::recursive_mutex> hold(conn->lock);
             begin_call(conn->errors, 0);
-            return post_error(conn->errors, "HY010", "Function sequence error");
+            if (conn->connected)
+                return post_error(conn->errors, "HY010", "Function sequence error");
         }
         free_connection(conn);
         return SQL_SUCCESS;
     }
-    case SQL_HANDLE_STMT:
-        free_statement(static_cast<Statement *>(handle));
+    case SQL_HANDLE_STMT: {
+        Statement *stmt = statement_of(handle);
+        if (stmt == nullptr)
+            return SQL_INVALID_HANDLE;
+        // a call still running on the statement in another thread ends
+        // first; later calls find the handle gone
+        stmt->call_lock.lock();
+        stmt->mark = 0;
+        stmt->call_lock.unlock();
+        free_statement(stmt);
         return SQL_SUCCESS;
+    }
     default:
         return SQL_ERROR;
     }
@@ -244,80 +314,71 @@ KXDRV_API SQLRETURN SQL_API SQLFreeConnect(SQLHDBC dbc)
 
 KXDRV_API SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option)
 {
-    auto *stmt = static_cast<Statement *>(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    if (option == SQL_DROP) {
-        free_statement(stmt);
-        return SQL_SUCCESS;
-    }
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    switch (option) {
-    case SQL_CLOSE:
-        close_cursor(stmt);
-        return SQL_SUCCESS;
-    case SQL_UNBIND:
-        stmt->columns.clear();
-        return SQL_SUCCESS;
-    case SQL_RESET_PARAMS:
-        stmt->params.clear();
-        return SQL_SUCCESS;
-    default:
-        return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
-    }
+    if (option == SQL_DROP)
+        return SQLFreeHandle(SQL_HANDLE_STMT, handle);
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        switch (option) {
+        case SQL_CLOSE:
+            close_cursor(stmt);
+            return SQL_SUCCESS;
+        case SQL_UNBIND:
+            stmt->columns.clear();
+            return SQL_SUCCESS;
+        case SQL_RESET_PARAMS:
+            stmt->params.clear();
+            return SQL_SUCCESS;
+        default:
+            return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
+        }
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value,
                                           SQLINTEGER)
 {
-    auto *env = static_cast<Environment *>(handle);
-    if (env == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(env->errors, 0);
-    switch (attribute) {
-    case SQL_ATTR_ODBC_VERSION: {
-        SQLINTEGER version = static_cast<SQLINTEGER>(reinterpret_cast<intptr_t>(value));
-        // an ODBC 2 application gets the ODBC 2 states and type numbers
-        env->odbc_version = version == SQL_OV_ODBC2 ? 2 : 3;
-        env->errors->odbc_version = env->odbc_version;
-        return SQL_SUCCESS;
-    }
-    case SQL_ATTR_OUTPUT_NTS:
-    case SQL_ATTR_CONNECTION_POOLING:
-    case SQL_ATTR_CP_MATCH:
-        return SQL_SUCCESS;
-    default:
-        return post_error(env->errors, "HY092", "Invalid attribute/option identifier");
-    }
+    return environment_entry(handle, [&](Environment *env) -> SQLRETURN {
+        switch (attribute) {
+        case SQL_ATTR_ODBC_VERSION: {
+            SQLINTEGER version = static_cast<SQLINTEGER>(reinterpret_cast<intptr_t>(value));
+            // an ODBC 2 application gets the ODBC 2 states and type numbers
+            env->odbc_version = version == SQL_OV_ODBC2 ? 2 : 3;
+            env->errors->odbc_version = env->odbc_version;
+            return SQL_SUCCESS;
+        }
+        case SQL_ATTR_OUTPUT_NTS:
+        case SQL_ATTR_CONNECTION_POOLING:
+        case SQL_ATTR_CP_MATCH:
+            return SQL_SUCCESS;
+        default:
+            return post_error(env->errors, "HY092", "Invalid attribute/option identifier");
+        }
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLGetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value,
                                           SQLINTEGER, SQLINTEGER *length)
 {
-    auto *env = static_cast<Environment *>(handle);
-    if (env == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(env->errors, 0);
-    SQLINTEGER answer = 0;
-    switch (attribute) {
-    case SQL_ATTR_ODBC_VERSION:
-        answer = env->odbc_version == 3 ? SQL_OV_ODBC3 : SQL_OV_ODBC2;
-        break;
-    case SQL_ATTR_OUTPUT_NTS:
-        answer = SQL_TRUE;
-        break;
-    case SQL_ATTR_CONNECTION_POOLING:
-        answer = SQL_CP_OFF;
-        break;
-    default:
-        return post_error(env->errors, "HY092", "Invalid attribute/option identifier");
-    }
-    if (value != nullptr)
-        *static_cast<SQLINTEGER *>(value) = answer;
-    if (length != nullptr)
-        *length = sizeof answer;
-    return SQL_SUCCESS;
+    return environment_entry(handle, [&](Environment *env) -> SQLRETURN {
+        SQLINTEGER answer = 0;
+        switch (attribute) {
+        case SQL_ATTR_ODBC_VERSION:
+            answer = env->odbc_version == 3 ? SQL_OV_ODBC3 : SQL_OV_ODBC2;
+            break;
+        case SQL_ATTR_OUTPUT_NTS:
+            answer = SQL_TRUE;
+            break;
+        case SQL_ATTR_CONNECTION_POOLING:
+            answer = SQL_CP_OFF;
+            break;
+        default:
+            return post_error(env->errors, "HY092", "Invalid attribute/option identifier");
+        }
+        if (value != nullptr)
+            *static_cast<SQLINTEGER *>(value) = answer;
+        if (length != nullptr)
+            *length = sizeof answer;
+        return SQL_SUCCESS;
+    });
 }
 
 }  // extern "C"

@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "driver/evaluate.h"
+#include "driver/entry.h"
 #include "driver/handles.h"
 
 namespace kxdrv {
@@ -161,9 +162,14 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_COLLATION_SEQ: a = text(""); break;
     case SQL_XOPEN_CLI_YEAR: a = text("1995"); break;
     case SQL_MAX_COLUMN_NAME_LEN:
-    case SQL_MAX_CURSOR_NAME_LEN:
     case SQL_MAX_IDENTIFIER_LEN:
+        a = small(static_cast<SQLUSMALLINT>(kMaxNameLength));
+        break;
+    case SQL_MAX_CURSOR_NAME_LEN:
         a = small(128);
+        break;
+    case SQL_MAX_COLUMNS_IN_SELECT:
+        a = small(static_cast<SQLUSMALLINT>(kMaxColumns));
         break;
     case SQL_MAX_SCHEMA_NAME_LEN:
     case SQL_MAX_CATALOG_NAME_LEN:
@@ -173,7 +179,6 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_MAX_COLUMNS_IN_GROUP_BY:
     case SQL_MAX_COLUMNS_IN_INDEX:
     case SQL_MAX_COLUMNS_IN_ORDER_BY:
-    case SQL_MAX_COLUMNS_IN_SELECT:
     case SQL_MAX_COLUMNS_IN_TABLE:
     case SQL_MAX_TABLES_IN_SELECT:
     case SQL_MAX_CONCURRENT_ACTIVITIES:
@@ -339,6 +344,8 @@ ResultSet *start_catalogue_result(Statement *stmt, const std::vector<std::pair<c
     for (const auto &column : wanted)
         result->columns.push_back(catalogue_column(column.first, column.second));
     result->mem = kx_mem_alloc_handle(stmt->mem);
+    if (result->mem == nullptr)
+        throw std::bad_alloc();
     stmt->result = std::move(result);
     stmt->state = kStateFetching;
     return stmt->result.get();
@@ -390,19 +397,28 @@ constexpr TypeRow kTypes[] = {
      nullptr, 0, -1, 0, 9, 0},
 };
 
+// Catalogue cells; running out of memory leaves as std::bad_alloc, which
+// the entry point turns into HY001.
+Value *must(Value *v)
+{
+    if (v == nullptr)
+        throw std::bad_alloc();
+    return v;
+}
+
 Value *text_cell(MemHandle *mem, const char *text)
 {
     if (text == nullptr) {
-        Value *v = make_value(mem, VALUE_STRING);
+        Value *v = must(make_value(mem, VALUE_STRING));
         v->null_flag = -1;
         return v;
     }
-    return make_text(mem, text, std::strlen(text));
+    return must(make_text(mem, text, std::strlen(text)));
 }
 
 Value *int_cell(MemHandle *mem, int64_t n, bool null = false)
 {
-    Value *v = make_value(mem, VALUE_INTEGER);
+    Value *v = must(make_value(mem, VALUE_INTEGER));
     v->payload.integer = static_cast<int32_t>(n);
     if (null)
         v->null_flag = -1;
@@ -420,39 +436,33 @@ extern "C" {
 KXDRV_API SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER value,
                                        SQLSMALLINT buffer_length, SQLSMALLINT *length)
 {
-    auto *conn = static_cast<Connection *>(handle);
-    if (conn == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(conn->errors, 0);
-    InfoAnswer a;
-    if (!answer_for(conn, type, a))
-        return post_error(conn->errors, "HY096", "Information type out of range");
-    switch (a.kind) {
-    case Answer::kText:
-        return finish(conn->errors, return_string(conn->errors, a.text, value, buffer_length, length));
-    case Answer::kSmall:
-        if (value != nullptr)
-            *static_cast<SQLUSMALLINT *>(value) = static_cast<SQLUSMALLINT>(a.word);
-        if (length != nullptr)
-            *length = sizeof(SQLUSMALLINT);
+    return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
+        InfoAnswer a;
+        if (!answer_for(conn, type, a))
+            return post_error(conn->errors, "HY096", "Information type out of range");
+        switch (a.kind) {
+        case Answer::kText:
+            return return_string(conn->errors, a.text, value, buffer_length, length);
+        case Answer::kSmall:
+            if (value != nullptr)
+                *static_cast<SQLUSMALLINT *>(value) = static_cast<SQLUSMALLINT>(a.word);
+            if (length != nullptr)
+                *length = sizeof(SQLUSMALLINT);
+            return SQL_SUCCESS;
+        case Answer::kWord:
+            if (value != nullptr)
+                *static_cast<SQLUINTEGER *>(value) = a.word;
+            if (length != nullptr)
+                *length = sizeof(SQLUINTEGER);
+            return SQL_SUCCESS;
+        }
         return SQL_SUCCESS;
-    case Answer::kWord:
-        if (value != nullptr)
-            *static_cast<SQLUINTEGER *>(value) = a.word;
-        if (length != nullptr)
-            *length = sizeof(SQLUINTEGER);
-        return SQL_SUCCESS;
-    }
-    return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT function,
                                             SQLUSMALLINT *supported)
 {
-    auto *conn = static_cast<Connection *>(handle);
-    if (conn == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(conn->errors, 0);
     static const SQLUSMALLINT kSupported[] = {
         SQL_API_SQLALLOCHANDLE,   SQL_API_SQLFREEHANDLE,     SQL_API_SQLALLOCCONNECT,
         SQL_API_SQLALLOCENV,      SQL_API_SQLALLOCSTMT,      SQL_API_SQLFREECONNECT,
@@ -471,6 +481,9 @@ KXDRV_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT functio
         SQL_API_SQLGETDIAGREC,    SQL_API_SQLGETDIAGFIELD,   SQL_API_SQLERROR,
         SQL_API_SQLNATIVESQL,     SQL_API_SQLENDTRAN,        SQL_API_SQLTRANSACT,
     };
+    return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
+    if (supported == nullptr)
+        return post_error(conn->errors, "HY009", "Invalid use of null pointer");
     if (function == SQL_API_ODBC3_ALL_FUNCTIONS) {
         std::memset(supported, 0, sizeof(SQLUSMALLINT) * SQL_API_ODBC3_ALL_FUNCTIONS_SIZE);
         for (SQLUSMALLINT f : kSupported)
@@ -489,15 +502,12 @@ KXDRV_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT functio
         if (f == function)
             *supported = SQL_TRUE;
     return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT data_type)
 {
-    auto *stmt = static_cast<Statement *>(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
     const int32_t S = VALUE_STRING, I = VALUE_INTEGER, H = VALUE_BIT;
     ResultSet *r = start_catalogue_result(
         stmt, {{"TYPE_NAME", S}, {"DATA_TYPE", H}, {"COLUMN_SIZE", I}, {"LITERAL_PREFIX", S},
@@ -534,30 +544,24 @@ KXDRV_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT data_typ
         });
     }
     return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLTables(SQLHSTMT handle, SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT,
                                       SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT)
 {
-    auto *stmt = static_cast<Statement *>(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
     const int32_t S = VALUE_STRING;
     start_catalogue_result(stmt, {{"TABLE_CAT", S}, {"TABLE_SCHEM", S}, {"TABLE_NAME", S},
                                   {"TABLE_TYPE", S}, {"REMARKS", S}});
     return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLColumns(SQLHSTMT handle, SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT,
                                        SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT)
 {
-    auto *stmt = static_cast<Statement *>(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
     const int32_t S = VALUE_STRING, I = VALUE_INTEGER, H = VALUE_BIT;
     start_catalogue_result(
         stmt, {{"TABLE_CAT", S}, {"TABLE_SCHEM", S}, {"TABLE_NAME", S}, {"COLUMN_NAME", S},
@@ -566,6 +570,7 @@ KXDRV_API SQLRETURN SQL_API SQLColumns(SQLHSTMT handle, SQLCHAR *, SQLSMALLINT, 
                {"COLUMN_DEF", S}, {"SQL_DATA_TYPE", H}, {"SQL_DATETIME_SUB", H},
                {"CHAR_OCTET_LENGTH", I}, {"ORDINAL_POSITION", I}, {"IS_NULLABLE", S}});
     return SQL_SUCCESS;
+    });
 }
 
 }  // extern "C"

@@ -8,16 +8,12 @@
 #include <cstring>
 
 #include "driver/convert.h"
+#include "driver/entry.h"
 #include "driver/handles.h"
 
 namespace kxdrv {
 
 namespace {
-
-Statement *statement_of(SQLHSTMT handle)
-{
-    return static_cast<Statement *>(handle);
-}
 
 // The columns of the open result set, else of the prepared statement; null
 // when there is neither.
@@ -93,61 +89,10 @@ SQLRETURN fetch_row(Statement *stmt)
     return result;
 }
 
-}  // namespace
-
-}  // namespace kxdrv
-
-using namespace kxdrv;
-
-extern "C" {
-
-KXDRV_API SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT *count)
+// SQLColAttribute's answer for one field of one column.
+SQLRETURN column_attribute(Statement *stmt, SQLUSMALLINT number, SQLUSMALLINT field, SQLPOINTER text,
+                           SQLSMALLINT buffer_length, SQLSMALLINT *text_length, SQLLEN *numeric)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    const std::vector<ColumnDesc> *columns = columns_of(stmt);
-    if (count != nullptr)
-        *count = columns != nullptr ? static_cast<SQLSMALLINT>(columns->size()) : 0;
-    return SQL_SUCCESS;
-}
-
-KXDRV_API SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT number, SQLCHAR *name,
-                                           SQLSMALLINT buffer_length, SQLSMALLINT *name_length,
-                                           SQLSMALLINT *sql_type, SQLULEN *size,
-                                           SQLSMALLINT *digits, SQLSMALLINT *nullable)
-{
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    const std::vector<ColumnDesc> *columns = columns_of(stmt);
-    if (columns == nullptr)
-        return post_error(stmt->errors, "HY010", "Function sequence error");
-    if (number < 1 || number > columns->size())
-        return post_error(stmt->errors, "07009", "Invalid descriptor index");
-    const ColumnDesc &c = (*columns)[number - 1u];
-    if (sql_type != nullptr)
-        *sql_type = c.sql_type;
-    if (size != nullptr)
-        *size = c.size;
-    if (digits != nullptr)
-        *digits = c.decimal_digits;
-    if (nullable != nullptr)
-        *nullable = c.type.nullable ? SQL_NULLABLE_UNKNOWN : SQL_NO_NULLS;
-    return finish(stmt->errors, return_string(stmt->errors, c.name, name, buffer_length, name_length));
-}
-
-KXDRV_API SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT number,
-                                            SQLUSMALLINT field, SQLPOINTER text,
-                                            SQLSMALLINT buffer_length, SQLSMALLINT *text_length,
-                                            SQLLEN *numeric)
-{
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
     const std::vector<ColumnDesc> *columns = columns_of(stmt);
     if (columns == nullptr)
         return post_error(stmt->errors, "HY010", "Function sequence error");
@@ -239,70 +184,108 @@ KXDRV_API SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT number
         return post_error(stmt->errors, "HY091", "Invalid descriptor field identifier");
     }
     if (string != nullptr)
-        return finish(stmt->errors, return_string(stmt->errors, string, text, buffer_length, text_length));
+        return return_string(stmt->errors, string, text, buffer_length, text_length);
     if (numeric != nullptr)
         *numeric = n;
     return SQL_SUCCESS;
 }
 
+}  // namespace
+
+}  // namespace kxdrv
+
+using namespace kxdrv;
+
+extern "C" {
+
+KXDRV_API SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT *count)
+{
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        const std::vector<ColumnDesc> *columns = columns_of(stmt);
+        if (count != nullptr)
+            *count = columns != nullptr ? static_cast<SQLSMALLINT>(columns->size()) : 0;
+        return SQL_SUCCESS;
+    });
+}
+
+KXDRV_API SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT number, SQLCHAR *name,
+                                           SQLSMALLINT buffer_length, SQLSMALLINT *name_length,
+                                           SQLSMALLINT *sql_type, SQLULEN *size,
+                                           SQLSMALLINT *digits, SQLSMALLINT *nullable)
+{
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        const std::vector<ColumnDesc> *columns = columns_of(stmt);
+        if (columns == nullptr)
+            return post_error(stmt->errors, "HY010", "Function sequence error");
+        if (number < 1 || number > columns->size())
+            return post_error(stmt->errors, "07009", "Invalid descriptor index");
+        const ColumnDesc &c = (*columns)[number - 1u];
+        if (sql_type != nullptr)
+            *sql_type = c.sql_type;
+        if (size != nullptr)
+            *size = c.size;
+        if (digits != nullptr)
+            *digits = c.decimal_digits;
+        if (nullable != nullptr)
+            *nullable = c.type.nullable ? SQL_NULLABLE_UNKNOWN : SQL_NO_NULLS;
+        return return_string(stmt->errors, c.name, name, buffer_length, name_length);
+    });
+}
+
+KXDRV_API SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT number,
+                                            SQLUSMALLINT field, SQLPOINTER text,
+                                            SQLSMALLINT buffer_length, SQLSMALLINT *text_length,
+                                            SQLLEN *numeric)
+{
+    return statement_entry(handle, [&](Statement *stmt) {
+        return column_attribute(stmt, number, field, text, buffer_length, text_length, numeric);
+    });
+}
+
 KXDRV_API SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT c_type,
                                        SQLPOINTER data, SQLLEN buffer_length, SQLLEN *indicator)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    if (number < 1)
-        return post_error(stmt->errors, "07009", "Invalid descriptor index");
-    if (stmt->columns.size() < number)
-        stmt->columns.resize(number);
-    ColumnBinding &b = stmt->columns[number - 1u];
-    b.bound = data != nullptr || indicator != nullptr;
-    b.c_type = c_type;
-    b.data = data;
-    b.buffer_length = buffer_length;
-    b.indicator = indicator;
-    return SQL_SUCCESS;
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        if (number < 1)
+            return post_error(stmt->errors, "07009", "Invalid descriptor index");
+        if (stmt->columns.size() < number)
+            stmt->columns.resize(number);
+        ColumnBinding &b = stmt->columns[number - 1u];
+        b.bound = data != nullptr || indicator != nullptr;
+        b.c_type = c_type;
+        b.data = data;
+        b.buffer_length = buffer_length;
+        b.indicator = indicator;
+        return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    return finish(stmt->errors, fetch_row(stmt));
+    return statement_entry(handle, [&](Statement *stmt) { return fetch_row(stmt); });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    if (orientation != SQL_FETCH_NEXT)
-        return post_error(stmt->errors, "HY106", "Fetch type out of range");
-    return finish(stmt->errors, fetch_row(stmt));
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        if (orientation != SQL_FETCH_NEXT)
+            return post_error(stmt->errors, "HY106", "Fetch type out of range");
+        return fetch_row(stmt);
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT c_type,
                                        SQLPOINTER target, SQLLEN buffer_length, SQLLEN *indicator)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    ResultSet *r = stmt->result.get();
-    if (r == nullptr || r->rows_fetched == 0 || r->current.empty())
-        return post_error(stmt->errors, "24000", "Invalid cursor state");
-    if (number < 1 || number > r->columns.size())
-        return post_error(stmt->errors, "07009", "Invalid descriptor index");
-    SQLRETURN rc = deliver_column(stmt, number, r->current[number - 1u], c_type, target,
-                                  buffer_length, indicator, true);
-    return finish(stmt->errors, rc);
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        ResultSet *r = stmt->result.get();
+        if (r == nullptr || r->rows_fetched == 0 || r->current.empty())
+            return post_error(stmt->errors, "24000", "Invalid cursor state");
+        if (number < 1 || number > r->columns.size())
+            return post_error(stmt->errors, "07009", "Invalid descriptor index");
+        return deliver_column(stmt, number, r->current[number - 1u], c_type, target, buffer_length,
+                              indicator, true);
+    });
 }
 
 }  // extern "C"

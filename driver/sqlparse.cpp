@@ -216,15 +216,21 @@ struct ParseError {
     bool posted = false;  // check_timeout posted it on the statement already
 };
 
-// A token as an error message quotes it: long ones are cut.
+// A token's text as an error message shows it: long ones are cut, so that
+// a message stays short however long the statement.
+std::string shown(const std::string &text)
+{
+    constexpr size_t kShown = 40;
+    if (text.size() <= kShown)
+        return text;
+    return text.substr(0, kShown) + "...";
+}
+
 std::string quoted_near(const Token &t)
 {
     if (t.kind == Tok::kEnd)
         return "the end of the statement";
-    constexpr size_t kShown = 40;
-    if (t.text.size() <= kShown)
-        return "'" + t.text + "'";
-    return "'" + t.text.substr(0, kShown) + "...'";
+    return "'" + shown(t.text) + "'";
 }
 
 // Expression steps between two time-out checks while parsing.
@@ -812,7 +818,7 @@ ParseNode *Parser::number_literal(bool negative)
         size_t first = whole.find_first_not_of('0');
         whole = first == std::string::npos ? std::string() : whole.substr(first);
         if (whole.size() + fraction.size() > 38) {
-            fail_state("22003", "Numeric value out of range: " + text +
+            fail_state("22003", "Numeric value out of range: " + shown(text) +
                                     " has more than 38 digits");
             return nullptr;
         }
@@ -924,7 +930,7 @@ ParseNode *Parser::datetime_literal(int32_t kind, const Token &t)
     if (v != nullptr && kind == KX_LITERAL_TIMESTAMP)
         v->payload.timestamp.fraction = fraction_of(body);
     if (v == nullptr || !valid_datetime(v)) {
-        fail_state("22007", "Invalid datetime format: " + t.text);
+        fail_state("22007", "Invalid datetime format: " + shown(t.text));
         return nullptr;
     }
     return leaf(v);
@@ -1108,7 +1114,7 @@ ParseNode *Parser::interval_literal()
     std::string problem;
     if (!read_interval_text(string_body(t.text), kind, leading, v->payload.interval, problem)) {
         fail_state(problem == "Interval field overflow" ? "22015" : "22018",
-                   problem + ": " + t.text);
+                   problem + ": " + shown(t.text));
         return nullptr;
     }
     if (negative)
@@ -1667,7 +1673,7 @@ ParseNode *Parser::primary()
         ++pos_;
         Value *v = MakeLiteral(KX_LITERAL_BIT, token.data(), mem_);
         if (v == nullptr || token.size() != 4) {
-            fail_state("22018", "Invalid bit literal: " + token);
+            fail_state("22018", "Invalid bit literal: " + shown(token));
             return nullptr;
         }
         return leaf(v);
@@ -1677,7 +1683,7 @@ ParseNode *Parser::primary()
         ++pos_;
         for (size_t i = 2; i + 1 < token.size(); ++i)
             if (!std::isxdigit(static_cast<unsigned char>(token[i]))) {
-                fail_state("22018", "Invalid hexadecimal literal: " + token);
+                fail_state("22018", "Invalid hexadecimal literal: " + shown(token));
                 return nullptr;
             }
         Value *v = MakeLiteral(KX_LITERAL_HEX, token.data(), mem_);

@@ -14,17 +14,13 @@
 
 #include "driver/convert.h"
 #include "driver/evaluate.h"
+#include "driver/entry.h"
 #include "driver/handles.h"
 #include "driver/unicode.h"
 
 namespace kxdrv {
 
 namespace {
-
-Statement *statement_of(SQLHSTMT handle)
-{
-    return static_cast<Statement *>(handle);
-}
 
 SQLRETURN prepare(Statement *stmt, const std::string &text)
 {
@@ -141,8 +137,12 @@ SQLRETURN put_data(Statement *stmt, SQLPOINTER data, SQLLEN length)
     bool binary = c == SQL_C_BINARY;
     bool wide = c == SQL_C_WCHAR;
     if (v == nullptr || v->long_buffer == nullptr) {
-        LongBuffer *buffer = allocate_long_buffer(stmt->long_mem, 0, 0, stmt->conn->profile,
-                                                  binary ? -4 : -1);
+        LongBuffer *buffer = nullptr;
+        {
+            // the profile handle is the connection's, shared by its statements
+            std::lock_guard<std::recursive_mutex> hold(stmt->conn->lock);
+            buffer = allocate_long_buffer(stmt->long_mem, 0, 0, stmt->conn->profile, binary ? -4 : -1);
+        }
         if (buffer == nullptr)
             return post_error(stmt->errors, "HY001", "Memory allocation error: no long-data file");
         v = make_value(stmt->long_mem, binary ? VALUE_LONG_BINARY : VALUE_LONG_STRING);
@@ -188,43 +188,32 @@ extern "C" {
 
 KXDRV_API SQLRETURN SQL_API SQLPrepare(SQLHSTMT handle, SQLCHAR *text, SQLINTEGER length)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    std::string sql = app_string(text, length);
-    trace_call(stmt->conn, "SQLPrepare", "%p %S", static_cast<void *>(stmt), sql.c_str(),
-               static_cast<int>(SQL_NTS));
-    return finish(stmt->errors, prepare(stmt, sql));
+    return statement_entry(handle, [&](Statement *stmt) {
+        std::string sql = app_string(text, length);
+        trace_call(stmt->conn, "SQLPrepare", "%p %S", static_cast<void *>(stmt), sql.c_str(),
+                   static_cast<int>(SQL_NTS));
+        return prepare(stmt, sql);
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLExecute(SQLHSTMT handle)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    return execute(stmt);
+    return statement_entry(handle, [&](Statement *stmt) { return execute(stmt); });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR *text, SQLINTEGER length)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    std::string sql = app_string(text, length);
-    trace_call(stmt->conn, "SQLExecDirect", "%p %S", static_cast<void *>(stmt), sql.c_str(),
-               static_cast<int>(SQL_NTS));
-    if (prepare(stmt, sql) != SQL_SUCCESS)
-        return SQL_ERROR;
-    stmt->keep_deadline = true;
-    SQLRETURN rc = execute(stmt);
-    stmt->keep_deadline = false;
-    return rc;
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        std::string sql = app_string(text, length);
+        trace_call(stmt->conn, "SQLExecDirect", "%p %S", static_cast<void *>(stmt), sql.c_str(),
+                   static_cast<int>(SQL_NTS));
+        if (prepare(stmt, sql) != SQL_SUCCESS)
+            return SQL_ERROR;
+        stmt->keep_deadline = true;
+        SQLRETURN rc = execute(stmt);
+        stmt->keep_deadline = false;
+        return rc;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number,
@@ -233,76 +222,66 @@ KXDRV_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT numbe
                                              SQLSMALLINT decimal_digits, SQLPOINTER data,
                                              SQLLEN buffer_length, SQLLEN *indicator)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    if (number < 1)
-        return post_error(stmt->errors, "07009", "Invalid descriptor index");
-    if (io_type != SQL_PARAM_INPUT)
-        return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
-    if (stmt->params.size() < number)
-        stmt->params.resize(number);
-    ParamBinding &b = stmt->params[number - 1u];
-    b.bound = true;
-    b.io_type = io_type;
-    b.c_type = c_type;
-    b.sql_type = sql_type;
-    b.column_size = column_size;
-    b.decimal_digits = decimal_digits;
-    b.data = data;
-    b.buffer_length = buffer_length;
-    b.indicator = indicator;
-    return SQL_SUCCESS;
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        if (number < 1)
+            return post_error(stmt->errors, "07009", "Invalid descriptor index");
+        if (io_type != SQL_PARAM_INPUT)
+            return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
+        if (stmt->params.size() < number)
+            stmt->params.resize(number);
+        ParamBinding &b = stmt->params[number - 1u];
+        b.bound = true;
+        b.io_type = io_type;
+        b.c_type = c_type;
+        b.sql_type = sql_type;
+        b.column_size = column_size;
+        b.decimal_digits = decimal_digits;
+        b.data = data;
+        b.buffer_length = buffer_length;
+        b.indicator = indicator;
+        return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLNumParams(SQLHSTMT handle, SQLSMALLINT *count)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    if (!stmt->query)
-        return post_error(stmt->errors, "HY010", "Function sequence error");
-    if (count != nullptr)
-        *count = static_cast<SQLSMALLINT>(stmt->query->parameter_count);
-    return SQL_SUCCESS;
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        if (!stmt->query)
+            return post_error(stmt->errors, "HY010", "Function sequence error");
+        if (count != nullptr)
+            *count = static_cast<SQLSMALLINT>(stmt->query->parameter_count);
+        return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER *value)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    if (stmt->state != kStateNeedData)
-        return post_error(stmt->errors, "HY010", "Function sequence error");
-    if (finish_put_data(stmt) != SQL_SUCCESS)
-        return SQL_ERROR;
-    int next = next_data_at_exec(stmt, stmt->need_data_param);
-    if (next >= 0) {
-        stmt->need_data_param = next;
-        stmt->put_data_started = false;
-        if (value != nullptr)
-            *value = stmt->params[static_cast<size_t>(next)].data;
-        return SQL_NEED_DATA;
-    }
-    stmt->need_data_param = -1;
-    stmt->state = kStatePrepared;
-    return run(stmt);
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        if (stmt->state != kStateNeedData)
+            return post_error(stmt->errors, "HY010", "Function sequence error");
+        if (finish_put_data(stmt) != SQL_SUCCESS)
+            return SQL_ERROR;
+        int next = next_data_at_exec(stmt, stmt->need_data_param);
+        if (next >= 0) {
+            stmt->need_data_param = next;
+            stmt->put_data_started = false;
+            if (value != nullptr)
+                *value = stmt->params[static_cast<size_t>(next)].data;
+            return SQL_NEED_DATA;
+        }
+        stmt->need_data_param = -1;
+        stmt->state = kStatePrepared;
+        return run(stmt);
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLPutData(SQLHSTMT handle, SQLPOINTER data, SQLLEN length)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    if (stmt->state != kStateNeedData || stmt->need_data_param < 0)
-        return post_error(stmt->errors, "HY010", "Function sequence error");
-    return put_data(stmt, data, length);
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        if (stmt->state != kStateNeedData || stmt->need_data_param < 0)
+            return post_error(stmt->errors, "HY010", "Function sequence error");
+        return put_data(stmt, data, length);
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLCancel(SQLHSTMT handle)
@@ -334,163 +313,149 @@ KXDRV_API SQLRETURN SQL_API SQLCancel(SQLHSTMT handle)
 KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                            SQLINTEGER)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    SQLULEN word = reinterpret_cast<SQLULEN>(value);
-    switch (attribute) {
-    case SQL_ATTR_QUERY_TIMEOUT:
-        stmt->query_timeout = word;
-        return SQL_SUCCESS;
-    case SQL_ATTR_MAX_ROWS:
-        stmt->max_rows = word;
-        return SQL_SUCCESS;
-    case SQL_ATTR_ROW_ARRAY_SIZE:
-        if (word != 1) {
-            stmt->row_array_size = 1;
-            return post_warning(stmt->errors, "01S02", "Option value changed");
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        SQLULEN word = reinterpret_cast<SQLULEN>(value);
+        switch (attribute) {
+        case SQL_ATTR_QUERY_TIMEOUT:
+            stmt->query_timeout = word;
+            return SQL_SUCCESS;
+        case SQL_ATTR_MAX_ROWS:
+            stmt->max_rows = word;
+            return SQL_SUCCESS;
+        case SQL_ATTR_ROW_ARRAY_SIZE:
+            if (word != 1) {
+                stmt->row_array_size = 1;
+                return post_warning(stmt->errors, "01S02", "Option value changed");
+            }
+            return SQL_SUCCESS;
+        case SQL_ATTR_ROWS_FETCHED_PTR:
+            stmt->rows_fetched_ptr = static_cast<SQLULEN *>(value);
+            return SQL_SUCCESS;
+        case SQL_ATTR_ROW_STATUS_PTR:
+            stmt->row_status_ptr = static_cast<SQLUSMALLINT *>(value);
+            return SQL_SUCCESS;
+        case SQL_ATTR_PARAMSET_SIZE:
+            if (word != 1)
+                return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
+            return SQL_SUCCESS;
+        case SQL_ATTR_CURSOR_TYPE:
+            if (word != SQL_CURSOR_FORWARD_ONLY)
+                return post_warning(stmt->errors, "01S02", "Option value changed");
+            return SQL_SUCCESS;
+        case SQL_ATTR_CONCURRENCY:
+            if (word != SQL_CONCUR_READ_ONLY)
+                return post_warning(stmt->errors, "01S02", "Option value changed");
+            return SQL_SUCCESS;
+        case SQL_ATTR_ROW_BIND_TYPE:
+            if (word != SQL_BIND_BY_COLUMN)
+                return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
+            return SQL_SUCCESS;
+        case SQL_ATTR_NOSCAN:
+        case SQL_ATTR_MAX_LENGTH:
+        case SQL_ATTR_RETRIEVE_DATA:
+        case SQL_ATTR_ASYNC_ENABLE:
+        case SQL_ATTR_USE_BOOKMARKS:
+        case SQL_ATTR_CURSOR_SCROLLABLE:
+        case SQL_ATTR_CURSOR_SENSITIVITY:
+        case SQL_ATTR_PARAMS_PROCESSED_PTR:
+        case SQL_ATTR_PARAM_STATUS_PTR:
+        case SQL_ATTR_PARAM_BIND_TYPE:
+        case SQL_ATTR_ROW_BIND_OFFSET_PTR:
+        case SQL_ATTR_PARAM_BIND_OFFSET_PTR:
+            return SQL_SUCCESS;
+        default:
+            return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
         }
-        return SQL_SUCCESS;
-    case SQL_ATTR_ROWS_FETCHED_PTR:
-        stmt->rows_fetched_ptr = static_cast<SQLULEN *>(value);
-        return SQL_SUCCESS;
-    case SQL_ATTR_ROW_STATUS_PTR:
-        stmt->row_status_ptr = static_cast<SQLUSMALLINT *>(value);
-        return SQL_SUCCESS;
-    case SQL_ATTR_PARAMSET_SIZE:
-        if (word != 1)
-            return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
-        return SQL_SUCCESS;
-    case SQL_ATTR_CURSOR_TYPE:
-        if (word != SQL_CURSOR_FORWARD_ONLY)
-            return post_warning(stmt->errors, "01S02", "Option value changed");
-        return SQL_SUCCESS;
-    case SQL_ATTR_CONCURRENCY:
-        if (word != SQL_CONCUR_READ_ONLY)
-            return post_warning(stmt->errors, "01S02", "Option value changed");
-        return SQL_SUCCESS;
-    case SQL_ATTR_ROW_BIND_TYPE:
-        if (word != SQL_BIND_BY_COLUMN)
-            return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
-        return SQL_SUCCESS;
-    case SQL_ATTR_NOSCAN:
-    case SQL_ATTR_MAX_LENGTH:
-    case SQL_ATTR_RETRIEVE_DATA:
-    case SQL_ATTR_ASYNC_ENABLE:
-    case SQL_ATTR_USE_BOOKMARKS:
-    case SQL_ATTR_CURSOR_SCROLLABLE:
-    case SQL_ATTR_CURSOR_SENSITIVITY:
-    case SQL_ATTR_PARAMS_PROCESSED_PTR:
-    case SQL_ATTR_PARAM_STATUS_PTR:
-    case SQL_ATTR_PARAM_BIND_TYPE:
-    case SQL_ATTR_ROW_BIND_OFFSET_PTR:
-    case SQL_ATTR_PARAM_BIND_OFFSET_PTR:
-        return SQL_SUCCESS;
-    default:
-        return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
-    }
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                            SQLINTEGER, SQLINTEGER *length)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    SQLULEN answer = 0;
-    switch (attribute) {
-    case SQL_ATTR_QUERY_TIMEOUT: answer = stmt->query_timeout; break;
-    case SQL_ATTR_MAX_ROWS: answer = stmt->max_rows; break;
-    case SQL_ATTR_ROW_ARRAY_SIZE: answer = 1; break;
-    case SQL_ATTR_PARAMSET_SIZE: answer = 1; break;
-    case SQL_ATTR_CURSOR_TYPE: answer = SQL_CURSOR_FORWARD_ONLY; break;
-    case SQL_ATTR_CONCURRENCY: answer = SQL_CONCUR_READ_ONLY; break;
-    case SQL_ATTR_ROW_BIND_TYPE: answer = SQL_BIND_BY_COLUMN; break;
-    case SQL_ATTR_CURSOR_SCROLLABLE: answer = SQL_NONSCROLLABLE; break;
-    case SQL_ATTR_USE_BOOKMARKS: answer = SQL_UB_OFF; break;
-    case SQL_ATTR_ASYNC_ENABLE: answer = SQL_ASYNC_ENABLE_OFF; break;
-    case SQL_ATTR_ROWS_FETCHED_PTR: answer = reinterpret_cast<SQLULEN>(stmt->rows_fetched_ptr); break;
-    case SQL_ATTR_ROW_STATUS_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_status_ptr); break;
-    case SQL_ATTR_ROW_NUMBER:
-        answer = stmt->result ? static_cast<SQLULEN>(stmt->result->rows_fetched) : 0;
-        break;
-    default:
-        return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
-    }
-    if (value != nullptr)
-        *static_cast<SQLULEN *>(value) = answer;
-    if (length != nullptr)
-        *length = sizeof answer;
-    return SQL_SUCCESS;
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        SQLULEN answer = 0;
+        switch (attribute) {
+        case SQL_ATTR_QUERY_TIMEOUT: answer = stmt->query_timeout; break;
+        case SQL_ATTR_MAX_ROWS: answer = stmt->max_rows; break;
+        case SQL_ATTR_ROW_ARRAY_SIZE: answer = 1; break;
+        case SQL_ATTR_PARAMSET_SIZE: answer = 1; break;
+        case SQL_ATTR_CURSOR_TYPE: answer = SQL_CURSOR_FORWARD_ONLY; break;
+        case SQL_ATTR_CONCURRENCY: answer = SQL_CONCUR_READ_ONLY; break;
+        case SQL_ATTR_ROW_BIND_TYPE: answer = SQL_BIND_BY_COLUMN; break;
+        case SQL_ATTR_CURSOR_SCROLLABLE: answer = SQL_NONSCROLLABLE; break;
+        case SQL_ATTR_USE_BOOKMARKS: answer = SQL_UB_OFF; break;
+        case SQL_ATTR_ASYNC_ENABLE: answer = SQL_ASYNC_ENABLE_OFF; break;
+        case SQL_ATTR_ROWS_FETCHED_PTR: answer = reinterpret_cast<SQLULEN>(stmt->rows_fetched_ptr); break;
+        case SQL_ATTR_ROW_STATUS_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_status_ptr); break;
+        case SQL_ATTR_ROW_NUMBER:
+            answer = stmt->result ? static_cast<SQLULEN>(stmt->result->rows_fetched) : 0;
+            break;
+        default:
+            return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
+        }
+        if (value != nullptr)
+            *static_cast<SQLULEN *>(value) = answer;
+        if (length != nullptr)
+            *length = sizeof answer;
+        return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLSetCursorName(SQLHSTMT handle, SQLCHAR *name, SQLSMALLINT length)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    std::string text = app_string(name, length);
-    if (text.empty() || text.size() >= KX_CURSOR_NAME_SIZE || text.rfind("SQLCUR", 0) == 0 ||
-        text.rfind("SQL_CUR", 0) == 0)
-        return post_error(stmt->errors, "34000", "Invalid cursor name");
-    DriverStatement *holder = get_stmt_by_cursor(stmt, text.c_str());
-    if (holder != nullptr && holder != stmt)
-        return post_error(stmt->errors, "3C000", "Duplicate cursor name");
-    if (stmt->cursor_name[0] != '\0')
-        remove_cursor_name(stmt, stmt->cursor_name);
-    insert_cursor_name(stmt, text.c_str());
-    return SQL_SUCCESS;
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        std::string text = app_string(name, length);
+        if (text.empty() || text.size() >= KX_CURSOR_NAME_SIZE || text.rfind("SQLCUR", 0) == 0 ||
+            text.rfind("SQL_CUR", 0) == 0)
+            return post_error(stmt->errors, "34000", "Invalid cursor name");
+        // the names live in the connection's registry, shared by its statements
+        std::lock_guard<std::recursive_mutex> hold(stmt->conn->lock);
+        DriverStatement *holder = get_stmt_by_cursor(stmt, text.c_str());
+        if (holder != nullptr && holder != stmt)
+            return post_error(stmt->errors, "3C000", "Duplicate cursor name");
+        if (stmt->cursor_name[0] != '\0')
+            remove_cursor_name(stmt, stmt->cursor_name);
+        insert_cursor_name(stmt, text.c_str());
+        return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLGetCursorName(SQLHSTMT handle, SQLCHAR *name, SQLSMALLINT buffer_length,
                                              SQLSMALLINT *length)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    if (stmt->cursor_name[0] == '\0')
-        generate_cursor_name(stmt);
-    return finish(stmt->errors,
-                  return_string(stmt->errors, get_cursor_name(stmt), name, buffer_length, length));
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        std::lock_guard<std::recursive_mutex> hold(stmt->conn->lock);
+        if (stmt->cursor_name[0] == '\0')
+            generate_cursor_name(stmt);
+        return return_string(stmt->errors, get_cursor_name(stmt), name, buffer_length, length);
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN *count)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    begin_call(stmt->errors, 0);
-    if (count != nullptr)
-        *count = stmt->result ? stmt->result->row_count : -1;
-    return SQL_SUCCESS;
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        if (count != nullptr)
+            *count = stmt->result ? stmt->result->row_count : -1;
+        return SQL_SUCCESS;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    close_cursor(stmt);
-    return SQL_NO_DATA;
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        close_cursor(stmt);
+        return SQL_NO_DATA;
+    });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT handle)
 {
-    Statement *stmt = statement_of(handle);
-    if (stmt == nullptr)
-        return SQL_INVALID_HANDLE;
-    StatementCall call(stmt);
-    begin_call(stmt->errors, 0);
-    if (!stmt->result)
-        return post_error(stmt->errors, "24000", "Invalid cursor state");
-    close_cursor(stmt);
-    return SQL_SUCCESS;
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        if (!stmt->result)
+            return post_error(stmt->errors, "24000", "Invalid cursor state");
+        close_cursor(stmt);
+        return SQL_SUCCESS;
+    });
 }
 
 }  // extern "C"

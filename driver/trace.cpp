@@ -16,6 +16,8 @@ void trace_call(Connection *conn, const char *function, const char *format, ...)
 {
     if (conn == nullptr || !conn->trace)
         return;
+    // the profile handle is the connection's, shared by its statements
+    std::lock_guard<std::recursive_mutex> hold(conn->lock);
     va_list arguments;
     va_start(arguments, format);
     _log_message(function, 0, 1, conn->profile, format, arguments);
