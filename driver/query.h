@@ -41,7 +41,7 @@ inline constexpr int kKeywordValue = kFieldDriver;
 // small stack (an ODBC driver runs on the application's thread). A chain of
 // left-associative operators (a + b + c ..., x OR y OR z ...) is walked in a
 // loop and takes one level however long it is.
-inline constexpr int kMaxNesting = 128;
+inline constexpr int kMaxNesting = 100;
 // ODBC counts columns and parameters in SQLSMALLINTs.
 inline constexpr size_t kMaxColumns = 32767;
 inline constexpr size_t kMaxParameters = 32767;

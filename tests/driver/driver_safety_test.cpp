@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "driver/driver_harness.h"
+#include "driver/query.h"
 #include "driver/small_stack.h"
 
 namespace {
@@ -222,7 +223,7 @@ TEST(DriverSafety, NestedSubstringsParseInLinearTime)
     Session s;
     // the deepest nesting the driver takes (two levels each: the operand
     // and its parentheses), and far more
-    std::string deep = "SELECT " + nested("SUBSTRING((", "'abc'", "),1,2)", 63);
+    std::string deep = "SELECT " + nested("SUBSTRING((", "'abc'", "),1,2)", (kxdrv::kMaxNesting - 1) / 2);
     std::string too_deep = "SELECT " + nested("SUBSTRING((", "'abc'", "),1,2)", 1000);
     std::string wide = "SELECT " + repeated("SUBSTRING(('abc'),1,1) || ", 1000) + "''";
     auto start = std::chrono::steady_clock::now();
@@ -352,7 +353,7 @@ TEST(DriverSafety, LongOperatorChainsRunOnASmallStack)
 TEST(DriverSafety, DeepestAcceptedStatementsRunOnASmallStack)
 {
     // one level of the nesting limit is taken by the select item itself
-    const size_t depth = 127;
+    const size_t depth = kxdrv::kMaxNesting - 1;
     struct Case {
         std::string sql;
         std::string expected;
