@@ -16,6 +16,14 @@
 #include "driver/driver_harness.h"
 #include "support/kx_failing_alloc.h"
 
+// unixODBC's installer library (which reads the data source's settings for
+// the driver) keeps what it duplicated when one of its later allocations
+// fails; those leaks are its own, not the driver's.
+extern "C" const char *__lsan_default_suppressions()
+{
+    return "leak:libodbcinst.so\n";
+}
+
 namespace {
 
 using kxtest::fail_request_after;
@@ -185,7 +193,9 @@ TEST(DriverAlloc, EveryFailedAllocationLeavesTheApplicationAndTheSessionWorking)
             ASSERT_EQ(run_failing_at(s, -1, &again), "") << "after allocation " << n;
             EXPECT_EQ(again, expected) << "after allocation " << n;
         }
-        EXPECT_GT(failures, 100);
+        // the library's pools and the C library's allocations at least
+        // (under AddressSanitizer, operator new does not reach malloc)
+        EXPECT_GT(failures, 50);
         std::printf("  %ld allocations failed in turn\n", failures);
     }).join();
 }
