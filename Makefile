@@ -81,8 +81,9 @@ bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target kxsupp_bench kxsupp_bench_shared
 	./$(BUILD)/bench/kxsupp_bench
 	./$(BUILD)/bench/kxsupp_bench_shared
-	cmake --build $(BUILD) -j $(JOBS) --target kxevaldrv_bench
+	cmake --build $(BUILD) -j $(JOBS) --target kxevaldrv_bench kxevaldrv_parse_bench
 	ODBCSYSINI=$(CURDIR)/$(BUILD) ./$(BUILD)/driver/kxevaldrv_bench $(CURDIR)/$(BUILD)/driver/libkxevaldrv.so
+	./$(BUILD)/driver/kxevaldrv_parse_bench
 
 # Every test program once under valgrind memcheck (slow); fails on any
 # read of uninitialised or unaddressable memory, or a failed test.

@@ -376,7 +376,15 @@ private:
         return must(static_cast<ParseNode *>(
             newNode(sizeof(ParseNode) + kNodeFields * sizeof(intptr_t), kind, mem_)));
     }
-    List *append(void *item, List *list) { return must(ListAppend(item, list, mem_)); }
+    // ListAppend gives back the list as it was when memory runs out
+    List *append(void *item, List *list)
+    {
+        int32_t before = list != nullptr ? list->count : 0;
+        List *after = ListAppend(item, list, mem_);
+        if (after == nullptr || after->count == before)
+            throw std::bad_alloc();
+        return after;
+    }
     ParseNode *list_node(List *list)
     {
         ParseNode *n = node(KX_NODE_LIST);

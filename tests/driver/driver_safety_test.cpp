@@ -287,6 +287,100 @@ TEST(DriverSafety, NamesLongerThanTheReportedMaximumAreRefused)
     EXPECT_EQ(s.state(), "42000");
 }
 
+// ---- wide text ----
+
+// A value read back as SQL_C_WCHAR, in code units.
+std::u16string wide_column(Session &s, SQLUSMALLINT column)
+{
+    std::u16string out;
+    char16_t piece[8];
+    for (;;) {
+        SQLLEN indicator = 0;
+        SQLRETURN rc = SQLGetData(s.stmt, column, SQL_C_WCHAR, piece, sizeof piece, &indicator);
+        if (rc == SQL_NO_DATA || !SQL_SUCCEEDED(rc) || indicator == SQL_NULL_DATA)
+            return out;
+        out += piece;
+        if (rc == SQL_SUCCESS)
+            return out;
+    }
+}
+
+// Sends the pieces with SQLPutData as one SQL_C_WCHAR parameter of
+// "SELECT ?"; returns the value read back as text.
+std::string put_wide(Session &s, const std::vector<std::string> &pieces)
+{
+    EXPECT_TRUE(SQL_SUCCEEDED(s.prepare("SELECT ?")));
+    SQLLEN at_exec = SQL_DATA_AT_EXEC;
+    SQLBindParameter(s.stmt, 1, SQL_PARAM_INPUT, SQL_C_WCHAR, SQL_WLONGVARCHAR, 0, 0,
+                     reinterpret_cast<SQLPOINTER>(1), 0, &at_exec);
+    EXPECT_EQ(SQLExecute(s.stmt), SQL_NEED_DATA);
+    SQLPOINTER token = nullptr;
+    EXPECT_EQ(SQLParamData(s.stmt, &token), SQL_NEED_DATA);
+    for (const std::string &piece : pieces)
+        EXPECT_EQ(SQLPutData(s.stmt, const_cast<char *>(piece.data()), static_cast<SQLLEN>(piece.size())),
+                  SQL_SUCCESS);
+    EXPECT_EQ(SQLParamData(s.stmt, &token), SQL_SUCCESS);
+    EXPECT_EQ(SQLFetch(s.stmt), SQL_SUCCESS);
+    std::string text;
+    EXPECT_TRUE(s.column_text(1, text));
+    return text;
+}
+
+// Code units as the octets SQLPutData takes.
+std::string octets_of(const std::u16string &units)
+{
+    return std::string(reinterpret_cast<const char *>(units.data()), units.size() * 2);
+}
+
+TEST(DriverSafety, SqlPutDataNeverJoinsALoneHighSurrogate)
+{
+    Session s;
+    // a, D800, b: the lone surrogate is U+FFFD, b stays b
+    EXPECT_EQ(put_wide(s, {octets_of(u"a\xD800" u"b")}), "a\xEF\xBF\xBD" "b");
+    EXPECT_EQ(put_wide(s, {octets_of(u"a\xDC00" u"b")}), "a\xEF\xBF\xBD" "b");
+    // a pair split between two pieces, and a piece ending inside a unit
+    std::string smile = octets_of(u"a\U0001F600b");
+    EXPECT_EQ(put_wide(s, {smile.substr(0, 4), smile.substr(4)}), "a\xF0\x9F\x98\x80" "b");
+    EXPECT_EQ(put_wide(s, {smile.substr(0, 3), smile.substr(3, 2), smile.substr(5)}),
+              "a\xF0\x9F\x98\x80" "b");
+    // a high surrogate at the very end of the data
+    EXPECT_EQ(put_wide(s, {octets_of(u"ab"), octets_of(u"\xD83D")}), "ab\xEF\xBF\xBD");
+}
+
+TEST(DriverSafety, WideTextCrossesEveryPathTheSameWay)
+{
+    Session s;
+    // one character of every plane, as a bound parameter and back
+    std::u16string all = u"A\u00E9\u20AC\U0001F600\U00020000\U000E0001\U0010FFFF\uE000\uFFFD";
+    ASSERT_TRUE(SQL_SUCCEEDED(s.prepare("SELECT ?, ? || ''")));
+    SQLLEN length = static_cast<SQLLEN>(all.size() * 2);
+    SQLBindParameter(s.stmt, 1, SQL_PARAM_INPUT, SQL_C_WCHAR, SQL_WVARCHAR, 100, 0,
+                     const_cast<char16_t *>(all.data()), length, &length);
+    SQLBindParameter(s.stmt, 2, SQL_PARAM_INPUT, SQL_C_WCHAR, SQL_WVARCHAR, 100, 0,
+                     const_cast<char16_t *>(all.data()), length, &length);
+    ASSERT_TRUE(SQL_SUCCEEDED(SQLExecute(s.stmt)));
+    ASSERT_EQ(SQLFetch(s.stmt), SQL_SUCCESS);
+    EXPECT_EQ(wide_column(s, 1), all);
+    std::string text;
+    ASSERT_TRUE(s.column_text(2, text));
+    EXPECT_EQ(text, "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xF0\xA0\x80\x80\xF3\xA0\x80\x81"
+                    "\xF4\x8F\xBF\xBF\xEE\x80\x80\xEF\xBF\xBD");
+    // a lone surrogate in a bound parameter
+    std::u16string lone = u"x\xDC00y";
+    SQLLEN lone_length = 6;
+    ASSERT_TRUE(SQL_SUCCEEDED(s.prepare("SELECT ?")));
+    SQLBindParameter(s.stmt, 1, SQL_PARAM_INPUT, SQL_C_WCHAR, SQL_WVARCHAR, 10, 0,
+                     const_cast<char16_t *>(lone.data()), lone_length, &lone_length);
+    ASSERT_TRUE(SQL_SUCCEEDED(SQLExecute(s.stmt)));
+    ASSERT_EQ(SQLFetch(s.stmt), SQL_SUCCESS);
+    EXPECT_EQ(wide_column(s, 1), u"x\uFFFDy");
+    // UTF-8 past U+10FFFF in the statement's text: each octet that cannot
+    // start or continue a character is one U+FFFD
+    ASSERT_TRUE(SQL_SUCCEEDED(s.exec("SELECT 'x\xF4\x90\x80\x80y'")));
+    ASSERT_EQ(SQLFetch(s.stmt), SQL_SUCCESS);
+    EXPECT_EQ(wide_column(s, 1), u"x\uFFFD\uFFFD\uFFFD\uFFFDy");
+}
+
 // ---- nesting and stacks ----
 
 // Statements whose every kind of nesting goes deeper than the driver takes:
