@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -187,6 +188,28 @@ TEST(DriverSafety, TheQueryTimeOutStopsASortAndAFilter)
     EXPECT_EQ(s.exec("SELECT n FROM SERIES(1, 9000000000) AS s(n) WHERE n < 0"), SQL_ERROR);
     EXPECT_EQ(s.state(), "HYT00");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+// The parse honours the time-out too: given a statement whose deadline has
+// passed, a parse of more than a few hundred expressions stops with HYT00
+// (posted once, by the time-out check), and a short one still goes through.
+TEST(DriverSafety, TheQueryTimeOutCoversParsing)
+{
+    Session s;
+    auto *stmt = static_cast<kxdrv::Statement *>(s.stmt);
+    MemHandle *mem = kx_mem_alloc_handle(stmt->mem);
+    stmt->deadline = 1;  // long past
+    stmt->state = kxdrv::kStateExecuting;
+    SetupErrorHeader(stmt->errors, 0);
+    std::string many = "SELECT 0" + repeated(" + 1", 5000);
+    EXPECT_EQ(kxdrv::parse_query(many, mem, stmt->errors, stmt), nullptr);
+    EXPECT_EQ(s.state(), "HYT00");
+    EXPECT_EQ(stmt->errors->record_count, 1);
+    std::unique_ptr<kxdrv::Query> few(kxdrv::parse_query("SELECT 1 + 1", mem, stmt->errors, stmt));
+    EXPECT_NE(few, nullptr);
+    stmt->deadline = 0;
+    stmt->state = kxdrv::kStateIdle;
+    kx_mem_release_handle(mem);
 }
 
 // ---- the parser ----
