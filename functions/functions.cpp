@@ -18,6 +18,8 @@
 
 namespace {
 
+using namespace kx::catalogue;
+
 constexpr uint32_t C = KX_CLASS_CHAR;
 constexpr uint32_t I = KX_CLASS_INTEGER;
 constexpr uint32_t S = KX_CLASS_SPECIAL;
@@ -27,66 +29,6 @@ constexpr uint32_t A = KX_CLASS_ANY;
 constexpr uint32_t OPT = KX_CLASS_OPTIONAL;
 constexpr uint32_t DT = KX_CLASS_DATE | KX_CLASS_TIMESTAMP;  // 0x050
 constexpr uint32_t TM = KX_CLASS_TIME | KX_CLASS_TIMESTAMP;  // 0x060
-
-// The catalogue order, usable at compile time: ASCII letters fold to upper
-// case, which is what toupper does to every name in the tables.
-constexpr int fold_ascii(char c)
-{
-    unsigned char u = static_cast<unsigned char>(c);
-    return (u >= 'a' && u <= 'z') ? u - 'a' + 'A' : u;
-}
-
-constexpr int compare_names_ascii(const char *a, const char *b)
-{
-    for (;; ++a, ++b) {
-        if (*a == '\0')
-            return *b == '\0' ? 0 : -1;
-        if (*b == '\0')
-            return 1;
-        int ca = fold_ascii(*a);
-        int cb = fold_ascii(*b);
-        if (ca != cb)
-            return ca < cb ? -1 : 1;
-    }
-}
-
-template <size_t N>
-constexpr bool strictly_sorted(const FunctionEntry (&table)[N])
-{
-    for (size_t i = 1; i < N; ++i)
-        if (compare_names_ascii(table[i - 1].name, table[i].name) >= 0)
-            return false;
-    return true;
-}
-
-// Every entry's argument count is one of its argument words.
-template <size_t N>
-constexpr bool counts_within_words(const FunctionEntry (&table)[N])
-{
-    constexpr int32_t words = sizeof table[0].arg_class / sizeof table[0].arg_class[0];
-    for (size_t i = 0; i < N; ++i)
-        if (table[i].arg_count < 0 || table[i].arg_count > words)
-            return false;
-    return true;
-}
-
-// The minimum argument count: the leading argument words without 0x800.
-// Only catalogue entries come here, whose counts stay within their words.
-int32_t required_arguments(const FunctionEntry &entry)
-{
-    int32_t n = 0;
-    while (n < entry.arg_count && (entry.arg_class[n] & OPT) == 0)
-        ++n;
-    return n;
-}
-
-const FunctionEntry *find_first_by_id(const FunctionEntry *table, size_t count, int32_t id)
-{
-    for (size_t i = 0; i < count; ++i)
-        if (table[i].id == id)
-            return &table[i];
-    return nullptr;
-}
 
 }  // namespace
 

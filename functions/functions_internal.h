@@ -15,7 +15,75 @@
 #include <cstring>
 
 #include "kxsupp/common.h"
+#include "kxsupp/functions.h"
 #include "kxsupp/values.h"
+
+// What both catalogues (the family's and the standard one) are checked and
+// searched with.
+namespace kx::catalogue {
+
+// The catalogue order, usable at compile time: ASCII letters fold to upper
+// case, which is what toupper does to every name in the tables.
+constexpr int fold_ascii(char c)
+{
+    unsigned char u = static_cast<unsigned char>(c);
+    return (u >= 'a' && u <= 'z') ? u - 'a' + 'A' : u;
+}
+
+constexpr int compare_names_ascii(const char *a, const char *b)
+{
+    for (;; ++a, ++b) {
+        if (*a == '\0')
+            return *b == '\0' ? 0 : -1;
+        if (*b == '\0')
+            return 1;
+        int ca = fold_ascii(*a);
+        int cb = fold_ascii(*b);
+        if (ca != cb)
+            return ca < cb ? -1 : 1;
+    }
+}
+
+template <size_t N>
+constexpr bool strictly_sorted(const FunctionEntry (&table)[N])
+{
+    for (size_t i = 1; i < N; ++i)
+        if (compare_names_ascii(table[i - 1].name, table[i].name) >= 0)
+            return false;
+    return true;
+}
+
+// Every entry's argument count is one of its argument words.
+template <size_t N>
+constexpr bool counts_within_words(const FunctionEntry (&table)[N])
+{
+    constexpr int32_t words = sizeof table[0].arg_class / sizeof table[0].arg_class[0];
+    for (size_t i = 0; i < N; ++i)
+        if (table[i].arg_count < 0 || table[i].arg_count > words)
+            return false;
+    return true;
+}
+
+// The minimum argument count: the leading argument words without 0x800.
+// Only catalogue entries come here, whose counts stay within their words.
+inline int32_t required_arguments(const FunctionEntry &entry)
+{
+    int32_t n = 0;
+    while (n < entry.arg_count && (entry.arg_class[n] & KX_CLASS_OPTIONAL) == 0)
+        ++n;
+    return n;
+}
+
+inline const FunctionEntry *find_first_by_id(const FunctionEntry *table, size_t count,
+                                             int32_t id)
+{
+    for (size_t i = 0; i < count; ++i)
+        if (table[i].id == id)
+            return &table[i];
+    return nullptr;
+}
+
+}  // namespace kx::catalogue
 
 // The routines, one per function; the signature is ScalarFunction's.
 #define KX_SCALAR_FUNCTION(name)                                               \

@@ -13,6 +13,7 @@
 #include "kxsupp/arith.h"
 #include "kxsupp/functions.h"
 #include "kxsupp/parse.h"
+#include "kxsupp/standard.h"
 #include "kxsupp/version.h"
 
 #endif /* KXSUPP_H */

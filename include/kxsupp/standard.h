@@ -1,0 +1,315 @@
+/*
+ * kxsupp/standard.h - the standard behaviour beside the family's own.
+ *
+ * The unprefixed names of this library keep, exactly, the behaviour that the
+ * family's drivers have always had, quirks included (a timestamp's fraction
+ * that carries by 999999, a month shift that gives 31 February, a division
+ * through double precision, "[Varnel ODBC]" in front of every library
+ * message). Beside each such behaviour the kxstd_ names give the one that
+ * ODBC 3.8 and SQL-92 define (and, where those leave a choice, what
+ * PostgreSQL, MySQL and SQLite all do). A driver chooses the standard
+ * behaviour once, by calling the kxstd_ names wherever it would call the
+ * unprefixed ones:
+ *
+ *  - kxstd_set_error_header on each error header it makes (its diagnostics
+ *    then follow ODBC: the driver's own name in brackets on the library's
+ *    messages too, class and subclass origins by SQLSTATE, the ODBC 2
+ *    states of ODBC's appendix);
+ *  - the standard catalogue (kxstd_get_function_id / _info / _arg_range,
+ *    kxstd_functions) for scalar functions, run with execute_function;
+ *  - kxstd_numeric_operation, kxstd_bigint_operation,
+ *    kxstd_interval_operation and kxstd_compare_values for operators;
+ *  - the kxstd_ literal builders, conversions, calendar, datetime and
+ *    long-data routines below.
+ * Nothing here changes a record a driver allocates, and the unprefixed
+ * routines behave as before for every header not set with
+ * kxstd_set_error_header.
+ *
+ * Conventions of the family:
+ *  1. Routines that take an EvalContext report errors as the scalar
+ *     functions do: one diagnostic posted on context->stmt's error header,
+ *     context->result set to -1, longjmp to context->exit with -1. A null
+ *     context makes such a routine report nothing: its result is NULL.
+ *  2. Other routines return a status: KXSTD_OK (0) or one of the KXSTD_
+ *     codes below, each standing for one SQLSTATE (kxstd_status_state) and
+ *     message (kxstd_status_message); they leave their outputs untouched on
+ *     an error.
+ *  3. Results are never wrapped, saturated or silently cut: a value that
+ *     does not fit its type is an error (22003, 22008, 22015).
+ *  4. Dates follow the proleptic Gregorian calendar throughout. Day numbers
+ *     are Julian Day Numbers (1 January 2000 is 2451545), as the family's
+ *     own calendar counts them for every date from 14 September 1752 on.
+ */
+#ifndef KXSUPP_STANDARD_H
+#define KXSUPP_STANDARD_H
+
+#include "kxsupp/common.h"
+#include "kxsupp/diagnostics.h"
+#include "kxsupp/functions.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- status codes ---- */
+
+#define KXSTD_OK 0
+#define KXSTD_NUMERIC_OUT_OF_RANGE 1   /* 22003 */
+#define KXSTD_DIVISION_BY_ZERO 2       /* 22012 */
+#define KXSTD_DATETIME_OVERFLOW 3      /* 22008 */
+#define KXSTD_INTERVAL_OVERFLOW 4      /* 22015 */
+#define KXSTD_INVALID_DATETIME 5       /* 22007 */
+#define KXSTD_INVALID_NUMBER 6         /* 22018: text that is not a number */
+#define KXSTD_TYPE_MISMATCH 7          /* 42000: operand types that do not fit */
+#define KXSTD_NO_MEMORY 8              /* HY001 */
+#define KXSTD_INVALID_LENGTH 9         /* HY090 */
+#define KXSTD_INVALID_ARGUMENT 10      /* 22023: a unit or field the call does not take */
+#define KXSTD_STATUS_COUNT 11
+
+/* The SQLSTATE of a status ("00000" for KXSTD_OK, "HY000" for an unknown
+   code); never null. */
+KX_API const char *kxstd_status_state(int32_t status);
+/* A short message for a status, without the component prefix. */
+KX_API const char *kxstd_status_message(int32_t status);
+
+/* ---- diagnostics ---- */
+
+/* Puts a header in standard mode, once, when the driver makes it: from
+   then on every record posted on it, by the driver's PostError calls or by
+   the library's own routines,
+    - shows component in brackets when the poster names none (never
+      "Varnel ODBC");
+    - takes the class origin "ISO 9075" for the classes SQL-92 defines and
+      "ODBC 3.0" for HY and IM, and the subclass origin "ODBC 3.0" for the
+      subclasses ODBC defines (HY..., IM..., and the "S" subclasses such as
+      01S02 and 42S22), "ISO 9075" otherwise - whatever origin the poster
+      passed;
+    - is mapped for an ODBC 2 application through kxstd_map_table;
+   and kxstd_get_diag_field reports server_name as SQL_DIAG_SERVER_NAME.
+   Both texts are copied into the header's memory handle; a null server
+   name gives the empty string. 0, or -1 when the header is null or memory
+   ran out (the header is then left as it was). */
+KX_API int32_t kxstd_set_error_header(ErrorHeader *header, const char *component,
+                                      const char *server_name);
+
+/* ODBC 3 to ODBC 2 SQLSTATEs as ODBC's appendix gives them (HYT00 to S1T00,
+   HY092 to S1092 among them); ended by a null pair. */
+KX_API extern const SqlStatePair kxstd_map_table[];
+
+/* GetDiagField with ODBC's widths and texts: SQL_DIAG_RETURNCODE is an
+   SQLRETURN (16 bits); SQL_DIAG_ROW_COUNT, SQL_DIAG_CURSOR_ROW_COUNT and
+   SQL_DIAG_ROW_NUMBER are SQLLENs (64 bits); SQL_DIAG_NUMBER, _NATIVE,
+   _COLUMN_NUMBER and _DYNAMIC_FUNCTION_CODE are SQLINTEGERs;
+   SQL_DIAG_SERVER_NAME is the header's server name;
+   SQL_DIAG_DYNAMIC_FUNCTION is ODBC's text ("DROP INDEX", "CALL", ...).
+   Return codes as GetDiagField's. */
+KX_API int16_t kxstd_get_diag_field(int32_t handle_type, ErrorHeader *header, int32_t record,
+                                    int32_t field, void *value, int32_t buffer_length,
+                                    int16_t *string_length);
+
+/* ---- values ---- */
+
+/* NewValue whose every field is set: not NULL, no type (0), lengths 0, no
+   long buffer, sign and payload zero; the text area, when asked for, is
+   empty and terminated. Null when memory runs out. */
+KX_API Value *kxstd_new_value(MemHandle *handle, int32_t text_length);
+
+/* set_value_to_double that also makes the value not NULL, and refuses a
+   double that does not fit an integer or numeric value: KXSTD_OK or
+   KXSTD_NUMERIC_OUT_OF_RANGE. */
+KX_API int32_t kxstd_set_value_to_double(Value *value, double d);
+
+/* The value as a 32-bit or 64-bit integer: integers, bits and bigints
+   exactly, doubles and numerics truncated toward zero, text parsed as a
+   decimal number (leading and trailing blanks allowed). KXSTD_OK,
+   KXSTD_NUMERIC_OUT_OF_RANGE, KXSTD_INVALID_NUMBER, or KXSTD_TYPE_MISMATCH
+   for a datetime, interval or binary. A NULL value gives 0 and KXSTD_OK. */
+KX_API int32_t kxstd_get_int_from_value(const Value *value, int32_t *out);
+KX_API int32_t kxstd_get_bigint_from_value(const Value *value, int64_t *out);
+
+/* The order of two values of comparable types, -1, 0 or 1 (NULL first, as
+   compare_values): numbers of any kinds by their true values (a bigint as
+   64 bits, +0 equal to -0, a double against an exact number as doubles);
+   text against a number as that number (22018 when the text is not one);
+   texts blank-padded, octet by octet; binaries zero-padded; a date against
+   a timestamp as the date at midnight; datetimes and intervals by their
+   instants and lengths; text against a datetime as a datetime literal
+   (22007 when it is not one). Any other pair is KXSTD_TYPE_MISMATCH
+   (42000): an error through the context, or 0 without one. */
+KX_API int32_t kxstd_compare_values(const Value *left, const Value *right,
+                                    EvalContext *context);
+
+/* ---- exact decimals ---- */
+/*
+ * The same record as the family's numeric routines (NumericStruct), read as
+ * an SQL NUMERIC of at most 38 digits. A result has one zero (sign 1),
+ * precision 38, and the smallest scale that keeps every digit of the exact
+ * result; its fraction is rounded half away from zero only where the whole
+ * result would need more than 38 digits. KXSTD_NUMERIC_OUT_OF_RANGE when
+ * its whole part needs more than 38 digits.
+ */
+KX_API int32_t kxstd_add_numeric(NumericStruct *a, const NumericStruct *b);
+KX_API int32_t kxstd_subtract_numeric(NumericStruct *a, const NumericStruct *b);
+KX_API int32_t kxstd_mult_numeric(NumericStruct *a, const NumericStruct *b);
+/* a / b rounded half away from zero at a's scale + 4 fractional digits
+   (fewer only where 38 digits leave no room), correct to its last digit.
+   KXSTD_DIVISION_BY_ZERO when b is zero. */
+KX_API int32_t kxstd_div_numeric(NumericStruct *a, const NumericStruct *b);
+/* -1, 0, 1 by value: +0 equals -0, 1.50 equals 1.5. */
+KX_API int32_t kxstd_numeric_compare(const NumericStruct *a, const NumericStruct *b);
+/* Conversions that refuse what does not fit (KXSTD_NUMERIC_OUT_OF_RANGE):
+   to integers truncating the fraction toward zero; from integers at a
+   scale (the scaled value must fit 38 digits); to a double, the nearest
+   double (a magnitude with bit 127 set included). */
+KX_API int32_t kxstd_numeric_to_int(const NumericStruct *number, int32_t *out);
+KX_API int32_t kxstd_numeric_to_bigint(const NumericStruct *number, int64_t *out);
+KX_API int32_t kxstd_numeric_to_double(const NumericStruct *number, double *out);
+KX_API int32_t kxstd_bigint_to_numeric(int64_t value, NumericStruct *out, int32_t scale);
+/* Decimal text (blanks around it, a sign, digits with at most one point,
+   an optional exponent) as an exact numeric of its own scale; the text is
+   not changed. KXSTD_INVALID_NUMBER when it is not a number,
+   KXSTD_NUMERIC_OUT_OF_RANGE beyond 38 digits. */
+KX_API int32_t kxstd_text_to_numeric(const char *text, NumericStruct *out);
+
+/* ---- operators ---- */
+/*
+ * The operator codes of numeric_operation (1 +, 2 -, 4 *, 5 /, 7 to 12 the
+ * comparisons). NULL operands give a NULL result (a NULL truth value for a
+ * comparison). Errors through the context: 22003 for a result that does not
+ * fit, 22012 for a division by zero, 22018 for text that is not a number,
+ * 42000 for an operand type that does not fit the operator.
+ */
+/* Exact arithmetic when both operands are exact (integers, bigints,
+   numerics, or text read as a number); approximate (a double result) when
+   either is a double. */
+KX_API void kxstd_numeric_operation(Value *a, Value *b, Value *result, EvalContext *context,
+                                    int32_t op);
+/* 64-bit integer arithmetic without wrapping (the most negative value
+   divided by -1 included); a quotient truncated toward zero. */
+KX_API void kxstd_bigint_operation(Value *a, Value *b, Value *result, EvalContext *context,
+                                   int32_t op);
+/* Datetime and interval arithmetic: datetime ± interval and interval +
+   datetime (a date gives a date for a year-month interval or whole days, a
+   timestamp otherwise), datetime - datetime of the same type (a day-time
+   interval), interval ± interval of the same family (year-month or
+   day-time; the result kind covers both), interval × number and interval ÷
+   number. A year-month interval with a day-time one, or a number added to
+   or subtracted from an interval, is 42000. Month shifts clamp the day to
+   the month's last day; fractions carry by 10^9 nanoseconds; times wrap
+   modulo 24 hours; 22008 for a date outside the years 1 to 9999, 22015 for
+   an interval whose leading field passes its precision. */
+KX_API void kxstd_interval_operation(Value *a, Value *b, Value *result, EvalContext *context,
+                                     int32_t op);
+
+/* ---- calendar, datetimes and intervals ---- */
+
+/* Julian Day Number of a proleptic Gregorian date, and back; years before
+   1 count astronomically here (0 is 1 BC). */
+KX_API int32_t kxstd_ymd_to_day(int32_t year, int32_t month, int32_t day);
+KX_API void kxstd_day_to_ymd(int32_t day_number, int32_t *year, int32_t *month, int32_t *day);
+/* 1 when the date exists (years 1 to 9999), else 0. */
+KX_API int32_t kxstd_valid_date(int32_t year, int32_t month, int32_t day);
+/* Today's date, and now as a timestamp with precision fractional digits
+   (0 to 9), each from one reading of the clock (local time). */
+KX_API int32_t kxstd_current_date(DateStruct *out);
+KX_API int32_t kxstd_current_timestamp(TimestampStruct *out, int32_t precision);
+
+/* A datetime value shifted by months, then seconds and nanoseconds (any
+   signs and sizes); the result has the source's type, a time wrapping
+   modulo 24 hours and a date dropping the time of day. KXSTD_OK,
+   KXSTD_DATETIME_OVERFLOW (outside the years 1 to 9999) or
+   KXSTD_TYPE_MISMATCH (the source is no datetime). The result may be the
+   source. */
+KX_API int32_t kxstd_timestamp_add(Value *result, const Value *source, int64_t months,
+                                   int64_t seconds, int64_t nanoseconds);
+
+/* An interval's length: months (year-month kinds) or seconds and
+   nanoseconds (day-time kinds), signed, in 64 bits. */
+KX_API int32_t kxstd_interval_length(const IntervalStruct *interval, int64_t *units,
+                                     int32_t *nanoseconds);
+/* Spreads a signed length over the fields of result's interval kind
+   (already set) and sets its sign: KXSTD_OK, or KXSTD_INTERVAL_OVERFLOW
+   when the leading field passes the leading precision (1 to 9 digits). The
+   other fields, the null flag and the sign are all set. */
+KX_API int32_t kxstd_normalise_interval(int64_t units, int32_t nanoseconds, int32_t leading_precision,
+                                        Value *result);
+/* -1, 0, 1 for two intervals of one family; KXSTD_TYPE_MISMATCH in *order's
+   stead (the return value) for a year-month against a day-time one. */
+KX_API int32_t kxstd_interval_compare(const IntervalStruct *a, const IntervalStruct *b,
+                                      int32_t *order);
+
+/* The number of whole units (SQL_TSI_FRAC_SECOND in nanoseconds, SECOND,
+   MINUTE, HOUR, DAY, WEEK, MONTH, QUARTER, YEAR: the ODBC keywords, in any
+   letter case) from one datetime to another, truncated toward zero; a
+   month counts when the later day and time of day reach the earlier ones.
+   A date counts as its midnight, a time as on the given date. KXSTD_OK,
+   KXSTD_INVALID_ARGUMENT for another unit, KXSTD_NUMERIC_OUT_OF_RANGE, or
+   KXSTD_TYPE_MISMATCH. */
+KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const Value *to,
+                                    const DateStruct *today, int64_t *out);
+
+/* ---- literal builders ---- */
+
+/* MakeLiteral for the datetime kinds (KX_LITERAL_DATE, _TIME,
+   _TIMESTAMP), checked: the quoted text in the form the literal takes, each
+   field in its range (a real date, hour 0 to 23, minute and second 0 to 59),
+   a timestamp's fraction of up to 9 digits kept. Null with *status set
+   (KXSTD_INVALID_DATETIME, KXSTD_NO_MEMORY); the other kinds go to
+   MakeLiteral. */
+KX_API Value *kxstd_make_literal(int32_t kind, const char *text, MemHandle *handle,
+                                 int32_t *status);
+/* An exact numeric literal whatever its length: MakeNumeric's digits as
+   a VALUE_NUMERIC of precision 38 and the fraction's scale. Null when there
+   are more than 38 digits (*status KXSTD_NUMERIC_OUT_OF_RANGE) or memory
+   runs out. */
+KX_API Value *kxstd_make_numeric(const char *integer_digits, const char *fraction_digits,
+                                 MemHandle *handle, int32_t *status);
+/* An interval literal: the quoted text (with the quotes, and an optional
+   sign inside them) read for the interval kind with its precisions. Null
+   with *status KXSTD_INVALID_DATETIME (the text does not fit the kind, or a
+   trailing field passes its range) or KXSTD_INTERVAL_OVERFLOW (the leading
+   field passes its precision). */
+KX_API Value *kxstd_make_interval(const char *text, int32_t kind, int32_t leading_precision,
+                                  int32_t seconds_precision, MemHandle *handle,
+                                  int32_t *status);
+/* promote_type for two interval kinds, without ever ending the process:
+   KXSTD_TYPE_MISMATCH for a year-month and a day-time kind. */
+KX_API int32_t kxstd_promote_type(int32_t a, int32_t b, int32_t *kind);
+
+/* ---- long data ---- */
+
+/* extract_from_long_buffer that ends as SQLGetData does: 100 (SQL_NO_DATA)
+   once every octet has been read, the second time a NULL long value is read
+   too; 1 when the buffer was filled with more to come; 0 for the last
+   piece. */
+KX_API int32_t kxstd_extract_from_long_buffer(LongBuffer *buffer, void *buf, int32_t size,
+                                              int32_t *length, int32_t is_text);
+/* append_to_long_buffer that refuses a negative length other than KX_NTS,
+   and KX_NTS on a binary buffer (KXSTD_INVALID_LENGTH), rather than ending
+   the process. */
+KX_API int32_t kxstd_append_to_long_buffer(LongBuffer *buffer, const void *data, int32_t n);
+
+/* ---- scalar functions ---- */
+/*
+ * The standard catalogue: the names, ids, argument counts and classes of
+ * `functions` and `scalar_functions`, with routines that give the standard
+ * results where the family's differ (TIMESTAMPADD clamps a month shift's
+ * day and refuses an unknown unit, TIMESTAMPDIFF counts whole units,
+ * numeric functions report domain errors in class 22, ...). Run an entry
+ * with execute_function; look names up here rather than with the
+ * sql92_get_function_ look-ups.
+ */
+KX_API extern const FunctionEntry kxstd_functions[KX_FUNCTION_COUNT];
+KX_API extern const FunctionEntry kxstd_scalar_functions[KX_SQL92_FUNCTION_COUNT];
+KX_API int32_t kxstd_get_function_id(const char *name, int32_t sql92);
+KX_API const char *kxstd_get_function_name(int32_t id);
+KX_API const FunctionEntry *kxstd_get_function_info(int32_t id);
+/* The true argument range of every id, SQL-92 ids included (POSITION takes
+   2). */
+KX_API void kxstd_get_function_arg_range(int32_t id, int32_t *min, int32_t *max);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KXSUPP_STANDARD_H */
