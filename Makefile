@@ -84,8 +84,10 @@ bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target kxevaldrv_bench
 	ODBCSYSINI=$(CURDIR)/$(BUILD) ./$(BUILD)/driver/kxevaldrv_bench $(CURDIR)/$(BUILD)/driver/libkxevaldrv.so
 
-# Every test program once under valgrind memcheck (slow); fails on any
-# read of uninitialised or unaddressable memory, or a failed test.
+# Every test program once under valgrind memcheck (slow), and the driver's
+# C clients and isql sessions with the driver loaded by unixODBC's driver
+# manager; fails on any read of uninitialised or unaddressable memory, or a
+# failed test.
 memcheck: deps
 	@sh scripts/install-deps.sh valgrind
 	cmake -S . -B $(MEMCHECK_BUILD) -DCMAKE_BUILD_TYPE=Debug -DKX_SANITIZE=OFF \

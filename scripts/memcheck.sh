@@ -14,14 +14,19 @@
 #    through unixODBC's driver manager;
 #  - every isql session SOURCE_DIR/tests/driver/isql/NAME.sql, run by
 #    tests/driver/run_isql.sh with isql itself under valgrind, its output
-#    compared with NAME.out.
+#    compared with NAME.out; then each of its statements once more, alone
+#    in an isql of its own. The library's memory handles reuse the blocks of
+#    freed nodes with their old contents, which valgrind takes as defined:
+#    a field the driver never set reads as set in any block that an earlier
+#    statement of the session used, and is seen only in a fresh one.
 # The driver's runs see the build's odbcinst.ini and odbc.ini
 # (BUILD_DIR/tests/driver/odbc, as tests/driver/CMakeLists.txt writes them).
 # valgrind follows no child process (--trace-children=no) and takes the
 # suppressions of scripts/memcheck.supp (errors of unixODBC and glibc that
 # are not ours). Leaks are not checked. Logs go to BUILD_DIR/memcheck/
 # <name>.log (the program's output) and <name>.log.valgrind (a session's is
-# isql_NAME); at the end one line per failed run and a total are printed.
+# isql_NAME, its statements' isql_NAME.log.N.valgrind); at the end one line
+# per failed run and a total are printed.
 # MEMCHECK_JOBS runs go at a time (default 2).
 set -u
 
@@ -67,7 +72,27 @@ if [ "${1:-}" = "--one" ]; then
         (cd "$build/tests/driver" &&
          ODBCSYSINI="$odbc" ODBCINI="$odbc/odbc.ini" KX_ODBC_DIR="$odbc" \
          sh "$source_dir/tests/driver/run_isql.sh" "$wrapper" "$path" \
-            "${path%.sql}.out" > "$log" 2>&1) ;;
+            "${path%.sql}.out" > "$log" 2>&1)
+        status=$?
+        # each statement alone (the data source as run_isql.sh picks it)
+        dsn=$(sed -n '1s/^-- dsn: *//p' "$path")
+        number=0
+        grep -v '^--' "$path" | while IFS= read -r statement; do
+            number=$((number + 1))
+            printf '%s\n' "$statement" |
+                (cd "$build/tests/driver" &&
+                 ODBCSYSINI="$odbc" ODBCINI="$odbc/odbc.ini" KX_ODBC_DIR="$odbc" \
+                 valgrind --leak-check=no --track-origins=yes --trace-children=no \
+                          --suppressions="$script_dir/memcheck.supp" \
+                          --log-file="$log.$number.valgrind" \
+                          isql "${dsn:-kxeval}" -b -v -d'|' -c) >> "$log" 2>&1
+        done
+        errors=$(cat "$log.valgrind" "$log".*.valgrind 2>/dev/null |
+                 sed -n 's/.*ERROR SUMMARY: \([0-9]*\) errors.*/\1/p' |
+                 awk '{ n += $1 } END { if (NR == 0) print "?"; else print n }')
+        echo "$status ${errors:-?}" > "$logs/$name.result"
+        echo "memcheck: $name: exit $status, ${errors:-?} errors"
+        exit 0 ;;
     esac
     status=$?
     errors=$(sed -n 's/.*ERROR SUMMARY: \([0-9]*\) errors.*/\1/p' "$log.valgrind" 2>/dev/null | tail -n 1)
