@@ -114,11 +114,13 @@ coverage: deps
 
 # Every libFuzzer target of tests/fuzz for FUZZ_TIME seconds, one after
 # another, in a clang build of its own (the library instrumented too);
-# prints each target's executions and coverage. `make test` only replays
-# the seed corpora and regression files.
+# prints each target's executions and coverage (and, with llvm-cov from
+# Debian's llvm, the lines of driver/ the driver's corpus reaches). `make
+# test` only replays the seed corpora and regression files.
 FUZZ_BUILD ?= build-fuzz
 FUZZ_TIME  ?= 60
 fuzz: deps
+	@sh scripts/install-deps.sh llvm
 	sh scripts/fuzz.sh $(FUZZ_BUILD) $(FUZZ_TIME) $(JOBS)
 
 # Writes the ABI baseline that `make test` compares the library with; run it

@@ -26,6 +26,10 @@ cmake --build "$build" -j "$jobs" --target kx_fuzz_targets || exit 1
 # The line coverage of <target>'s sources (driver/ for the driver) reached
 # by a corpus, from the coverage build of its replay program.
 source_coverage() {
+    if ! command -v llvm-cov > /dev/null || ! command -v llvm-profdata > /dev/null; then
+        echo "no line coverage (llvm-cov and llvm-profdata are missing: Debian's llvm)"
+        return
+    fi
     profile="$build/cover-$1"
     rm -f "$profile.profraw" "$profile.profdata"
     (cd "$build" && LLVM_PROFILE_FILE="$profile.profraw" \
