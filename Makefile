@@ -85,8 +85,10 @@ bench: configure
 	ODBCSYSINI=$(CURDIR)/$(BUILD) ./$(BUILD)/driver/kxevaldrv_bench $(CURDIR)/$(BUILD)/driver/libkxevaldrv.so
 	./$(BUILD)/driver/kxevaldrv_parse_bench
 
-# Every test program once under valgrind memcheck (slow); fails on any
-# read of uninitialised or unaddressable memory, or a failed test.
+# Every test program once under valgrind memcheck (slow), and the driver's
+# C clients and isql sessions with the driver loaded by unixODBC's driver
+# manager; fails on any read of uninitialised or unaddressable memory, or a
+# failed test.
 memcheck: deps
 	@sh scripts/install-deps.sh valgrind
 	cmake -S . -B $(MEMCHECK_BUILD) -DCMAKE_BUILD_TYPE=Debug -DKX_SANITIZE=OFF \
@@ -113,11 +115,13 @@ coverage: deps
 
 # Every libFuzzer target of tests/fuzz for FUZZ_TIME seconds, one after
 # another, in a clang build of its own (the library instrumented too);
-# prints each target's executions and coverage. `make test` only replays
-# the seed corpora and regression files.
+# prints each target's executions and coverage (and, with llvm-cov from
+# Debian's llvm, the lines of driver/ the driver's corpus reaches). `make
+# test` only replays the seed corpora and regression files.
 FUZZ_BUILD ?= build-fuzz
 FUZZ_TIME  ?= 60
 fuzz: deps
+	@sh scripts/install-deps.sh llvm
 	sh scripts/fuzz.sh $(FUZZ_BUILD) $(FUZZ_TIME) $(JOBS)
 
 # Writes the ABI baseline that `make test` compares the library with; run it
