@@ -19,6 +19,7 @@
 #include <cstring>
 
 #include "diagnostics/error_exit.h"
+#include "diagnostics/standard_exit.h"
 #include "kxsupp/diagnostics.h"
 #include "kxsupp/memory.h"
 #include "kxsupp/values.h"
@@ -351,8 +352,17 @@ KX_API char *PostError(ErrorHeader *header, int32_t class_origin_code,
 {
     if (header == nullptr)
         return nullptr;
+    // a header in standard mode (kxstd_set_error_header) takes the origins
+    // from the SQLSTATE, its own component, and ODBC's table of ODBC 2 states
+    bool standard = header->standard_component != nullptr;
+    if (standard) {
+        class_origin_code = kx::std_class_origin_code(sqlstate);
+        subclass_origin = kx::std_subclass_origin(sqlstate);
+        if (connection_name == nullptr)
+            connection_name = header->standard_component;
+    }
     if (header->odbc_version != 3)
-        sqlstate = odbc2_state(sqlstate);
+        sqlstate = standard ? kx::std_odbc2_state(sqlstate) : odbc2_state(sqlstate);
 
     MemHandle *handle = header->mem_handle;
     auto *record = static_cast<DiagRecord *>(

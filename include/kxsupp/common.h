@@ -146,6 +146,10 @@ typedef struct ErrorHeader {
     DiagRecord *first;
     DiagRecord *last;
     int32_t row_count;
+    /* Set by kxstd_set_error_header, null otherwise: the header then posts
+       and reports as ODBC defines, with this component and server name. */
+    const char *standard_component;
+    const char *standard_server_name;
 } ErrorHeader;
 
 /* ---- Exact decimal, date, time, timestamp and interval records ---- */

@@ -64,7 +64,8 @@ extern "C" {
 #define KXSTD_NO_MEMORY 8              /* HY001 */
 #define KXSTD_INVALID_LENGTH 9         /* HY090 */
 #define KXSTD_INVALID_ARGUMENT 10      /* 22023: a unit or field the call does not take */
-#define KXSTD_STATUS_COUNT 11
+#define KXSTD_IO_ERROR 11              /* HY000: a long-data file could not be written or read */
+#define KXSTD_STATUS_COUNT 12
 
 /* The SQLSTATE of a status ("00000" for KXSTD_OK, "HY000" for an unknown
    code); never null. */
@@ -279,14 +280,17 @@ KX_API int32_t kxstd_promote_type(int32_t a, int32_t b, int32_t *kind);
 /* ---- long data ---- */
 
 /* extract_from_long_buffer that ends as SQLGetData does: 100 (SQL_NO_DATA)
-   once every octet has been read, the second time a NULL long value is read
-   too; 1 when the buffer was filled with more to come; 0 for the last
-   piece. */
+   on every call after the one that delivered the last piece (an empty value
+   is delivered once, as an empty piece), and after the call that reported a
+   NULL long value; otherwise the same results (0 the last piece, 1 a piece
+   with more to come, -1 a read error). rewind_long_buffer starts it over. */
 KX_API int32_t kxstd_extract_from_long_buffer(LongBuffer *buffer, void *buf, int32_t size,
-                                              int32_t *length, int32_t is_text);
+                                              int32_t *remaining_out, int32_t binary);
 /* append_to_long_buffer that refuses a negative length other than KX_NTS,
-   and KX_NTS on a binary buffer (KXSTD_INVALID_LENGTH), rather than ending
-   the process. */
+   KX_NTS on a binary buffer, and a total past 2147483647 octets
+   (KXSTD_INVALID_LENGTH) rather than ending the process or wrapping, and
+   reports a failed write (KXSTD_IO_ERROR). Nothing is appended on an
+   error. */
 KX_API int32_t kxstd_append_to_long_buffer(LongBuffer *buffer, const void *data, int32_t n);
 
 /* ---- scalar functions ---- */
