@@ -102,9 +102,29 @@ int16_t copy_text(void *value, int32_t buffer_length, int16_t *string_length, co
                                                 string_length, text));
 }
 
+// The SQLSTATEs whose subclass ODBC defines beside the ISO call-level
+// interface's (SQLGetDiagField's SQL_DIAG_SUBCLASS_ORIGIN list); class IM is
+// ODBC's as a whole.
+constexpr const char *kOdbcSubclasses[] = {
+    "01S00", "01S01", "01S02", "01S06", "01S07", "07S01", "08S01", "21S01", "21S02",
+    "25S01", "25S02", "25S03", "42S01", "42S02", "42S11", "42S12", "42S21", "42S22",
+    "HY095", "HY097", "HY098", "HY099", "HY100", "HY101", "HY105", "HY107", "HY109",
+    "HY110", "HY111", "HYT00", "HYT01",
+};
+
 bool is_odbc_class(const char *sqlstate)
 {
-    return (sqlstate[0] == 'H' && sqlstate[1] == 'Y') || (sqlstate[0] == 'I' && sqlstate[1] == 'M');
+    return sqlstate[0] == 'I' && sqlstate[1] == 'M';
+}
+
+bool is_odbc_subclass(const char *sqlstate)
+{
+    if (is_odbc_class(sqlstate))
+        return true;
+    for (const char *state : kOdbcSubclasses)
+        if (std::strcmp(state, sqlstate) == 0)
+            return true;
+    return false;
 }
 
 }  // namespace
@@ -223,9 +243,8 @@ void std_raise(EvalContext *context, const char *sqlstate, const char *message)
         SetReturnCode(errors, KX_ERROR);
         // the origins passed here are what an ODBC 3 header shows; a header
         // in standard mode takes them from the SQLSTATE whatever is passed
-        bool odbc_class = sqlstate[0] == 'H' && sqlstate[1] == 'Y';
-        PostError(errors, odbc_class ? 1 : 2, 0, nullptr, 0, 0, odbc_class ? "ODBC 3.0" : "ISO 9075",
-                  sqlstate, "%s", message != nullptr ? message : "");
+        PostError(errors, std_class_origin_code(sqlstate), 0, nullptr, 0, 0,
+                  std_subclass_origin(sqlstate), sqlstate, "%s", message != nullptr ? message : "");
     }
     context->result = KX_ERROR;
     std::longjmp(context->exit, KX_ERROR);
@@ -233,17 +252,12 @@ void std_raise(EvalContext *context, const char *sqlstate, const char *message)
 
 int32_t std_class_origin_code(const char *sqlstate)
 {
-    return sqlstate != nullptr && is_odbc_class(sqlstate) ? 1 : 2;
+    return sqlstate != nullptr && std::strlen(sqlstate) >= 2 && is_odbc_class(sqlstate) ? 1 : 2;
 }
 
 const char *std_subclass_origin(const char *sqlstate)
 {
-    // ODBC's own subclasses: its classes, and the "S" subclasses it added to
-    // SQL-92's classes (01S02, 07S01, 08S01, 21S01, 42S22, ...)
-    if (sqlstate != nullptr && std::strlen(sqlstate) >= 3 &&
-        (is_odbc_class(sqlstate) || sqlstate[2] == 'S'))
-        return "ODBC 3.0";
-    return "ISO 9075";
+    return sqlstate != nullptr && is_odbc_subclass(sqlstate) ? "ODBC 3.0" : "ISO 9075";
 }
 
 const char *std_odbc2_state(const char *sqlstate)

@@ -20,10 +20,9 @@ void std_raise(EvalContext *context, const char *sqlstate, const char *message);
 void std_raise(EvalContext *context, int32_t status);
 
 // What a header in standard mode records for an ODBC 3 SQLSTATE: the
-// class-origin code (1 "ODBC 3.0" for the classes ODBC defines, HY and IM;
-// 2 "ISO 9075" otherwise), the subclass origin, and the state an ODBC 2
-// application sees (kxstd_map_table). A null state gives 2, "ISO 9075" and
-// null.
+// class-origin code (1 "ODBC 3.0" for class IM, 2 "ISO 9075" otherwise),
+// the subclass origin, and the state an ODBC 2 application sees
+// (kxstd_map_table). A null state gives 2, "ISO 9075" and null.
 int32_t std_class_origin_code(const char *sqlstate);
 const char *std_subclass_origin(const char *sqlstate);
 const char *std_odbc2_state(const char *sqlstate);

@@ -86,6 +86,8 @@ SQLRETURN open_connection(Connection *conn, ConnectionString &app, std::string *
         return post_error(conn->errors, "08002", "Connection name in use");
     const char *dsn = get_attribute_value(&app, "DSN");
     conn->dsn = dsn != nullptr ? dsn : "";
+    // the data source is the server of the connection's diagnostics
+    kxstd_set_error_header(conn->errors, kComponent, conn->dsn.c_str());
     if (conn->profile == nullptr)
         conn->profile = open_registry();
     if (conn->profile == nullptr)

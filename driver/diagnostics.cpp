@@ -16,24 +16,12 @@ namespace kxdrv {
 
 namespace {
 
-// SQLSTATEs that ODBC defines (class origin "ODBC 3.0"); the rest are ISO's.
-bool odbc_defined_state(const char *state)
-{
-    static const char *const prefixes[] = {"HY", "IM", "01S", "07S", "08S", "21S", "25S",
-                                           "42S"};
-    for (const char *p : prefixes)
-        if (std::strncmp(state, p, std::strlen(p)) == 0)
-            return true;
-    return false;
-}
-
 SQLRETURN post(ErrorHeader *errors, int32_t code, const char *sqlstate, const char *message)
 {
-    bool odbc = odbc_defined_state(sqlstate);
-    // the message is passed as an argument, never as the format: SQL text
-    // quoted in it may hold '%'
-    PostError(errors, odbc ? 1 : 2, 0, kComponent, 0, 0, odbc ? "ODBC 3.0" : "ISO 9075",
-              sqlstate, "%s", message);
+    // the header is in standard mode: the driver's name and the origins come
+    // from it. The message is passed as an argument, never as the format:
+    // SQL text quoted in it may hold '%'.
+    PostError(errors, 0, 0, nullptr, 0, 0, "", sqlstate, "%s", message);
     return SetReturnCode(errors, code);
 }
 
@@ -179,31 +167,9 @@ KXDRV_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT handle_type, SQLHANDLE h
                                             SQLSMALLINT *string_length)
 {
     return with_diagnostics(handle_type, handle, [&](ErrorHeader *errors) -> SQLRETURN {
-        // the library stores integer fields as one 32-bit word; ODBC gives
-        // some of them other widths
-        int32_t word = 0;
-        bool integer = field == SQL_DIAG_RETURNCODE || field == SQL_DIAG_NUMBER ||
-                       field == SQL_DIAG_ROW_COUNT || field == SQL_DIAG_DYNAMIC_FUNCTION_CODE ||
-                       field == SQL_DIAG_CURSOR_ROW_COUNT || field == SQL_DIAG_NATIVE ||
-                       field == SQL_DIAG_ROW_NUMBER || field == SQL_DIAG_COLUMN_NUMBER;
-        int16_t rc = GetDiagField(handle_type, errors, record, field, integer ? &word : value,
-                                  buffer_length, string_length);
-        if (integer && rc == SQL_SUCCESS && value != nullptr) {
-            switch (field) {
-            case SQL_DIAG_RETURNCODE:
-                *static_cast<SQLRETURN *>(value) = static_cast<SQLRETURN>(word);
-                break;
-            case SQL_DIAG_ROW_COUNT:
-            case SQL_DIAG_CURSOR_ROW_COUNT:
-            case SQL_DIAG_ROW_NUMBER:
-                *static_cast<SQLLEN *>(value) = word;
-                break;
-            default:
-                *static_cast<SQLINTEGER *>(value) = word;
-                break;
-            }
-        }
-        return rc;
+        // ODBC's widths (SQLRETURN, SQLLEN, SQLINTEGER) and texts
+        return kxstd_get_diag_field(handle_type, errors, record, field, value, buffer_length,
+                                    string_length);
     });
 }
 

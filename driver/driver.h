@@ -132,6 +132,13 @@ struct Statement : DriverStatement {
     bool keep_deadline = false;       // SQLExecDirect: the parse's deadline goes on
 };
 
+// ---- handles.cpp ----
+
+// A handle's error header in standard mode: the driver's name on every
+// message (the library's too), ODBC's origins and ODBC 2 states, and
+// data_source as SQL_DIAG_SERVER_NAME. Null when memory runs out.
+ErrorHeader *make_error_header(MemHandle *mem, const DriverEnvironment *env, const char *data_source);
+
 // ---- diagnostics.cpp ----
 
 // Starts an ODBC call on a handle: clears its diagnostics.

@@ -17,13 +17,21 @@
 
 namespace kxdrv {
 
+ErrorHeader *make_error_header(MemHandle *mem, const DriverEnvironment *env, const char *data_source)
+{
+    ErrorHeader *errors = CreateErrorHeader(mem, env);
+    if (errors != nullptr && kxstd_set_error_header(errors, kComponent, data_source) != 0)
+        return nullptr;  // the header goes with mem
+    return errors;
+}
+
 Environment *new_environment()
 {
     auto *env = new Environment();
     env->kind = 0;
     env->odbc_version = 3;
     env->mem = kx_mem_alloc_handle(nullptr);
-    env->errors = env->mem != nullptr ? CreateErrorHeader(env->mem, env) : nullptr;
+    env->errors = env->mem != nullptr ? make_error_header(env->mem, env, "") : nullptr;
     if (env->errors == nullptr) {
         if (env->mem != nullptr)
             kx_mem_release_handle(env->mem);
@@ -65,7 +73,7 @@ Connection *new_connection(Environment *env)
     conn->kind = KX_KIND_CONNECTION;
     conn->env = env;
     conn->mem_handle = kx_mem_alloc_handle(env->mem);
-    conn->errors = conn->mem_handle != nullptr ? CreateErrorHeader(conn->mem_handle, env) : nullptr;
+    conn->errors = conn->mem_handle != nullptr ? make_error_header(conn->mem_handle, env, "") : nullptr;
     if (conn->errors == nullptr) {
         if (conn->mem_handle != nullptr)
             kx_mem_release_handle(conn->mem_handle);
@@ -104,7 +112,8 @@ Statement *new_statement(Connection *conn)
     stmt->conn = conn;
     stmt->connection = conn;
     stmt->mem = kx_mem_alloc_handle(conn->mem_handle);
-    stmt->errors = stmt->mem != nullptr ? CreateErrorHeader(stmt->mem, conn->env) : nullptr;
+    stmt->errors = stmt->mem != nullptr ? make_error_header(stmt->mem, conn->env, conn->dsn.c_str())
+                                        : nullptr;
     if (stmt->errors == nullptr) {
         if (stmt->mem != nullptr)
             kx_mem_release_handle(stmt->mem);

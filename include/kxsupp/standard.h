@@ -80,11 +80,12 @@ KX_API const char *kxstd_status_message(int32_t status);
    the library's own routines,
     - shows component in brackets when the poster names none (never
       "Varnel ODBC");
-    - takes the class origin "ISO 9075" for the classes SQL-92 defines and
-      "ODBC 3.0" for HY and IM, and the subclass origin "ODBC 3.0" for the
-      subclasses ODBC defines (HY..., IM..., and the "S" subclasses such as
-      01S02 and 42S22), "ISO 9075" otherwise - whatever origin the poster
-      passed;
+    - takes the class origin "ODBC 3.0" for class IM and "ISO 9075" for
+      every other (the classes of SQL-92 and of the ISO call-level
+      interface, HY among them), and the subclass origin "ODBC 3.0" for the
+      subclasses ODBC adds (01S02, 42S22, HYT00, IM001, ... as
+      SQLGetDiagField lists them), "ISO 9075" otherwise - whatever origins
+      the poster passed;
     - is mapped for an ODBC 2 application through kxstd_map_table;
    and kxstd_get_diag_field reports server_name as SQL_DIAG_SERVER_NAME.
    Both texts are copied into the header's memory handle; a null server

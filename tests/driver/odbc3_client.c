@@ -388,7 +388,9 @@ static void check_diagnostics(void)
     SQLExecDirect(stmt, (SQLCHAR *)"SELECT nosuch", SQL_NTS);
     check(strcmp(state_of(SQL_HANDLE_STMT, stmt), "42S22") == 0, "an unknown column is 42S22");
     SQLGetDiagField(SQL_HANDLE_STMT, stmt, 1, SQL_DIAG_CLASS_ORIGIN, text, sizeof text, &length);
-    check(strcmp((char *)text, "ODBC 3.0") == 0, "42S22 is ODBC's");
+    check(strcmp((char *)text, "ISO 9075") == 0, "class 42 of 42S22 is ISO's");
+    SQLGetDiagField(SQL_HANDLE_STMT, stmt, 1, SQL_DIAG_SUBCLASS_ORIGIN, text, sizeof text, &length);
+    check(strcmp((char *)text, "ODBC 3.0") == 0, "the S22 of 42S22 is ODBC's");
     SQLSetStmtAttr(stmt, SQL_ATTR_QUERY_TIMEOUT, (SQLPOINTER)1, 0);
     SQLExecDirect(stmt, (SQLCHAR *)"SELECT n FROM SERIES(1, 4000000000) AS s(n) WHERE n < 0", SQL_NTS);
     check(strcmp(state_of(SQL_HANDLE_STMT, stmt), "HYT00") == 0, "a time-out is HYT00");
