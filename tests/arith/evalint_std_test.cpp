@@ -83,7 +83,7 @@ std::string iv_text(const IntervalStruct &i)
 
 // ---- the operators through an armed exit ----
 
-class Operation : public ::testing::Test {
+class EvalintStdOperation : public ::testing::Test {
 protected:
     // a op b into r; "" when it succeeds, else the SQLSTATE it posted
     std::string run(Value *a, Value *b, Value *r, int32_t op)
@@ -283,7 +283,7 @@ TEST(EvalintStd, IntervalLengthIn64BitsBesideTheFamilys32BitBaseValue)
     EXPECT_EQ(ns, 0);
 }
 
-TEST_F(Operation, SignedFractionBorrowBesideTheFamilysBorrowAfterAbs)
+TEST_F(EvalintStdOperation, SignedFractionBorrowBesideTheFamilysBorrowAfterAbs)
 {
     // INTERVAL '0.5' SECOND - INTERVAL '1' SECOND
     Value half = interval(day_second(KX_IS_SECOND, 0, 0, 0, 0, 500000000));
@@ -297,7 +297,7 @@ TEST_F(Operation, SignedFractionBorrowBesideTheFamilysBorrowAfterAbs)
     EXPECT_EQ(result.null_flag, 0);
 }
 
-TEST_F(Operation, LeadingFieldOverflowIsReportedBesideTheFamilysUncheckedSum)
+TEST_F(EvalintStdOperation, LeadingFieldOverflowIsReportedBesideTheFamilysUncheckedSum)
 {
     Value a = interval(day_second(KX_IS_DAY, 99, 0, 0, 0));
     Value b = interval(day_second(KX_IS_DAY, 1, 0, 0, 0));
@@ -488,7 +488,7 @@ TEST(EvalintStd, CompareByLengthBesideTheFamilysOwnKindReduction)
 
 // ---- D5: what mixes with what ----
 
-TEST_F(Operation, NumbersAndIntervalsDoNotAddBesideTheFamilysRules)
+TEST_F(EvalintStdOperation, NumbersAndIntervalsDoNotAddBesideTheFamilysRules)
 {
     Value three = integer(3);
     Value two_days = interval(day_second(KX_IS_DAY, 2, 0, 0, 0));
@@ -522,7 +522,7 @@ TEST_F(Operation, NumbersAndIntervalsDoNotAddBesideTheFamilysRules)
     EXPECT_EQ(run(two_days, three, KX_OP_SUBTRACT), "42000");
 }
 
-TEST_F(Operation, YearMonthAndDayTimeDoNotMixBesideTheFamilysPromotion)
+TEST_F(EvalintStdOperation, YearMonthAndDayTimeDoNotMixBesideTheFamilysPromotion)
 {
     Value year = interval(year_month(KX_IS_YEAR, 1, 0));
     Value day = interval(day_second(KX_IS_DAY, 1, 0, 0, 0));
@@ -543,7 +543,7 @@ TEST_F(Operation, YearMonthAndDayTimeDoNotMixBesideTheFamilysPromotion)
     EXPECT_EQ(run(year, day, KX_OP_LESS), "42000");
 }
 
-TEST_F(Operation, IntervalTimesAndDividedByANumberBesideTheFamilysNothing)
+TEST_F(EvalintStdOperation, IntervalTimesAndDividedByANumberBesideTheFamilysNothing)
 {
     Value day_hour = interval(day_second(KX_IS_DAY_TO_HOUR, 1, 12, 0, 0));
     Value three = integer(3);
@@ -589,7 +589,7 @@ TEST_F(Operation, IntervalTimesAndDividedByANumberBesideTheFamilysNothing)
 
 // ---- datetimes with intervals ----
 
-TEST_F(Operation, DatetimePlusAndMinusIntervals)
+TEST_F(EvalintStdOperation, DatetimePlusAndMinusIntervals)
 {
     Value jan31 = date(2004, 1, 31);
     Value month = interval(year_month(KX_IS_MONTH, 0, 1));
@@ -628,7 +628,7 @@ TEST_F(Operation, DatetimePlusAndMinusIntervals)
     EXPECT_EQ(run(bad, day, KX_OP_ADD), "22007");
 }
 
-TEST_F(Operation, DatetimeMinusDatetimeIsADayTimeInterval)
+TEST_F(EvalintStdOperation, DatetimeMinusDatetimeIsADayTimeInterval)
 {
     ASSERT_EQ(run(date(2004, 3, 1), date(2004, 2, 1), KX_OP_SUBTRACT), "");
     // (date(2004,3,1) - date(2004,2,1)).days == 29
@@ -645,7 +645,7 @@ TEST_F(Operation, DatetimeMinusDatetimeIsADayTimeInterval)
     EXPECT_EQ(run(date(2004, 3, 1), date(2004, 2, 1), KX_OP_ADD), "42000");
 }
 
-TEST_F(Operation, IntervalSumsCoverBothKinds)
+TEST_F(EvalintStdOperation, IntervalSumsCoverBothKinds)
 {
     Value a = interval(day_second(KX_IS_DAY_TO_HOUR, 1, 23, 0, 0), 2, 3);
     Value b = interval(day_second(KX_IS_MINUTE_TO_SECOND, 0, 0, 59, 59, 900000000), 4, 1);
@@ -667,7 +667,7 @@ TEST_F(Operation, IntervalSumsCoverBothKinds)
     EXPECT_EQ(result.attr[3], 6);
 }
 
-TEST_F(Operation, Comparisons)
+TEST_F(EvalintStdOperation, Comparisons)
 {
     Value year = interval(year_month(KX_IS_YEAR, 1, 0));
     Value months = interval(year_month(KX_IS_MONTH, 0, 12));
@@ -684,7 +684,7 @@ TEST_F(Operation, Comparisons)
     EXPECT_EQ(run(year, integer(12), KX_OP_EQUAL), "42000");
 }
 
-TEST_F(Operation, NullOperandsGiveATypedNull)
+TEST_F(EvalintStdOperation, NullOperandsGiveATypedNull)
 {
     Value d = date(2004, 1, 1);
     d.null_flag = -1;
@@ -706,7 +706,7 @@ TEST_F(Operation, NullOperandsGiveATypedNull)
     EXPECT_EQ(result.type, VALUE_INTERVAL_DS);
 }
 
-TEST_F(Operation, ResultMayBeAnOperandAndANullContextGivesNull)
+TEST_F(EvalintStdOperation, ResultMayBeAnOperandAndANullContextGivesNull)
 {
     Value a = interval(day_second(KX_IS_DAY_TO_SECOND, 1, 0, 0, 0), 3, 6);
     Value b = interval(day_second(KX_IS_SECOND, 0, 0, 0, 1, 500000000), 3, 6);

@@ -40,7 +40,7 @@ Value interval_value(const IntervalStruct &i)
     return kxtest::interval(i);
 }
 
-class DatetimeStd : public ::testing::Test {
+class FunctionsDatetimeStd : public ::testing::Test {
 protected:
     // Runs the named function of the family's or the standard catalogue;
     // on an error exit gives null and keeps the SQLSTATE and message.
@@ -108,7 +108,7 @@ protected:
 
 // ---- S1, S2: WEEK and QUARTER ----
 
-TEST_F(DatetimeStd, WeekIsTheIsoWeekBesideTheFamilysSundayWeeks)
+TEST_F(FunctionsDatetimeStd, WeekIsTheIsoWeekBesideTheFamilysSundayWeeks)
 {
     Value d = date(2000, 12, 31);
     EXPECT_EQ(family_int("WEEK", {d}), 54);
@@ -128,7 +128,7 @@ TEST_F(DatetimeStd, WeekIsTheIsoWeekBesideTheFamilysSundayWeeks)
     EXPECT_EQ(standard_int("WEEK", {timestamp(2004, 12, 31, 23, 59, 59)}), 53);
 }
 
-TEST_F(DatetimeStd, QuarterOfMonthsOneToTwelveBesideTheFamilysMonthDividedByThree)
+TEST_F(FunctionsDatetimeStd, QuarterOfMonthsOneToTwelveBesideTheFamilysMonthDividedByThree)
 {
     EXPECT_EQ(family_int("QUARTER", {date(2004, 3, 15)}), 2);
     EXPECT_EQ(standard_int("QUARTER", {date(2004, 3, 15)}), 1);
@@ -141,7 +141,7 @@ TEST_F(DatetimeStd, QuarterOfMonthsOneToTwelveBesideTheFamilysMonthDividedByThre
 
 // ---- D6: the proleptic Gregorian calendar ----
 
-TEST_F(DatetimeStd, DayFunctionsByTheGregorianRuleBesideTheFamilysJulianDates)
+TEST_F(FunctionsDatetimeStd, DayFunctionsByTheGregorianRuleBesideTheFamilysJulianDates)
 {
     Value d = date(1752, 9, 2);
     Value *f = family("DAYNAME", {d});
@@ -164,7 +164,7 @@ TEST_F(DatetimeStd, DayFunctionsByTheGregorianRuleBesideTheFamilysJulianDates)
     EXPECT_STREQ(s->payload.text, "February");
 }
 
-TEST_F(DatetimeStd, FieldFunctions)
+TEST_F(FunctionsDatetimeStd, FieldFunctions)
 {
     Value ts = timestamp(2004, 2, 29, 13, 14, 15, 500000000);
     EXPECT_EQ(standard_int("YEAR", {ts}), 2004);
@@ -177,7 +177,7 @@ TEST_F(DatetimeStd, FieldFunctions)
     EXPECT_EQ(standard_int("HOUR", {date(2004, 1, 1)}), 0);  // a date at midnight
 }
 
-TEST_F(DatetimeStd, RecordsThatAreNoDatesAreRefusedBesideTheFamilysAnswers)
+TEST_F(FunctionsDatetimeStd, RecordsThatAreNoDatesAreRefusedBesideTheFamilysAnswers)
 {
     Value bad = date(2004, 2, 31);
     Value *f = family("DAYNAME", {bad});
@@ -193,7 +193,7 @@ TEST_F(DatetimeStd, RecordsThatAreNoDatesAreRefusedBesideTheFamilysAnswers)
     EXPECT_EQ(standard_state("HOUR", {integer(3)}), "42000");
 }
 
-TEST_F(DatetimeStd, NullArgumentsGiveNull)
+TEST_F(FunctionsDatetimeStd, NullArgumentsGiveNull)
 {
     Value null_date = date(2004, 1, 1);
     null_date.null_flag = -1;
@@ -219,7 +219,7 @@ TEST_F(DatetimeStd, NullArgumentsGiveNull)
 
 // ---- S3: EXTRACT ----
 
-TEST_F(DatetimeStd, ExtractGivesTheFieldBesideTheFamilysTotals)
+TEST_F(FunctionsDatetimeStd, ExtractGivesTheFieldBesideTheFamilysTotals)
 {
     // EXTRACT(MONTH FROM INTERVAL '1-03' YEAR TO MONTH)
     Value ym = interval_value(kxtest::year_month(KX_IS_YEAR_TO_MONTH, 1, 3));
@@ -245,7 +245,7 @@ TEST_F(DatetimeStd, ExtractGivesTheFieldBesideTheFamilysTotals)
     EXPECT_EQ(standard_int("EXTRACT", {integer(3), date(2004, 1, 1)}), 0);
 }
 
-TEST_F(DatetimeStd, ExtractSecondKeepsTheFractionBesideTheFamilysWholeSeconds)
+TEST_F(FunctionsDatetimeStd, ExtractSecondKeepsTheFractionBesideTheFamilysWholeSeconds)
 {
     Value ts = timestamp(2004, 1, 1, 13, 14, 5, 250000000);
     EXPECT_EQ(family_int("EXTRACT", {integer(5), ts}), 5);
@@ -274,7 +274,7 @@ TEST_F(DatetimeStd, ExtractSecondKeepsTheFractionBesideTheFamilysWholeSeconds)
 
 // ---- TIMESTAMPADD ----
 
-TEST_F(DatetimeStd, TimestampaddBesideTheFamilys)
+TEST_F(FunctionsDatetimeStd, TimestampaddBesideTheFamilys)
 {
     Value ts = timestamp(2004, 1, 1, 13, 14, 15);
     // FRAC_SECOND counts billionths: the family carries 2000000 by 999999
@@ -342,7 +342,7 @@ TEST_F(DatetimeStd, TimestampaddBesideTheFamilys)
               "42000");
 }
 
-TEST_F(DatetimeStd, TimestampaddOfATimeIsOnTodaysDate)
+TEST_F(FunctionsDatetimeStd, TimestampaddOfATimeIsOnTodaysDate)
 {
     // calendar.timegm(datetime(2004, 6, 15, 10, 20, 30).timetuple()) == 1087294830
     static const struct timespec readings[] = {{1087294830, 0}};
@@ -352,7 +352,7 @@ TEST_F(DatetimeStd, TimestampaddOfATimeIsOnTodaysDate)
     EXPECT_EQ(ts_text(s->payload.timestamp), "2004-06-16 01:00:00.000000000");
 }
 
-TEST_F(DatetimeStd, UnitsInAnyCaseAndNoOtherBesideTheFamilysSilentNoOp)
+TEST_F(FunctionsDatetimeStd, UnitsInAnyCaseAndNoOtherBesideTheFamilysSilentNoOp)
 {
     Value ts = timestamp(2004, 1, 1, 13, 14, 15);
     // family: a lower-case or unknown unit leaves the datetime as it was
@@ -380,7 +380,7 @@ TEST_F(DatetimeStd, UnitsInAnyCaseAndNoOtherBesideTheFamilysSilentNoOp)
 
 // ---- D9: TIMESTAMPDIFF ----
 
-TEST_F(DatetimeStd, TimestampdiffCountsWholeUnitsBesideTheFamilysDoubles)
+TEST_F(FunctionsDatetimeStd, TimestampdiffCountsWholeUnitsBesideTheFamilysDoubles)
 {
     Value a = timestamp(2004, 1, 1, 10, 0, 0);
     Value b = timestamp(2004, 1, 1, 10, 0, 10);
@@ -417,7 +417,7 @@ TEST_F(DatetimeStd, TimestampdiffCountsWholeUnitsBesideTheFamilysDoubles)
 
 // ---- S4, D10: now ----
 
-TEST_F(DatetimeStd, CurrentTimestampKeepsItsPrecisionBesideTheFamilysWholeSeconds)
+TEST_F(FunctionsDatetimeStd, CurrentTimestampKeepsItsPrecisionBesideTheFamilysWholeSeconds)
 {
     // the statement started at 2004-06-15 10:20:30 UTC; the clock now
     // reads 2004-06-15 10:20:31.123456789
@@ -462,7 +462,7 @@ TEST_F(DatetimeStd, CurrentTimestampKeepsItsPrecisionBesideTheFamilysWholeSecond
 
 // ---- errors ----
 
-TEST_F(DatetimeStd, MemoryErrorsSayMemoryAllocationError)
+TEST_F(FunctionsDatetimeStd, MemoryErrorsSayMemoryAllocationError)
 {
     const FunctionEntry *entry = kxstd_get_function_info(kxstd_get_function_id("DAYNAME", 0));
     ASSERT_NE(entry, nullptr);
@@ -503,7 +503,7 @@ TEST_F(DatetimeStd, MemoryErrorsSayMemoryAllocationError)
     EXPECT_TRUE(seen);
 }
 
-TEST_F(DatetimeStd, ANullContextGivesNull)
+TEST_F(FunctionsDatetimeStd, ANullContextGivesNull)
 {
     const FunctionEntry *entry = kxstd_get_function_info(kxstd_get_function_id("WEEK", 0));
     Value d = date(2004, 2, 31);
@@ -513,7 +513,7 @@ TEST_F(DatetimeStd, ANullContextGivesNull)
 
 // ---- the catalogue ----
 
-TEST_F(DatetimeStd, TheStandardCatalogueRunsTheseRoutinesForTheDatetimeRows)
+TEST_F(FunctionsDatetimeStd, TheStandardCatalogueRunsTheseRoutinesForTheDatetimeRows)
 {
     const char *const names[] = {"CURDATE", "CURRENT_DATE", "CURRENT_TIME", "CURRENT_TIMESTAMP",
                                  "CURTIME", "DAYNAME", "DAYOFMONTH", "DAYOFWEEK", "DAYOFYEAR",
