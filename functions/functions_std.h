@@ -13,6 +13,28 @@
 #include "functions/functions_internal.h"
 
 extern "C" {
+
+// date and time functions (functions_datetime_std.cpp)
+KX_SCALAR_FUNCTION(kxstd_func_curdate);
+KX_SCALAR_FUNCTION(kxstd_func_curtime);
+KX_SCALAR_FUNCTION(kxstd_func_curtstamp);
+KX_SCALAR_FUNCTION(kxstd_func_now);
+KX_SCALAR_FUNCTION(kxstd_func_dayname);
+KX_SCALAR_FUNCTION(kxstd_func_monthname);
+KX_SCALAR_FUNCTION(kxstd_func_dayofmonth);
+KX_SCALAR_FUNCTION(kxstd_func_dayofweek);
+KX_SCALAR_FUNCTION(kxstd_func_dayofyear);
+KX_SCALAR_FUNCTION(kxstd_func_hour);
+KX_SCALAR_FUNCTION(kxstd_func_minute);
+KX_SCALAR_FUNCTION(kxstd_func_second);
+KX_SCALAR_FUNCTION(kxstd_func_month);
+KX_SCALAR_FUNCTION(kxstd_func_quarter);
+KX_SCALAR_FUNCTION(kxstd_func_week);
+KX_SCALAR_FUNCTION(kxstd_func_year);
+KX_SCALAR_FUNCTION(kxstd_func_extract);
+KX_SCALAR_FUNCTION(kxstd_func_timestampadd);
+KX_SCALAR_FUNCTION(kxstd_func_timestampdiff);
+
 }  // extern "C"
 
 #endif

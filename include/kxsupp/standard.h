@@ -199,44 +199,85 @@ KX_API void kxstd_bigint_operation(Value *a, Value *b, Value *result, EvalContex
    or subtracted from an interval, is 42000. Month shifts clamp the day to
    the month's last day; fractions carry by 10^9 nanoseconds; times wrap
    modulo 24 hours; 22008 for a date outside the years 1 to 9999, 22015 for
-   an interval whose leading field passes its precision. */
+   an interval whose leading field passes its precision.
+   In detail: a date plus an interval of kind DAY stays a date, and a date
+   with any other day-time kind gives a timestamp; a time takes day-time
+   intervals only; DATE - DATE is an INTERVAL DAY, TIME - TIME an INTERVAL
+   HOUR TO SECOND and TIMESTAMP - TIMESTAMP an INTERVAL DAY TO SECOND, each
+   with precisions 9 and 9. An interval result keeps the larger leading and
+   seconds precisions of its interval operands (attr[2] and attr[3]; one
+   outside 1..9 or 0..9 counts as the defaults 2 and 6). interval × number,
+   number × interval and interval ÷ number keep the interval's kind, the
+   length truncated toward zero (exact for integers, bigints and numerics,
+   in long double for doubles); ÷ 0 is 22012. The comparisons (7 to 12)
+   take two intervals of one family, or two datetimes (a date against a
+   timestamp as its midnight), and write a truth value as
+   set_trivalue_in_value does. A datetime operand whose fields are no real
+   date or time is 22007. A NULL operand gives a NULL result of the type
+   the operation gives (an untyped VALUE_NULL operand: of the other
+   operand's type). */
 KX_API void kxstd_interval_operation(Value *a, Value *b, Value *result, EvalContext *context,
                                      int32_t op);
 
 /* ---- calendar, datetimes and intervals ---- */
 
 /* Julian Day Number of a proleptic Gregorian date, and back; years before
-   1 count astronomically here (0 is 1 BC). */
+   1 count astronomically here (0 is 1 BC). A month outside 1 to 12 counts
+   on into the years around it and a day past its month into the months
+   after (day 0 is the day before the 1st); a day number beyond 32 bits is
+   held to INT32_MIN or INT32_MAX. The outputs of kxstd_day_to_ymd may be
+   null. */
 KX_API int32_t kxstd_ymd_to_day(int32_t year, int32_t month, int32_t day);
 KX_API void kxstd_day_to_ymd(int32_t day_number, int32_t *year, int32_t *month, int32_t *day);
 /* 1 when the date exists (years 1 to 9999), else 0. */
 KX_API int32_t kxstd_valid_date(int32_t year, int32_t month, int32_t day);
 /* Today's date, and now as a timestamp with precision fractional digits
-   (0 to 9), each from one reading of the clock (local time). */
+   (0 to 9, the rest of the nanoseconds truncated), each from one reading of
+   the clock (local time). KXSTD_OK, KXSTD_INVALID_ARGUMENT (a null output
+   or a precision outside 0 to 9) or KXSTD_DATETIME_OVERFLOW (the clock
+   cannot be read, or lies outside the years 1 to 9999). */
 KX_API int32_t kxstd_current_date(DateStruct *out);
 KX_API int32_t kxstd_current_timestamp(TimestampStruct *out, int32_t precision);
 
 /* A datetime value shifted by months, then seconds and nanoseconds (any
    signs and sizes); the result has the source's type, a time wrapping
-   modulo 24 hours and a date dropping the time of day. KXSTD_OK,
-   KXSTD_DATETIME_OVERFLOW (outside the years 1 to 9999) or
-   KXSTD_TYPE_MISMATCH (the source is no datetime). The result may be the
-   source. */
+   modulo 24 hours and a date dropping the time of day (the floor: a date
+   less one second is the day before). A month shift keeps the day where
+   the new month has it and takes the month's last day where it does not
+   (2004-01-31 plus one month is 2004-02-29). The result receives the
+   source's value part (type, lengths, flags, precision and driver words) as
+   timestamp_add gives it, and the new payload; a NULL source gives a NULL
+   result. KXSTD_OK, KXSTD_DATETIME_OVERFLOW (outside the years 1 to 9999,
+   after the month shift or at the end), KXSTD_INVALID_DATETIME (the
+   source's fields are no real date or time) or KXSTD_TYPE_MISMATCH (the
+   source is no datetime, a pointer is null, or a time is shifted by
+   months). The result may be the source. */
 KX_API int32_t kxstd_timestamp_add(Value *result, const Value *source, int64_t months,
                                    int64_t seconds, int64_t nanoseconds);
 
 /* An interval's length: months (year-month kinds) or seconds and
-   nanoseconds (day-time kinds), signed, in 64 bits. */
+   nanoseconds (day-time kinds, both of the interval's sign; a fraction of a
+   second or more carries into the seconds), signed, in 64 bits. Only the
+   fields of the kind count; a nonzero interval_sign is negative. KXSTD_OK,
+   or KXSTD_TYPE_MISMATCH for a null record or a kind outside 1 to 13.
+   Either output may be null. */
 KX_API int32_t kxstd_interval_length(const IntervalStruct *interval, int64_t *units,
                                      int32_t *nanoseconds);
 /* Spreads a signed length over the fields of result's interval kind
    (already set) and sets its sign: KXSTD_OK, or KXSTD_INTERVAL_OVERFLOW
    when the leading field passes the leading precision (1 to 9 digits). The
-   other fields, the null flag and the sign are all set. */
+   other fields, the null flag, the sign and the value type are all set;
+   what lies below the kind's last field is truncated toward zero (90
+   minutes as an INTERVAL HOUR is 1), and a length truncated to zero has
+   no sign. KXSTD_TYPE_MISMATCH for a kind outside 1 to 13,
+   KXSTD_INVALID_ARGUMENT for a null result, a precision outside 1 to 9 or
+   nanoseconds with a year-month kind. */
 KX_API int32_t kxstd_normalise_interval(int64_t units, int32_t nanoseconds, int32_t leading_precision,
                                         Value *result);
-/* -1, 0, 1 for two intervals of one family; KXSTD_TYPE_MISMATCH in *order's
-   stead (the return value) for a year-month against a day-time one. */
+/* -1, 0, 1 for two intervals of one family, by their lengths whatever their
+   kinds (INTERVAL '1' YEAR equals INTERVAL '12' MONTH); KXSTD_TYPE_MISMATCH
+   in *order's stead (the return value) for a year-month against a day-time
+   one, or a kind outside 1 to 13. */
 KX_API int32_t kxstd_interval_compare(const IntervalStruct *a, const IntervalStruct *b,
                                       int32_t *order);
 
@@ -244,9 +285,12 @@ KX_API int32_t kxstd_interval_compare(const IntervalStruct *a, const IntervalStr
    MINUTE, HOUR, DAY, WEEK, MONTH, QUARTER, YEAR: the ODBC keywords, in any
    letter case) from one datetime to another, truncated toward zero; a
    month counts when the later day and time of day reach the earlier ones.
-   A date counts as its midnight, a time as on the given date. KXSTD_OK,
-   KXSTD_INVALID_ARGUMENT for another unit, KXSTD_NUMERIC_OUT_OF_RANGE, or
-   KXSTD_TYPE_MISMATCH. */
+   A date counts as its midnight, a time as on the given date (today's date
+   when today is null). QUARTER and YEAR are the whole months divided by 3
+   and 12, truncated toward zero. KXSTD_OK, KXSTD_INVALID_ARGUMENT for
+   another unit, KXSTD_NUMERIC_OUT_OF_RANGE (FRAC_SECOND beyond 64 bits),
+   KXSTD_INVALID_DATETIME (fields that are no real date or time), or
+   KXSTD_TYPE_MISMATCH (no datetime, or a NULL one). out may be null. */
 KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const Value *to,
                                     const DateStruct *today, int64_t *out);
 
@@ -255,9 +299,16 @@ KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const V
 /* MakeLiteral for the datetime kinds (KX_LITERAL_DATE, _TIME,
    _TIMESTAMP), checked: the quoted text in the form the literal takes, each
    field in its range (a real date, hour 0 to 23, minute and second 0 to 59),
-   a timestamp's fraction of up to 9 digits kept. Null with *status set
-   (KXSTD_INVALID_DATETIME, KXSTD_NO_MEMORY); the other kinds go to
-   MakeLiteral. */
+   a timestamp's fraction of up to 9 digits kept. The token is read as the
+   scanner delivers it: what stands before the first quote is the prefix
+   ("{d ", "DATE "), after the closing quote only blanks and a closing brace
+   may follow. The body is YYYY-MM-DD (year of 1 to 4 digits, month and day
+   of 1 or 2), HH:MM:SS (1 or 2 digits each), or a date, one or more blanks,
+   a time and an optional point with 0 to 9 digits; a time takes no
+   fraction. Null with *status set (KXSTD_INVALID_DATETIME,
+   KXSTD_NO_MEMORY); the other kinds go to MakeLiteral on a copy of the
+   text (the text is never changed), and a null leaf from it gives
+   KXSTD_INVALID_ARGUMENT. status may be null; KXSTD_OK on success. */
 KX_API Value *kxstd_make_literal(int32_t kind, const char *text, MemHandle *handle,
                                  int32_t *status);
 /* An exact numeric literal whatever its length: MakeNumeric's digits as
@@ -269,13 +320,22 @@ KX_API Value *kxstd_make_numeric(const char *integer_digits, const char *fractio
 /* An interval literal: the quoted text (with the quotes, and an optional
    sign inside them) read for the interval kind with its precisions. Null
    with *status KXSTD_INVALID_DATETIME (the text does not fit the kind, or a
-   trailing field passes its range) or KXSTD_INTERVAL_OVERFLOW (the leading
-   field passes its precision). */
+   trailing field passes its range, or the seconds' fraction has more digits
+   than the seconds precision) or KXSTD_INTERVAL_OVERFLOW (the leading
+   field's value passes its precision); KXSTD_INVALID_ARGUMENT for a null
+   text, a kind outside 1 to 13, a leading precision outside 1 to 9 or a
+   seconds precision outside 0 to 9; KXSTD_NO_MEMORY. The text holds the
+   kind's fields with their separators and nothing else ("-1 02:03:04.5"
+   for DAY TO SECOND, "1-06" for YEAR TO MONTH). The leaf (made as
+   MakeLiteral makes one) keeps the precisions in attr[2] and attr[3]. */
 KX_API Value *kxstd_make_interval(const char *text, int32_t kind, int32_t leading_precision,
                                   int32_t seconds_precision, MemHandle *handle,
                                   int32_t *status);
 /* promote_type for two interval kinds, without ever ending the process:
-   KXSTD_TYPE_MISMATCH for a year-month and a day-time kind. */
+   the kind from the earlier leading field to the later trailing one (DAY
+   TO HOUR with DAY TO MINUTE is DAY TO MINUTE). KXSTD_TYPE_MISMATCH for a
+   year-month and a day-time kind, KXSTD_INVALID_ARGUMENT for a kind
+   outside 1 to 13; *kind is set on success only. */
 KX_API int32_t kxstd_promote_type(int32_t a, int32_t b, int32_t *kind);
 
 /* ---- long data ---- */

@@ -1,0 +1,188 @@
+// calendar_std_internal.h - the proleptic Gregorian calendar and the
+// datetime instants that the standard datetime routines share (calendar_std,
+// evalint_std, parsehelp_std_datetime, functions_datetime_std). Internal:
+// not part of the public headers.
+//
+// Days are counted from 1 January 1970 in 64 bits (Julian Day Number
+// 2440588), years astronomically (0 is 1 BC), with floor divisions, so that
+// every input has a defined answer. An instant is a day count and the
+// nanoseconds of that day, or one signed 128-bit count of nanoseconds.
+// Everything here is constexpr and allocation-free, and holds nothing with a
+// destructor, so it may run in frames an error exit (longjmp) crosses.
+#ifndef KXSUPP_ARITH_CALENDAR_STD_INTERNAL_H
+#define KXSUPP_ARITH_CALENDAR_STD_INTERNAL_H
+
+#include <stdint.h>
+
+#include "kxsupp/common.h"
+
+namespace kx::stdcal {
+
+typedef __int128 i128;
+
+inline constexpr int64_t kNanosPerSecond = 1000000000;
+inline constexpr int64_t kSecondsPerDay = 86400;
+inline constexpr int64_t kNanosPerDay = kSecondsPerDay * kNanosPerSecond;
+// Julian Day Number of 1 January 1970.
+inline constexpr int64_t kEpochJdn = 2440588;
+// The years a datetime value may hold.
+inline constexpr int64_t kMinYear = 1;
+inline constexpr int64_t kMaxYear = 9999;
+
+// Quotient and remainder rounded toward minus infinity (b > 0).
+constexpr int64_t floor_div(int64_t a, int64_t b)
+{
+    return a / b - ((a % b != 0) && (a < 0));
+}
+constexpr int64_t floor_mod(int64_t a, int64_t b)
+{
+    return a - floor_div(a, b) * b;
+}
+constexpr i128 floor_div128(i128 a, i128 b)
+{
+    return a / b - ((a % b != 0) && (a < 0));
+}
+constexpr i128 floor_mod128(i128 a, i128 b)
+{
+    return a - floor_div128(a, b) * b;
+}
+
+constexpr bool is_leap(int64_t year)
+{
+    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+}
+
+// Length of a month 1..12 of a year.
+constexpr int32_t days_in_month(int64_t year, int32_t month)
+{
+    constexpr int8_t lengths[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    return month == 2 && is_leap(year) ? 29 : lengths[month - 1];
+}
+
+// Days from 1970-01-01 to a date, months counted from March so that the
+// leap day ends the year (400-year eras of 146097 days). The month must be
+// 1..12; the day may run past the month's end and counts on.
+constexpr int64_t days_from_civil(int64_t year, int32_t month, int64_t day)
+{
+    int64_t y = year - (month <= 2);
+    int64_t era = floor_div(y, 400);
+    int64_t year_of_era = y - era * 400;                                  // 0..399
+    int64_t day_of_year = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+    int64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
+    return era * 146097 + day_of_era - 719468;
+}
+
+struct Civil {
+    int64_t year;
+    int32_t month;
+    int32_t day;
+};
+
+// The date of a day count from 1970-01-01 (the inverse of days_from_civil).
+constexpr Civil civil_from_days(int64_t days)
+{
+    int64_t z = days + 719468;
+    int64_t era = floor_div(z, 146097);
+    int64_t day_of_era = z - era * 146097;                                              // 0..146096
+    int64_t year_of_era = (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+    int64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+    int64_t mp = (5 * day_of_year + 2) / 153;                                           // 0 is March
+    int32_t day = static_cast<int32_t>(day_of_year - (153 * mp + 2) / 5 + 1);
+    int32_t month = static_cast<int32_t>(mp < 10 ? mp + 3 : mp - 9);
+    return Civil{year_of_era + era * 400 + (month <= 2), month, day};
+}
+
+// 0 Sunday .. 6 Saturday of a day count (1970-01-01 was a Thursday).
+constexpr int32_t weekday(int64_t days)
+{
+    return static_cast<int32_t>(floor_mod(days + 4, 7));
+}
+
+constexpr bool valid_date(int64_t year, int64_t month, int64_t day)
+{
+    return year >= kMinYear && year <= kMaxYear && month >= 1 && month <= 12 && day >= 1 &&
+           day <= days_in_month(year, static_cast<int32_t>(month));
+}
+
+constexpr bool valid_time(int64_t hour, int64_t minute, int64_t second)
+{
+    return hour >= 0 && hour <= 23 && minute >= 0 && minute <= 59 && second >= 0 && second <= 59;
+}
+
+// A datetime as days from 1970-01-01 and nanoseconds into the day.
+struct Instant {
+    int64_t days;
+    int64_t nanos;  // 0 .. kNanosPerDay - 1
+};
+
+constexpr i128 total_nanos(const Instant &t)
+{
+    return static_cast<i128>(t.days) * kNanosPerDay + t.nanos;
+}
+
+constexpr Instant instant_of(i128 nanos)
+{
+    return Instant{static_cast<int64_t>(floor_div128(nanos, kNanosPerDay)),
+                   static_cast<int64_t>(floor_mod128(nanos, kNanosPerDay))};
+}
+
+constexpr int64_t time_nanos(int64_t hour, int64_t minute, int64_t second, int64_t fraction)
+{
+    return ((hour * 60 + minute) * 60 + second) * kNanosPerSecond + fraction;
+}
+
+constexpr Instant instant_of(const DateStruct &d)
+{
+    return Instant{days_from_civil(d.year, d.month, d.day), 0};
+}
+
+constexpr Instant instant_of(const TimestampStruct &t)
+{
+    return Instant{days_from_civil(t.year, t.month, t.day),
+                   time_nanos(t.hour, t.minute, t.second, t.fraction)};
+}
+
+// The timestamp record of an instant whose year is already known to lie in
+// 1..9999.
+constexpr TimestampStruct timestamp_of(const Instant &t)
+{
+    Civil c = civil_from_days(t.days);
+    int64_t seconds = t.nanos / kNanosPerSecond;
+    return TimestampStruct{static_cast<int16_t>(c.year),
+                           static_cast<uint16_t>(c.month),
+                           static_cast<uint16_t>(c.day),
+                           static_cast<uint16_t>(seconds / 3600),
+                           static_cast<uint16_t>(seconds / 60 % 60),
+                           static_cast<uint16_t>(seconds % 60),
+                           static_cast<uint32_t>(t.nanos % kNanosPerSecond)};
+}
+
+// Whether a day count lies in the years 1..9999.
+constexpr bool day_in_range(int64_t days)
+{
+    return days >= days_from_civil(kMinYear, 1, 1) && days <= days_from_civil(kMaxYear, 12, 31);
+}
+
+// Whether the record holds a real date, time or timestamp.
+constexpr bool valid(const DateStruct &d)
+{
+    return valid_date(d.year, d.month, d.day);
+}
+constexpr bool valid(const TimeStruct &t)
+{
+    return valid_time(t.hour, t.minute, t.second);
+}
+constexpr bool valid(const TimestampStruct &t)
+{
+    return valid_date(t.year, t.month, t.day) && valid_time(t.hour, t.minute, t.second) &&
+           t.fraction < kNanosPerSecond;
+}
+
+static_assert(days_from_civil(1970, 1, 1) == 0);
+static_assert(days_from_civil(2000, 1, 1) + kEpochJdn == 2451545);
+static_assert(civil_from_days(days_from_civil(2004, 2, 29)).day == 29);
+static_assert(weekday(0) == 4);
+
+}  // namespace kx::stdcal
+
+#endif
