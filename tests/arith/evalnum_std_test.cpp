@@ -382,7 +382,8 @@ protected:
     void SetUp() override { ASSERT_NE(on_statement.errors(), nullptr); }
 
     // The one record posted: its SQLSTATE, and a message ending in text
-    // (the header decides what stands before it).
+    // (the header decides what stands before it; a status's text is the
+    // one kxstd_status_message gives it).
     void expect_posted(const char *sqlstate, const char *text)
     {
         EXPECT_EQ(on_statement.context.result, -1);
@@ -395,8 +396,10 @@ protected:
                   0);
         EXPECT_STREQ(state, sqlstate);
         std::string m = message;
-        EXPECT_GE(m.size(), std::strlen(text));
-        EXPECT_EQ(m.substr(m.size() - std::strlen(text)), text) << m;
+        std::string tail = text;
+        EXPECT_TRUE(m.size() >= tail.size() &&
+                    m.compare(m.size() - tail.size(), tail.size(), tail) == 0)
+            << m;
         EXPECT_EQ(GetDiagRec(on_statement.errors(), 2, state, &native, message, sizeof message,
                              &length),
                   100);
@@ -449,7 +452,7 @@ TEST_F(StdOperatorError, TextThatIsNoNumber)
     Value b = num("125", 1);
     Value result = blank(VALUE_STRING);
     EXPECT_EQ(run_numeric(context, &a, &b, &result, KX_OP_LESS), -1);
-    expect_posted("22018", "Invalid character value for cast specification");
+    expect_posted("22018", kxstd_status_message(KXSTD_INVALID_NUMBER));
     EXPECT_STREQ(raw, "12,5");
 }
 

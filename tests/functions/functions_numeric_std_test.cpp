@@ -450,7 +450,7 @@ TEST(StdNumericFunctions, ModIn64Bits)
 
     EXPECT_POSTED(c.standard("MOD", {integer(7), integer(0)}), "22012", "Division by zero");
     EXPECT_POSTED(c.standard("MOD", {text("7x"), integer(2)}), "22018",
-                  "Invalid character value for cast specification");
+                  kxstd_status_message(KXSTD_INVALID_NUMBER));
     EXPECT_POSTED(c.standard("MOD", {dbl(1e30), integer(2)}), "22003",
                   "Numeric value out of range");
 }
@@ -553,7 +553,7 @@ TEST(StdNumericFunctions, SignOfEveryNumber)
     Outcome f = c.family("SIGN", {text("-abc")});
     EXPECT_EQ(f.result->payload.integer, 0);
     EXPECT_POSTED(c.standard("SIGN", {text("-abc")}), "22018",
-                  "Invalid character value for cast specification");
+                  kxstd_status_message(KXSTD_INVALID_NUMBER));
 }
 
 // ---- domain errors ----
@@ -609,7 +609,7 @@ TEST(StdNumericFunctions, ArgumentsAreReadExactly)
     EXPECT_EQ(dbl_of(c.family("SQRT", {text("4x")})), 2.0);
     EXPECT_EQ(dbl_of(c.standard("SQRT", {text(" 4 ")})), 2.0);
     EXPECT_POSTED(c.standard("SQRT", {text("4x")}), "22018",
-                  "Invalid character value for cast specification");
+                  kxstd_status_message(KXSTD_INVALID_NUMBER));
     EXPECT_POSTED(c.standard("SQRT", {date(2004, 6, 16)}), "42000",
                   "Operand types do not fit the operation");
     Outcome n = c.standard("SQRT", {null_of(VALUE_NUMERIC)});
