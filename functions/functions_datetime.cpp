@@ -17,6 +17,7 @@
 #include <ctime>
 
 #include "functions/functions_internal.h"
+#include "functions/functions_std.h"
 #include "kxsupp/arith.h"
 #include "kxsupp/config.h"
 #include "kxsupp/values.h"
@@ -596,6 +597,15 @@ KX_SCALAR_FUNCTION(func_database)
     DriverConnection *connection = connection_of(context);
     return optional_text_result(context, connection ? connection->database : nullptr,
                                 kMemoryErrorFred);
+}
+
+// The standard catalogue's DATABASE: the family's, with the plain memory
+// message.
+KX_SCALAR_FUNCTION(kxstd_func_database)
+{
+    (void)argc, (void)argv, (void)pass1, (void)pass2, (void)descriptor;
+    DriverConnection *connection = connection_of(context);
+    return optional_text_result(context, connection ? connection->database : nullptr, kMemoryError);
 }
 
 KX_SCALAR_FUNCTION(func_user)

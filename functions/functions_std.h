@@ -34,6 +34,33 @@ KX_SCALAR_FUNCTION(kxstd_func_year);
 KX_SCALAR_FUNCTION(kxstd_func_extract);
 KX_SCALAR_FUNCTION(kxstd_func_timestampadd);
 KX_SCALAR_FUNCTION(kxstd_func_timestampdiff);
+// system functions (functions_datetime.cpp, beside the family's)
+KX_SCALAR_FUNCTION(kxstd_func_database);
+// numeric functions (functions_numeric_std.cpp)
+KX_SCALAR_FUNCTION(kxstd_func_abs);
+KX_SCALAR_FUNCTION(kxstd_func_acos);
+KX_SCALAR_FUNCTION(kxstd_func_asin);
+KX_SCALAR_FUNCTION(kxstd_func_atan);
+KX_SCALAR_FUNCTION(kxstd_func_atan2);
+KX_SCALAR_FUNCTION(kxstd_func_ceiling);
+KX_SCALAR_FUNCTION(kxstd_func_cos);
+KX_SCALAR_FUNCTION(kxstd_func_cot);
+KX_SCALAR_FUNCTION(kxstd_func_degrees);
+KX_SCALAR_FUNCTION(kxstd_func_exp);
+KX_SCALAR_FUNCTION(kxstd_func_floor);
+KX_SCALAR_FUNCTION(kxstd_func_log);
+KX_SCALAR_FUNCTION(kxstd_func_log10);
+KX_SCALAR_FUNCTION(kxstd_func_mod);
+KX_SCALAR_FUNCTION(kxstd_func_pi);
+KX_SCALAR_FUNCTION(kxstd_func_power);
+KX_SCALAR_FUNCTION(kxstd_func_radians);
+KX_SCALAR_FUNCTION(kxstd_func_rand);
+KX_SCALAR_FUNCTION(kxstd_func_round);
+KX_SCALAR_FUNCTION(kxstd_func_sign);
+KX_SCALAR_FUNCTION(kxstd_func_sin);
+KX_SCALAR_FUNCTION(kxstd_func_sqrt);
+KX_SCALAR_FUNCTION(kxstd_func_tan);
+KX_SCALAR_FUNCTION(kxstd_func_truncate);
 
 }  // extern "C"
 

@@ -1,0 +1,72 @@
+// parsehelp_std_numbers: the exact numeric literal of the standard family.
+//
+// Exports kxstd_make_numeric (include/kxsupp/standard.h). Where MakeNumeric
+// turns a short literal into an integer or a double (so that 0.1 + 0.2 is
+// not 0.3), kxstd_make_numeric makes every literal an exact VALUE_NUMERIC:
+// precision 38 and the fraction's length as its scale, in the record and in
+// attr[0] and attr[1] as MakeNumeric's numerics keep them. The leaf is made
+// zero-filled by newNode in the caller's memory handle; nothing is posted.
+#include <cstring>
+
+#include "arith/numeric_std_internal.h"
+#include "kxsupp/standard.h"
+#include "kxsupp/values.h"
+
+namespace {
+
+bool only_digits(const char *text, size_t length)
+{
+    for (size_t i = 0; i < length; i++)
+        if (text[i] < '0' || text[i] > '9')
+            return false;
+    return true;
+}
+
+}  // namespace
+
+extern "C" {
+
+KX_API Value *kxstd_make_numeric(const char *integer_digits, const char *fraction_digits,
+                                 MemHandle *handle, int32_t *status)
+{
+    int32_t ignored;
+    if (status == nullptr)
+        status = &ignored;
+    // The scanner hands over the digits before and after the point, either
+    // may be missing ("5", ".5", "5."); anything but digits is no literal.
+    const char *i = integer_digits != nullptr ? integer_digits : "";
+    const char *f = fraction_digits != nullptr ? fraction_digits : "";
+    size_t il = std::strlen(i);
+    size_t fl = std::strlen(f);
+    if (il + fl == 0 || !only_digits(i, il) || !only_digits(f, fl) || il > INT32_MAX / 2 ||
+        fl > INT32_MAX / 2) {
+        *status = KXSTD_INVALID_NUMBER;
+        return nullptr;
+    }
+    kx::stdnum::DecimalText text;
+    text.integer_digits = i;
+    text.integer_length = static_cast<int32_t>(il);
+    text.fraction_digits = f;
+    text.fraction_length = static_cast<int32_t>(fl);
+    text.exponent = -static_cast<int64_t>(fl);
+    text.negative = false;
+    NumericStruct number;
+    int32_t rc = kx::stdnum::decimal_to_numeric(text, &number);
+    if (rc != KXSTD_OK) {
+        *status = rc;
+        return nullptr;
+    }
+    Value *leaf = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, handle));
+    if (leaf == nullptr) {
+        *status = KXSTD_NO_MEMORY;
+        return nullptr;
+    }
+    leaf->type = VALUE_NUMERIC;
+    leaf->attr[0] = number.precision;
+    leaf->attr[1] = number.scale;
+    leaf->payload.numeric = number;
+    *status = KXSTD_OK;
+    return leaf;
+}
+
+}  // extern "C"
