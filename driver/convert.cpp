@@ -188,26 +188,11 @@ Value *text_as_sql_type(MemHandle *mem, ErrorHeader *errors, const std::string &
     }
     case SQL_NUMERIC:
     case SQL_DECIMAL: {
-        std::string digits_text = text;
-        size_t start = digits_text.find_first_not_of(' ');
-        digits_text = start == std::string::npos ? std::string() : digits_text.substr(start);
-        bool ok = !digits_text.empty();
-        int point_count = 0, digit_count = 0;
-        for (size_t i = 0; i < digits_text.size(); ++i) {
-            char c = digits_text[i];
-            if (c == '.')
-                ++point_count;
-            else if (std::isdigit(static_cast<unsigned char>(c)))
-                ++digit_count;
-            else if (!((c == '-' || c == '+') && i == 0))
-                ok = false;
-        }
-        if (!ok || point_count > 1 || digit_count == 0)
-            return bad("22018", "Invalid character value for cast");
         Value *out = make_value(mem, VALUE_NUMERIC);
-        std::vector<char> writable(digits_text.begin(), digits_text.end());
-        writable.push_back('\0');
-        if (string_to_numeric(writable.data(), &out->payload.numeric, 38, 0) != 0)
+        int32_t status = kxstd_text_to_numeric(text.c_str(), &out->payload.numeric);
+        if (status == KXSTD_INVALID_NUMBER)
+            return bad("22018", "Invalid character value for cast");
+        if (status != KXSTD_OK)
             return bad("22003", "Numeric value out of range");
         out->attr[0] = 38;
         out->attr[1] = out->payload.numeric.scale;
@@ -644,13 +629,19 @@ SQLRETURN store_interval(ErrorHeader *errors, const Value *v, SQLSMALLINT c, voi
         return post_error(errors, "07006", "Restricted data type attribute violation");
     if ((v->type == VALUE_INTERVAL_YM) != year_month_target)
         return post_error(errors, "07006", "Restricted data type attribute violation");
+    // The length is spread over the target's fields; a leading field beyond
+    // nine digits is an overflow, never a wrapped count.
+    int64_t units = 0;
+    int32_t nanoseconds = 0;
+    int32_t status = kxstd_interval_length(&v->payload.interval, &units, &nanoseconds);
     Value shaped{};
     shaped.kind = NODE_VALUE;
     shaped.type = v->type;
     shaped.payload.interval.interval_type = c - 100;
-    int32_t fraction = 0;
-    int32_t base = get_base_value(&v->payload.interval, &fraction);
-    normalise_interval(base, fraction, &shaped);
+    if (status == KXSTD_OK)
+        status = kxstd_normalise_interval(units, nanoseconds, 9, &shaped);
+    if (status != KXSTD_OK)
+        return post_error(errors, kxstd_status_state(status), kxstd_status_message(status));
     if (target != nullptr)
         std::memcpy(target, &shaped.payload.interval, sizeof(SQL_INTERVAL_STRUCT));
     if (indicator != nullptr)
@@ -671,17 +662,10 @@ SQLRETURN store_numeric(ErrorHeader *errors, const Value *v, void *target, SQLLE
             std::snprintf(text, sizeof text, "%.15g", v->payload.dbl);
         else
             plain_text(v, text, sizeof text);
-        if (std::strchr(text, 'e') || std::strchr(text, 'E')) {
-            double d = std::strtod(text, nullptr);
-            std::snprintf(text, sizeof text, "%.6f", d);
-        }
-        bool ok = text[0] != '\0';
-        for (const char *p = text; *p; ++p)
-            if (!std::isdigit(static_cast<unsigned char>(*p)) && *p != '.' && !(*p == '-' && p == text))
-                ok = false;
-        if (!ok)
+        int32_t status = kxstd_text_to_numeric(text, &n);
+        if (status == KXSTD_INVALID_NUMBER)
             return post_error(errors, "22018", "Invalid character value for cast");
-        if (string_to_numeric(text, &n, 38, 0) != 0)
+        if (status != KXSTD_OK)
             return post_error(errors, "22003", "Numeric value out of range");
     }
     if (n.precision == 0 || n.precision > 38)

@@ -130,6 +130,10 @@ struct Statement : DriverStatement {
     MemHandle *long_mem = nullptr;    // where those values live
     bool prepared_with_sqlprepare = false;
     bool keep_deadline = false;       // SQLExecDirect: the parse's deadline goes on
+    // The clock as the statement started, to the nanosecond: every
+    // CURRENT_TIMESTAMP, NOW and CURDATE in the statement reads it.
+    TimestampStruct clock{};
+    bool clock_read = false;
 };
 
 // ---- handles.cpp ----

@@ -309,6 +309,14 @@ void check_value_size(Evaluation *e, uint64_t octets)
         value_too_large(e, octets);
 }
 
+// Leaves with the SQLSTATE and message of a standard routine's status
+// (nothing for KXSTD_OK).
+void raise_status(Evaluation *e, int32_t status)
+{
+    if (status != KXSTD_OK)
+        evaluation_error(e, kxstd_status_state(status), kxstd_status_message(status));
+}
+
 // Links of work between two time-out checks within one row.
 constexpr unsigned kStepsPerCheck = 4096;
 
@@ -505,71 +513,28 @@ Value *narrow_integer(Evaluation *e, Value *big)
     return i;
 }
 
-Value *datetime_arithmetic(Evaluation *e, Value *a, Value *b, int32_t op)
-{
-    // the datetime or interval goes on the left, as interval_operation wants
-    if (op == KX_OP_ADD && !is_datetime(a->type) && !is_interval(a->type))
-        std::swap(a, b);
-    if (op == KX_OP_ADD && is_interval(a->type) && is_datetime(b->type))
-        std::swap(a, b);
-    bool valid = (is_datetime(a->type) && is_interval(b->type)) ||
-                 (is_interval(a->type) && b->type == a->type) ||
-                 (is_interval(a->type) && is_integral(b->type) && a->type == VALUE_INTERVAL_DS);
-    if (!valid)
-        evaluation_error(e, "42000", "Operand types do not fit the operator");
-    Value *result = new_value(e, a->type);
-    if (is_interval(a->type) && is_integral(b->type)) {
-        // a number and an interval: the library takes the number on the left
-        // interval - n comes out as interval - n here too
-        interval_operation(b, a, result, 0, op);
-        return result;
-    }
-    interval_operation(a, b, result, 0, op);
-    return result;
-}
-
+// + - * / of two non-NULL operands, by the library's standard operators:
+// datetimes and intervals through kxstd_interval_operation (which refuses
+// the pairs SQL does not add), two integers in 64 bits (an INTEGER result
+// when neither was a BIGINT), every other number exactly, or approximately
+// when a double takes part. A text operand is read as the number it holds.
 Value *arithmetic(Evaluation *e, Value *a, Value *b, int32_t op)
 {
+    Value *result = new_value(e, VALUE_NULL);
     if (is_datetime(a->type) || is_datetime(b->type) || is_interval(a->type) ||
         is_interval(b->type)) {
-        if (op != KX_OP_ADD && op != KX_OP_SUBTRACT)
-            evaluation_error(e, "42000", "Operand types do not fit the operator");
-        return datetime_arithmetic(e, a, b, op);
+        kxstd_interval_operation(a, b, result, &e->context, op);
+        return result;
     }
     a = as_number(e, a);
     b = as_number(e, b);
-    if (a->type == VALUE_NUMERIC || b->type == VALUE_NUMERIC) {
-        if (a->type == VALUE_DOUBLE || b->type == VALUE_DOUBLE) {
-            Value *x = as_double(e, a), *y = as_double(e, b);
-            a = x, b = y;
-        } else {
-            Value *result = new_value(e, VALUE_NUMERIC);
-            numeric_operation(a, b, result, &e->context, op);
-            return result;
-        }
-    }
-    if (a->type == VALUE_DOUBLE || b->type == VALUE_DOUBLE) {
-        double x = get_double_from_value(as_double(e, a));
-        double y = get_double_from_value(as_double(e, b));
-        Value *result = new_value(e, VALUE_DOUBLE);
-        switch (op) {
-        case KX_OP_ADD: result->payload.dbl = x + y; break;
-        case KX_OP_SUBTRACT: result->payload.dbl = x - y; break;
-        case KX_OP_MULTIPLY: result->payload.dbl = x * y; break;
-        default:
-            if (y == 0.0)
-                evaluation_error(e, "22012", "Division by zero");
-            result->payload.dbl = x / y;
-            break;
-        }
-        if (!std::isfinite(result->payload.dbl))
-            evaluation_error(e, "22003", "Numeric value out of range");
+    if (is_integral(a->type) && is_integral(b->type)) {
+        kxstd_bigint_operation(a, b, result, &e->context, op);
+        if (a->type != VALUE_BIGINT && b->type != VALUE_BIGINT)
+            return narrow_integer(e, result);
         return result;
     }
-    Value *result = new_value(e, VALUE_BIGINT);
-    bigint_operation(a, b, result, &e->context, op);
-    if (a->type != VALUE_BIGINT && b->type != VALUE_BIGINT)
-        return narrow_integer(e, result);
+    kxstd_numeric_operation(a, b, result, &e->context, op);
     return result;
 }
 
@@ -652,66 +617,15 @@ Value *concatenate_all(Evaluation *e, Value **operands, size_t count)
 
 // ---- comparison ----
 
-// -1, 0 or 1 for two non-NULL values, with the operands brought to one type.
+// -1, 0 or 1 for two non-NULL values, compared by their SQL values
+// (kxstd_compare_values); a long value is read in full first.
 int compare(Evaluation *e, Value *a, Value *b)
 {
-    if (is_text(a->type) && is_number(b->type))
-        a = as_number(e, a);
-    else if (is_number(a->type) && is_text(b->type))
-        b = as_number(e, b);
-    if (a->type == VALUE_LONG_STRING)
+    if (a->type == VALUE_LONG_STRING || a->type == VALUE_LONG_BINARY)
         a = as_text(e, a);
-    if (b->type == VALUE_LONG_STRING)
+    if (b->type == VALUE_LONG_STRING || b->type == VALUE_LONG_BINARY)
         b = as_text(e, b);
-    if (is_number(a->type) && is_number(b->type)) {
-        Value *truth = new_value(e, VALUE_INTEGER);
-        if (a->type == VALUE_NUMERIC || b->type == VALUE_NUMERIC) {
-            if (a->type == VALUE_DOUBLE || b->type == VALUE_DOUBLE) {
-                double x = get_double_from_value(a), y = get_double_from_value(b);
-                return x < y ? -1 : x > y ? 1 : 0;
-            }
-            numeric_operation(a, b, truth, &e->context, KX_OP_LESS);
-            if (truth->payload.integer)
-                return -1;
-            numeric_operation(a, b, truth, &e->context, KX_OP_EQUAL);
-            return truth->payload.integer ? 0 : 1;
-        }
-        if (a->type == VALUE_DOUBLE || b->type == VALUE_DOUBLE) {
-            double x = a->type == VALUE_BIGINT ? static_cast<double>(get_bigint_from_value(a))
-                                               : get_double_from_value(a);
-            double y = b->type == VALUE_BIGINT ? static_cast<double>(get_bigint_from_value(b))
-                                               : get_double_from_value(b);
-            return x < y ? -1 : x > y ? 1 : 0;
-        }
-        bigint_operation(a, b, truth, &e->context, KX_OP_LESS);
-        if (truth->payload.integer)
-            return -1;
-        bigint_operation(a, b, truth, &e->context, KX_OP_EQUAL);
-        return truth->payload.integer ? 0 : 1;
-    }
-    if (is_datetime(a->type) && is_text(b->type))
-        b = date_like_from_text(e, b);
-    else if (is_text(a->type) && is_datetime(b->type))
-        a = date_like_from_text(e, a);
-    if (is_datetime(a->type) && is_datetime(b->type) && a->type != b->type) {
-        // a date against a timestamp: both as timestamps
-        Value *x = new_value(e, VALUE_TIMESTAMP), *y = new_value(e, VALUE_TIMESTAMP);
-        timestamp_add_noconvert(x, a, 0, 0, 0);
-        timestamp_add_noconvert(y, b, 0, 0, 0);
-        if (a->type == VALUE_TIME || b->type == VALUE_TIME)
-            evaluation_error(e, "42000", "A time cannot be compared with a date");
-        a = x, b = y;
-    }
-    if (a->type != b->type) {
-        bool same_family = (is_text(a->type) && is_text(b->type)) ||
-                           (a->type == VALUE_BINARY && b->type == VALUE_BINARY);
-        if (!same_family)
-            evaluation_error(e, "42000", "Operand types cannot be compared");
-    }
-    if (is_interval(a->type))
-        return compare_interval(a, b) < 0 ? -1 : compare_interval(a, b) > 0 ? 1 : 0;
-    int32_t r = compare_values(a, b);
-    return r < 0 ? -1 : r > 0 ? 1 : 0;
+    return kxstd_compare_values(a, b, &e->context);
 }
 
 Value *truth_value(Evaluation *e, int t)
@@ -859,6 +773,27 @@ Value *expression_node(Evaluation *e, ParseNode *node)
 
 // ---- casts ----
 
+// A number as a 64-bit integer, its fraction cut toward zero; 22003 for
+// one beyond 64 bits. Exact numbers convert exactly (a double's 53 bits
+// would turn 9223372036854775806 into 2^63).
+int64_t integer_part(Evaluation *e, Value *n)
+{
+    if (n->type == VALUE_BIGINT)
+        return get_bigint_from_value(n);
+    if (n->type == VALUE_INTEGER || n->type == VALUE_BIT)
+        return n->payload.integer;
+    if (n->type == VALUE_NUMERIC) {
+        int64_t i = 0;
+        if (kxstd_numeric_to_bigint(&n->payload.numeric, &i) != KXSTD_OK)
+            evaluation_error(e, "22003", "Numeric value out of range");
+        return i;
+    }
+    double d = std::trunc(get_double_from_value(n));
+    if (!(d >= -9.2233720368547758e18 && d < 9.2233720368547758e18))
+        evaluation_error(e, "22003", "Numeric value out of range");
+    return static_cast<int64_t>(d);
+}
+
 Value *cast_to_integer(Evaluation *e, Value *v, int32_t sql_type)
 {
     Value *n = is_text(v->type) ? text_to_number(e, v) : v;
@@ -866,27 +801,19 @@ Value *cast_to_integer(Evaluation *e, Value *v, int32_t sql_type)
         n = v;
     if (!is_number(n->type))
         evaluation_error(e, "22018", "Invalid character value for cast");
+    int64_t i = integer_part(e, n);
     if (sql_type == SQL_BIGINT) {
-        double d = n->type == VALUE_BIGINT ? 0.0 : get_double_from_value(n);
-        if (n->type != VALUE_BIGINT && !(d >= -9.2233720368547758e18 && d < 9.2233720368547758e18))
-            evaluation_error(e, "22003", "Numeric value out of range");
-        int64_t i = n->type == VALUE_BIGINT ? get_bigint_from_value(n)
-                    : n->type == VALUE_NUMERIC ? [&] { int64_t x = 0; numeric_to_bigint(&n->payload.numeric, &x); return x; }()
-                                               : static_cast<int64_t>(d);
         Value *r = new_value(e, VALUE_BIGINT);
         r->payload.bigint.high = static_cast<int32_t>(i >> 32);
         r->payload.bigint.low = static_cast<uint32_t>(i);
         return r;
     }
-    double d = n->type == VALUE_BIGINT ? static_cast<double>(get_bigint_from_value(n))
-                                       : get_double_from_value(n);
-    double low = sql_type == SQL_SMALLINT ? -32768.0 : sql_type == SQL_TINYINT ? -128.0 : -2147483648.0;
-    double high = sql_type == SQL_SMALLINT ? 32767.0 : sql_type == SQL_TINYINT ? 127.0 : 2147483647.0;
-    d = std::trunc(d);
-    if (!(d >= low && d <= high))
+    int64_t low = sql_type == SQL_SMALLINT ? -32768 : sql_type == SQL_TINYINT ? -128 : INT32_MIN;
+    int64_t high = sql_type == SQL_SMALLINT ? 32767 : sql_type == SQL_TINYINT ? 127 : INT32_MAX;
+    if (i < low || i > high)
         evaluation_error(e, "22003", "Numeric value out of range");
     Value *r = new_value(e, VALUE_INTEGER);
-    r->payload.integer = static_cast<int32_t>(d);
+    r->payload.integer = static_cast<int32_t>(i);
     return r;
 }
 
@@ -939,32 +866,6 @@ Value *cast_to_numeric(Evaluation *e, Value *v, int32_t precision, int32_t scale
     return r;
 }
 
-// The value of an interval's leading field.
-uint32_t leading_field(const IntervalStruct &interval)
-{
-    switch (interval.interval_type) {
-    case KX_IS_YEAR:
-    case KX_IS_YEAR_TO_MONTH:
-        return interval.intval.year_month.year;
-    case KX_IS_MONTH:
-        return interval.intval.year_month.month;
-    case KX_IS_DAY:
-    case KX_IS_DAY_TO_HOUR:
-    case KX_IS_DAY_TO_MINUTE:
-    case KX_IS_DAY_TO_SECOND:
-        return interval.intval.day_second.day;
-    case KX_IS_HOUR:
-    case KX_IS_HOUR_TO_MINUTE:
-    case KX_IS_HOUR_TO_SECOND:
-        return interval.intval.day_second.hour;
-    case KX_IS_MINUTE:
-    case KX_IS_MINUTE_TO_SECOND:
-        return interval.intval.day_second.minute;
-    default:
-        return interval.intval.day_second.second;
-    }
-}
-
 // The units of an interval kind's last field in the library's base value
 // (months for year-month kinds, seconds for day-time ones).
 int64_t base_units(int32_t kind)
@@ -987,29 +888,22 @@ Value *cast_to_interval(Evaluation *e, Value *v, int32_t kind, int32_t leading, 
     Value *r = new_value(e, year_month ? VALUE_INTERVAL_YM : VALUE_INTERVAL_DS);
     r->attr[2] = leading, r->attr[3] = seconds;
     r->payload.interval.interval_type = kind;
+    int64_t units = 0;
+    int32_t nanoseconds = 0;
     if (is_interval(v->type)) {
+        // a year-month interval does not become a day-time one, nor back
         if ((v->type == VALUE_INTERVAL_YM) != year_month)
-            evaluation_error(e, "22015", "Interval field overflow");
-        int32_t fraction = 0;
-        int32_t base = get_base_value(&v->payload.interval, &fraction);
-        normalise_interval(base, fraction, r);
+            evaluation_error(e, "42000", "Operand types do not fit the operation");
+        kxstd_interval_length(&v->payload.interval, &units, &nanoseconds);
     } else if (is_integral(v->type) || v->type == VALUE_NUMERIC || is_text(v->type)) {
-        // a number counts units of the interval's last field; the library
-        // keeps the whole interval in a 32-bit count of months or seconds
+        // a number counts units of the interval's last field
         Value *n = as_integer(e, v);
-        int64_t base = static_cast<int64_t>(n->payload.integer) * base_units(kind);
-        if (base > INT32_MAX || base < -static_cast<int64_t>(INT32_MAX))
+        if (__builtin_mul_overflow(static_cast<int64_t>(n->payload.integer), base_units(kind), &units))
             evaluation_error(e, "22015", "Interval field overflow");
-        normalise_interval(static_cast<int32_t>(base), 0, r);
     } else {
         evaluation_error(e, "22018", "Invalid character value for cast");
     }
-    // the leading field within its precision (1 to 9 digits)
-    uint64_t limit = 1;
-    for (int32_t i = 0; i < leading && i < 9; ++i)
-        limit *= 10;
-    if (leading_field(r->payload.interval) >= limit)
-        evaluation_error(e, "22015", "Interval field overflow");
+    raise_status(e, kxstd_normalise_interval(units, nanoseconds, leading, r));
     return r;
 }
 
@@ -1070,9 +964,14 @@ Value *cast_value(Evaluation *e, Value *v, ParseNode *type)
         Value *d = is_text(v->type) ? date_like_from_text(e, v) : v;
         if (!is_datetime(d->type))
             evaluation_error(e, "22018", "Invalid character value for cast");
+        // the source's fields as a timestamp (a date at its midnight), the
+        // fraction kept as it is
         Value *r = new_value(e, VALUE_TIMESTAMP);
-        if (d->type != VALUE_TIME)
-            timestamp_add_noconvert(r, d, 0, 0, 0);
+        if (d->type == VALUE_DATE)
+            r->payload.timestamp = TimestampStruct{d->payload.date.year, d->payload.date.month,
+                                                   d->payload.date.day, 0, 0, 0, 0};
+        else if (d->type == VALUE_TIMESTAMP)
+            r->payload.timestamp = d->payload.timestamp;
         if (sql_type == SQL_TYPE_TIMESTAMP) {
             if (d->type == VALUE_TIME)
                 evaluation_error(e, "22018", "Invalid character value for cast");
@@ -1118,14 +1017,12 @@ Value *fit_argument(Evaluation *e, Value *v, uint32_t cls)
         return v;
     if ((cls & (KX_CLASS_CHAR | KX_CLASS_SPECIAL)) != 0 && !is_text(v->type))
         return as_text(e, v);
-    if (cls == KX_CLASS_INTEGER && !is_integral(v->type))
-        return as_integer(e, v);
-    if (cls == KX_CLASS_DOUBLE && is_text(v->type))
+    // a number goes to the function as it is (POWER(2, 0.5) keeps its
+    // half, ROUND of an exact number stays exact); a text is read as one
+    if ((cls & (KX_CLASS_INTEGER | KX_CLASS_DOUBLE)) != 0 && is_text(v->type))
         return as_number(e, v);
     if ((cls & (KX_CLASS_DATE | KX_CLASS_TIME | KX_CLASS_TIMESTAMP)) != 0 && is_text(v->type))
         return date_like_from_text(e, v);
-    if (cls == (KX_CLASS_INTEGER | KX_CLASS_DOUBLE) && is_text(v->type))
-        return as_number(e, v);
     return v;
 }
 
@@ -1213,11 +1110,53 @@ void check_function_result(Evaluation *e, const FunctionEntry *entry, int32_t ar
     check_value_size(e, octets);
 }
 
+// CURRENT_DATE, CURRENT_TIME, CURRENT_TIMESTAMP, CURDATE, CURTIME and NOW
+// read the clock the statement captured as it started, so that every one
+// of them in a statement agrees (SQL evaluates them all at one instant).
+// Null where the catalogue's function must answer instead: a NULL or
+// refused precision (the arguments are fitted to the function already), or
+// a clock that could not be read.
+Value *statement_clock(Evaluation *e, int32_t id, int32_t argc, Value **argv)
+{
+    constexpr int32_t kCurrentDate = 14, kCurrentTime = 15, kCurrentTimestamp = 16, kNow = 41;
+    if ((id != kCurrentDate && id != kCurrentTime && id != kCurrentTimestamp && id != kNow) ||
+        e->stmt == nullptr || !e->stmt->clock_read || argc > 1)
+        return nullptr;
+    int32_t precision = id == kCurrentTime ? 0 : 6;
+    if (argc == 1) {
+        Value *p = argv[0];
+        if (is_null(p) || p->type != VALUE_INTEGER ||
+            p->payload.integer < 0 || p->payload.integer > 9)
+            return nullptr;
+        precision = p->payload.integer;
+    }
+    const TimestampStruct &clock = e->stmt->clock;
+    if (id == kCurrentDate) {
+        Value *v = new_value(e, VALUE_DATE);
+        v->payload.date = DateStruct{clock.year, clock.month, clock.day};
+        return v;
+    }
+    if (id == kCurrentTime) {
+        Value *v = new_value(e, VALUE_TIME);
+        v->payload.time = TimeStruct{clock.hour, clock.minute, clock.second};
+        return v;
+    }
+    uint32_t unit = 1;
+    for (int32_t i = precision; i < 9; ++i)
+        unit *= 10;
+    Value *v = new_value(e, VALUE_TIMESTAMP);
+    v->payload.timestamp = clock;
+    v->payload.timestamp.fraction = clock.fraction / unit * unit;
+    return v;
+}
+
 Value *call_function(Evaluation *e, const FunctionEntry *entry, int32_t argc, Value **argv)
 {
     for (int32_t i = 0; i < argc && i < 11; ++i)
         argv[i] = fit_argument(e, argv[i], entry->arg_class[i]);
     check_function_result(e, entry, argc, argv);
+    if (Value *reading = statement_clock(e, entry->id, argc, argv))
+        return reading;
     e->context.result = 0;
     Value *result = execute_function(entry, &e->context, argc, argv, 0, 0);
     return checked(e, result);
@@ -1271,7 +1210,7 @@ Value *keyword_leaf(Evaluation *e, Value *leaf)
                  : leaf->type == VALUE_USER         ? 66
                                                     : 16;
     Value *argv[1] = {};
-    return call_function(e, sql92_get_function_info(id), 0, argv);
+    return call_function(e, kxstd_get_function_info(id), 0, argv);
 }
 
 Value *case_node(Evaluation *e, ParseNode *node)

@@ -73,7 +73,7 @@ constexpr SQLUINTEGER kIntervalBits = SQL_FN_TSI_FRAC_SECOND | SQL_FN_TSI_SECOND
 
 bool in_catalogue(const char *name)
 {
-    return sql92_get_function_id(name, 0) != KX_FUNCTION_NOT_FOUND;
+    return kxstd_get_function_id(name, 0) != KX_FUNCTION_NOT_FOUND;
 }
 
 template <size_t N>
@@ -278,24 +278,24 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
         break;
     case SQL_SQL92_STRING_FUNCTIONS: {
         SQLUINTEGER bits = 0;
-        if (sql92_get_function_id("SUBSTRING", 1) != KX_FUNCTION_NOT_FOUND)
+        if (kxstd_get_function_id("SUBSTRING", 1) != KX_FUNCTION_NOT_FOUND)
             bits |= SQL_SSF_SUBSTRING;
-        if (sql92_get_function_id("UPPER", 1) != KX_FUNCTION_NOT_FOUND)
+        if (kxstd_get_function_id("UPPER", 1) != KX_FUNCTION_NOT_FOUND)
             bits |= SQL_SSF_UPPER;
-        if (sql92_get_function_id("LOWER", 1) != KX_FUNCTION_NOT_FOUND)
+        if (kxstd_get_function_id("LOWER", 1) != KX_FUNCTION_NOT_FOUND)
             bits |= SQL_SSF_LOWER;
         a = word(bits);
         break;
     }
     case SQL_SQL92_NUMERIC_VALUE_FUNCTIONS: {
         SQLUINTEGER bits = 0;
-        if (sql92_get_function_id("BIT_LENGTH", 1) != KX_FUNCTION_NOT_FOUND)
+        if (kxstd_get_function_id("BIT_LENGTH", 1) != KX_FUNCTION_NOT_FOUND)
             bits |= SQL_SNVF_BIT_LENGTH;
-        if (sql92_get_function_id("CHAR_LENGTH", 1) != KX_FUNCTION_NOT_FOUND)
+        if (kxstd_get_function_id("CHAR_LENGTH", 1) != KX_FUNCTION_NOT_FOUND)
             bits |= SQL_SNVF_CHAR_LENGTH | SQL_SNVF_CHARACTER_LENGTH;
-        if (sql92_get_function_id("OCTET_LENGTH", 1) != KX_FUNCTION_NOT_FOUND)
+        if (kxstd_get_function_id("OCTET_LENGTH", 1) != KX_FUNCTION_NOT_FOUND)
             bits |= SQL_SNVF_OCTET_LENGTH;
-        if (sql92_get_function_id("POSITION", 1) != KX_FUNCTION_NOT_FOUND)
+        if (kxstd_get_function_id("POSITION", 1) != KX_FUNCTION_NOT_FOUND)
             bits |= SQL_SNVF_POSITION;
         if (in_catalogue("EXTRACT"))
             bits |= SQL_SNVF_EXTRACT;

@@ -180,8 +180,8 @@ std::string print_query(const Query &query);
 // error.
 bool infer_types(Statement *stmt, Query &query, std::vector<ColumnDesc> &columns);
 
-// Sets the statement's time-out deadline (0 without a time-out) and its
-// start time from the clock.
+// Sets the statement's time-out deadline (0 without a time-out), its
+// start time and the clock its datetime functions read.
 void start_deadline(Statement *stmt);
 
 // Starts a result set for the query: checks the parameters, and for a

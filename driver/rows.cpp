@@ -91,27 +91,99 @@ TypeInfo unify(const TypeInfo &a, const TypeInfo &b)
     return text_type(std::max(std::max(a.precision, b.precision), 32));
 }
 
+TypeInfo interval_type(int32_t value_type, int32_t kind, int32_t leading, int32_t seconds)
+{
+    TypeInfo t = of_type(value_type, leading, seconds);
+    t.interval_kind = kind;
+    return t;
+}
+
+// The type of datetime and interval arithmetic, as kxstd_interval_operation
+// makes it: a datetime moved by an interval keeps its type (a date moved by
+// anything but months or whole days becomes a timestamp), the difference
+// of two datetimes is a day-time interval, and intervals keep their family.
+TypeInfo datetime_arithmetic_type(const TypeInfo &a, const TypeInfo &b, int32_t op)
+{
+    bool da = is_datetime_type(a.value_type), db = is_datetime_type(b.value_type);
+    if (da && db) {
+        if (a.value_type == VALUE_DATE)
+            return interval_type(VALUE_INTERVAL_DS, KX_IS_DAY, 9, 0);
+        return interval_type(VALUE_INTERVAL_DS,
+                             a.value_type == VALUE_TIME ? KX_IS_HOUR_TO_SECOND : KX_IS_DAY_TO_SECOND, 9, 9);
+    }
+    if (da || (db && op == KX_OP_ADD)) {
+        const TypeInfo &d = da ? a : b, &i = da ? b : a;
+        if (d.value_type == VALUE_DATE && !(i.value_type == VALUE_INTERVAL_YM || i.interval_kind == KX_IS_DAY))
+            return of_type(VALUE_TIMESTAMP);
+        return d;
+    }
+    if (is_interval_type(a.value_type) && is_interval_type(b.value_type)) {
+        TypeInfo t = a;
+        int32_t kind = 0;
+        if (a.interval_kind != 0 && b.interval_kind != 0 &&
+            kxstd_promote_type(a.interval_kind, b.interval_kind, &kind) == KXSTD_OK)
+            t.interval_kind = kind;
+        t.precision = std::max(a.precision, b.precision), t.scale = std::max(a.scale, b.scale);
+        return t;
+    }
+    return is_interval_type(a.value_type) ? a : b;
+}
+
 TypeInfo arithmetic_type(const TypeInfo &a, const TypeInfo &b, int32_t op)
 {
-    if (is_datetime_type(a.value_type) || is_interval_type(a.value_type))
-        return a;
-    if (is_datetime_type(b.value_type) || is_interval_type(b.value_type))
-        return op == KX_OP_ADD && is_interval_type(b.value_type) && !is_datetime_type(a.value_type) &&
-                       a.value_type != VALUE_NULL && !is_interval_type(a.value_type)
-                   ? of_type(VALUE_INTERVAL_DS)
-                   : b;
+    if (is_datetime_type(a.value_type) || is_interval_type(a.value_type) ||
+        is_datetime_type(b.value_type) || is_interval_type(b.value_type))
+        return datetime_arithmetic_type(a, b, op);
     if (a.value_type == VALUE_DOUBLE || b.value_type == VALUE_DOUBLE ||
         a.value_type == VALUE_STRING || b.value_type == VALUE_STRING)
         return of_type(VALUE_DOUBLE);
     if (a.value_type == VALUE_NUMERIC || b.value_type == VALUE_NUMERIC) {
+        // the scale of an exact result: the larger for + and -, the sum for
+        // *, the dividend's and four more for /
         int32_t sa = a.value_type == VALUE_NUMERIC ? a.scale : 0;
         int32_t sb = b.value_type == VALUE_NUMERIC ? b.scale : 0;
-        int32_t scale = op == KX_OP_MULTIPLY ? sa + sb : op == KX_OP_DIVIDE ? sa : std::max(sa, sb);
+        int32_t scale = op == KX_OP_MULTIPLY ? sa + sb : op == KX_OP_DIVIDE ? sa + 4 : std::max(sa, sb);
         return of_type(VALUE_NUMERIC, 38, std::min(scale, 38));
     }
     if (a.value_type == VALUE_BIGINT || b.value_type == VALUE_BIGINT)
         return of_type(VALUE_BIGINT);
     return of_type(VALUE_INTEGER);
+}
+
+// The types of the standard functions whose results follow their
+// arguments or are wider than the catalogue's class words say: false for
+// the others.
+template <typename FirstArgument>
+bool standard_function_type(Inference &in, ParseNode *node, FirstArgument first_argument, TypeInfo &t)
+{
+    (void)in;
+    auto number_of = [](TypeInfo a) {
+        return a.value_type == VALUE_STRING || a.value_type == VALUE_NULL ? of_type(VALUE_DOUBLE) : a;
+    };
+    switch (static_cast<int32_t>(node->field[0])) {
+    case 38:  // MOD: a 64-bit remainder
+    case 63:  // TIMESTAMPDIFF: whole units in 64 bits
+        t = of_type(VALUE_BIGINT);
+        return true;
+    case 7:   // CEILING, FLOOR, ROUND, TRUNCATE keep the argument's type
+    case 26:
+    case 52:
+    case 64:
+        t = number_of(first_argument());
+        if (t.value_type == VALUE_NUMERIC)
+            t.precision = 38;
+        return true;
+    case 25: {  // EXTRACT: SECOND keeps its fraction
+        List *args = list_of(field_node(node, 1));
+        const Value *field = args != nullptr ? static_cast<const Value *>(ListData(ListFirst(args))) : nullptr;
+        bool second = field != nullptr && field->kind == NODE_VALUE && field->type == VALUE_INTEGER &&
+                      field->payload.integer == 5;
+        t = second ? of_type(VALUE_NUMERIC, 38, 9) : of_type(VALUE_INTEGER);
+        return true;
+    }
+    default:
+        return false;
+    }
 }
 
 TypeInfo function_type(Inference &in, ParseNode *node)
@@ -124,6 +196,8 @@ TypeInfo function_type(Inference &in, ParseNode *node)
                                            : field_node(node, 2);
         return first != nullptr ? infer(in, first) : text_type(255);
     };
+    if (TypeInfo t; standard_function_type(in, node, first_argument, t))
+        return t;
     if (cls & KX_CLASS_ANY) {
         // IFNULL's type covers both arguments; ABS keeps its argument's
         TypeInfo t = first_argument();
@@ -493,8 +567,7 @@ int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first,
             Value *d = make_value(e->context.mem, VALUE_DATE);
             if (d == nullptr)
                 evaluation_error(e, "HY001", "Memory allocation error");
-            date_add(d, series_start, 0, static_cast<int32_t>(position));
-            if (d->payload.date.year > 9999 || d->payload.date.year < 1)
+            if (kxstd_timestamp_add(d, series_start, 0, position * 86400, 0) != KXSTD_OK)
                 evaluation_error(e, "22008", "Datetime field overflow");
             source[1] = d;
         }
@@ -564,22 +637,8 @@ int series_bounds(Evaluation *e, Query *q, int64_t *first, int64_t *last, Value 
 // of one column.
 int compare_keys(Value *a, Value *b)
 {
-    bool an = a == nullptr || a->null_flag != 0 || a->type == VALUE_NULL;
-    bool bn = b == nullptr || b->null_flag != 0 || b->type == VALUE_NULL;
-    if (an || bn)
-        return an == bn ? 0 : an ? -1 : 1;
-    if (a->type != b->type) {
-        double x = get_double_from_value(a), y = get_double_from_value(b);
-        return x < y ? -1 : x > y ? 1 : 0;
-    }
-    if (a->type == VALUE_INTEGER || a->type == VALUE_BIGINT) {
-        int64_t x = get_bigint_from_value(a), y = get_bigint_from_value(b);
-        if (a->type == VALUE_INTEGER)
-            x = a->payload.integer, y = b->payload.integer;
-        return x < y ? -1 : x > y ? 1 : 0;
-    }
-    int32_t r = compare_values(a, b);
-    return r < 0 ? -1 : r > 0 ? 1 : 0;
+    // one column's values: comparable, and NULLs first
+    return kxstd_compare_values(a, b, nullptr);
 }
 
 // The octets a held row takes: its values, the texts and octets they hold,
@@ -617,6 +676,7 @@ void start_deadline(Statement *stmt)
     stmt->deadline = seconds > 0 ? static_cast<int64_t>(std::time(nullptr)) + static_cast<int64_t>(seconds)
                                  : 0;
     stmt->start_time = static_cast<int64_t>(std::time(nullptr));
+    stmt->clock_read = kxstd_current_timestamp(&stmt->clock, 9) == KXSTD_OK;
 }
 
 SQLRETURN open_result(Statement *stmt)

@@ -830,21 +830,24 @@ ParseNode *Parser::number_literal(bool negative)
                                     " has more than 38 digits");
             return nullptr;
         }
-        if (point == std::string::npos) {
+        if (point == std::string::npos || (whole.empty() && fraction.empty())) {
             v = MakeInteger(whole.empty() ? "0" : whole.c_str(), mem_);
         } else {
-            v = MakeNumeric(whole.empty() ? nullptr : whole.c_str(),
-                            fraction.empty() ? nullptr : fraction.c_str(), mem_);
-            if (v != nullptr && v->type == 0)
-                v = MakeInteger("0", mem_);
+            // an exact literal is an exact number, however short (0.1 + 0.2
+            // is 0.3)
+            int32_t status = KXSTD_OK;
+            v = kxstd_make_numeric(whole.empty() ? nullptr : whole.c_str(),
+                                   fraction.empty() ? nullptr : fraction.c_str(), mem_, &status);
+            if (v == nullptr && status == KXSTD_NO_MEMORY)
+                throw std::bad_alloc();
         }
         if (v != nullptr && negative) {
             if (v->type == VALUE_INTEGER)
                 v->payload.integer = -v->payload.integer;
             else if (v->type == VALUE_DOUBLE)
                 v->payload.dbl = -v->payload.dbl;
-            else if (v->type == VALUE_NUMERIC)
-                v->payload.numeric.sign = 0;
+            else if (v->type == VALUE_NUMERIC && !numeric_is_zero(&v->payload.numeric))
+                v->payload.numeric.sign = 0;  // zero keeps its one sign
         }
     }
     if (v == nullptr) {
@@ -854,90 +857,14 @@ ParseNode *Parser::number_literal(bool negative)
     return leaf(v);
 }
 
-// Checks the fields of a date, time or timestamp literal.
-bool valid_datetime(const Value *v)
-{
-    auto valid_date = [](int y, int m, int d) {
-        static const int days[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-        if (y < 1 || y > 9999 || m < 1 || m > 12 || d < 1 || d > days[m - 1])
-            return false;
-        bool leap = (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
-        return !(m == 2 && d == 29 && !leap);
-    };
-    auto valid_time = [](int h, int mi, int s) { return h < 24 && mi < 60 && s < 62; };
-    switch (v->type) {
-    case VALUE_DATE:
-        return valid_date(v->payload.date.year, v->payload.date.month, v->payload.date.day);
-    case VALUE_TIME:
-        return valid_time(v->payload.time.hour, v->payload.time.minute, v->payload.time.second);
-    case VALUE_TIMESTAMP: {
-        const TimestampStruct &t = v->payload.timestamp;
-        return valid_date(t.year, t.month, t.day) && valid_time(t.hour, t.minute, t.second);
-    }
-    default:
-        return false;
-    }
-}
-
-// Reads the fraction of a timestamp text (".123" after the seconds) in
-// nanoseconds; the literal builder leaves it to the driver.
-uint32_t fraction_of(const std::string &body)
-{
-    size_t colon = body.rfind(':');
-    size_t point = colon == std::string::npos ? std::string::npos : body.find('.', colon);
-    if (point == std::string::npos)
-        return 0;
-    uint32_t fraction = 0;
-    int digits = 0;
-    for (size_t i = point + 1; i < body.size() && digits < 9; ++i, ++digits) {
-        if (!std::isdigit(static_cast<unsigned char>(body[i])))
-            break;
-        fraction = fraction * 10 + static_cast<uint32_t>(body[i] - '0');
-    }
-    for (; digits < 9; ++digits)
-        fraction *= 10;
-    return fraction;
-}
-
-// A shape check of the literal text: digits and separators only.
-bool datetime_shape(int32_t kind, const std::string &body)
-{
-    const char *shape = kind == KX_LITERAL_DATE ? "9-9-9" : kind == KX_LITERAL_TIME ? "9:9:9" : "9-9-9 9:9:9";
-    size_t i = 0;
-    for (const char *s = shape; *s; ++s) {
-        if (*s == '9') {
-            size_t start = i;
-            while (i < body.size() && std::isdigit(static_cast<unsigned char>(body[i])))
-                ++i;
-            if (i == start)
-                return false;
-        } else if (*s == ' ') {
-            if (i >= body.size() || body[i] != ' ')
-                return false;
-            while (i < body.size() && body[i] == ' ')
-                ++i;
-        } else {
-            if (i >= body.size() || body[i] != *s)
-                return false;
-            ++i;
-        }
-    }
-    if (kind == KX_LITERAL_TIMESTAMP && i < body.size() && body[i] == '.') {
-        ++i;
-        while (i < body.size() && std::isdigit(static_cast<unsigned char>(body[i])))
-            ++i;
-    }
-    return i == body.size();
-}
-
 ParseNode *Parser::datetime_literal(int32_t kind, const Token &t)
 {
-    std::string body = string_body(t.text);
-    std::string token = t.text;
-    Value *v = datetime_shape(kind, body) ? MakeLiteral(kind, token.data(), mem_) : nullptr;
-    if (v != nullptr && kind == KX_LITERAL_TIMESTAMP)
-        v->payload.timestamp.fraction = fraction_of(body);
-    if (v == nullptr || !valid_datetime(v)) {
+    // the library's checked builder: fields in range, a fraction kept
+    int32_t status = KXSTD_OK;
+    Value *v = kxstd_make_literal(kind, t.text.c_str(), mem_, &status);
+    if (v == nullptr) {
+        if (status == KXSTD_NO_MEMORY)
+            throw std::bad_alloc();
         fail_state("22007", "Invalid datetime format: " + shown(t.text));
         return nullptr;
     }
@@ -1001,102 +928,6 @@ bool Parser::interval_qualifier(int32_t &kind, int32_t &leading, int32_t &second
     return true;
 }
 
-// Reads the numbers of an interval literal's text for its kind into the
-// interval record; false when the text does not fit the kind.
-bool read_interval_text(const std::string &text, int32_t kind, int32_t leading,
-                        IntervalStruct &out, std::string &problem)
-{
-    // the separators of each kind's fields, in order
-    static const char *const layouts[14] = {
-        "",  "Y", "M", "D", "H", "N", "S", "Y-M", "D H", "D H:N", "D H:N:S", "H:N", "H:N:S", "N:S"};
-    const char *layout = layouts[kind];
-    size_t i = 0;
-    std::string s = text;
-    bool negative = false;
-    if (!s.empty() && (s[0] == '-' || s[0] == '+')) {
-        negative = s[0] == '-';
-        i = 1;
-    }
-    uint32_t values[5] = {0, 0, 0, 0, 0};
-    uint32_t fraction = 0;
-    int field = 0;
-    for (const char *p = layout; *p; ++p) {
-        if (*p == '-' || *p == ' ' || *p == ':') {
-            if (i >= s.size() || s[i] != *p) {
-                problem = "Invalid interval literal";
-                return false;
-            }
-            ++i;
-            continue;
-        }
-        size_t start = i;
-        uint64_t n = 0;
-        while (i < s.size() && std::isdigit(static_cast<unsigned char>(s[i]))) {
-            n = n * 10 + static_cast<uint64_t>(s[i] - '0');
-            if (n > 999999999) {
-                problem = "Interval field overflow";
-                return false;
-            }
-            ++i;
-        }
-        if (i == start) {
-            problem = "Invalid interval literal";
-            return false;
-        }
-        if (field == 0 && static_cast<int32_t>(i - start) > leading) {
-            problem = "Interval field overflow";
-            return false;
-        }
-        values[field++] = static_cast<uint32_t>(n);
-        if (*p == 'S' && i < s.size() && s[i] == '.') {
-            ++i;
-            int digits = 0;
-            while (i < s.size() && std::isdigit(static_cast<unsigned char>(s[i]))) {
-                if (digits < 9)
-                    fraction = fraction * 10 + static_cast<uint32_t>(s[i] - '0'), ++digits;
-                ++i;
-            }
-            for (; digits < 9; ++digits)
-                fraction *= 10;
-        }
-    }
-    if (i != s.size()) {
-        problem = "Invalid interval literal";
-        return false;
-    }
-    // trailing fields stay within their ranges
-    static const uint32_t limits[] = {0, 12, 0, 24, 60, 60};
-    int index = 0;
-    for (const char *p = layout; *p; ++p) {
-        int which = *p == 'Y' ? 0 : *p == 'M' ? 1 : *p == 'D' ? 2 : *p == 'H' ? 3 : *p == 'N' ? 4 : *p == 'S' ? 5 : -1;
-        if (which < 0)
-            continue;
-        if (index > 0 && limits[which] != 0 && values[index] >= limits[which]) {
-            problem = "Interval field overflow";
-            return false;
-        }
-        ++index;
-    }
-    std::memset(&out, 0, sizeof out);
-    out.interval_type = kind;
-    out.interval_sign = negative ? 1 : 0;
-    index = 0;
-    for (const char *p = layout; *p; ++p) {
-        uint32_t v = values[index];
-        switch (*p) {
-        case 'Y': out.intval.year_month.year = v; break;
-        case 'M': out.intval.year_month.month = v; break;
-        case 'D': out.intval.day_second.day = v; break;
-        case 'H': out.intval.day_second.hour = v; break;
-        case 'N': out.intval.day_second.minute = v; break;
-        case 'S': out.intval.day_second.second = v; out.intval.day_second.fraction = fraction; break;
-        default: continue;
-        }
-        ++index;
-    }
-    return true;
-}
-
 ParseNode *Parser::interval_literal()
 {
     // INTERVAL [+|-] 'text' qualifier
@@ -1114,15 +945,14 @@ ParseNode *Parser::interval_literal()
     int32_t kind = 0, leading = 2, seconds = 6;
     if (!interval_qualifier(kind, leading, seconds))
         return nullptr;
-    Value *v = must(static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, mem_)));
-    v->type = kind <= KX_IS_MONTH || kind == KX_IS_YEAR_TO_MONTH ? VALUE_INTERVAL_YM
-                                                                : VALUE_INTERVAL_DS;
-    v->attr[2] = leading;
-    v->attr[3] = seconds;
-    std::string problem;
-    if (!read_interval_text(string_body(t.text), kind, leading, v->payload.interval, problem)) {
-        fail_state(problem == "Interval field overflow" ? "22015" : "22018",
-                   problem + ": " + shown(t.text));
+    int32_t status = KXSTD_OK;
+    Value *v = kxstd_make_interval(t.text.c_str(), kind, leading, seconds, mem_, &status);
+    if (v == nullptr) {
+        if (status == KXSTD_NO_MEMORY)
+            throw std::bad_alloc();
+        // the state says what went wrong (a bad form, a field beyond its
+        // precision); the message says which literal
+        fail_state(kxstd_status_state(status), "Invalid interval literal: " + shown(t.text));
         return nullptr;
     }
     if (negative)
@@ -1340,26 +1170,26 @@ ParseNode *Parser::function_node(int32_t id, List *args)
     ParseNode *call = node(KX_NODE_SCALAR_FUNCTION);
     call->field[0] = id;
     call->field[1] = reinterpret_cast<intptr_t>(list_node(args));
-    call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(id));
+    call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(kxstd_get_function_info(id));
     return call;
 }
 
 // The catalogue id of a function name written in any case.
 [[gnu::noinline]] int32_t function_id(const std::string &name)
 {
-    return sql92_get_function_id(upper(name).c_str(), 0);
+    return kxstd_get_function_id(upper(name).c_str(), 0);
 }
 
 ParseNode *Parser::function_call(size_t name_at, bool in_escape)
 {
     int32_t id = function_id(tokens_[name_at].text);
-    const FunctionEntry *entry = id == KX_FUNCTION_NOT_FOUND ? nullptr : sql92_get_function_info(id);
+    const FunctionEntry *entry = id == KX_FUNCTION_NOT_FOUND ? nullptr : kxstd_get_function_info(id);
     if (entry == nullptr) {
         fail_at(tokens_[name_at], "unknown function " + tokens_[name_at].text);
         return nullptr;
     }
     int32_t min = 0, max = 0;
-    sql92_get_function_arg_range(id, &min, &max);
+    kxstd_get_function_arg_range(id, &min, &max);
     List *args = nullptr;
     int32_t count = 0;
     bool parenthesised = accept_symbol("(");
@@ -1418,7 +1248,7 @@ ParseNode *Parser::keyword_argument(int32_t id)
 bool Parser::check_arity(size_t name_at, int32_t id, int32_t count)
 {
     int32_t min = 0, max = 0;
-    sql92_get_function_arg_range(id, &min, &max);
+    kxstd_get_function_arg_range(id, &min, &max);
     return (count >= min && count <= max) || wrong_arity(name_at, min, max, count);
 }
 
@@ -1482,7 +1312,7 @@ ParseNode *Parser::substring_call()
         call->field[2] = reinterpret_cast<intptr_t>(source);
         call->field[3] = reinterpret_cast<intptr_t>(from);
         call->field[4] = reinterpret_cast<intptr_t>(length);
-        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(-4));
+        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(kxstd_get_function_info(-4));
         return call;
     }
     List *args = append(source, nullptr);
@@ -1496,7 +1326,7 @@ ParseNode *Parser::substring_call()
     }
     if (!expect_symbol(")"))
         return nullptr;
-    int32_t id = sql92_get_function_id("SUBSTRING", 0);
+    int32_t id = kxstd_get_function_id("SUBSTRING", 0);
     if (!check_arity(name_at, id, count))
         return nullptr;
     return function_node(id, args);
@@ -1515,7 +1345,7 @@ ParseNode *Parser::sql92_function(const std::string &word)
         ParseNode *call = node(KX_NODE_SCALAR_FUNCTION);
         call->field[0] = sql92_id;
         call->field[2] = reinterpret_cast<intptr_t>(operand);
-        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(sql92_id));
+        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(kxstd_get_function_info(sql92_id));
         return call;
     };
     if (!is_symbol("(", 1) && word != "CURRENT_DATE" && word != "CURRENT_TIME" &&
@@ -1540,7 +1370,7 @@ ParseNode *Parser::sql92_function(const std::string &word)
         call->field[0] = -3;
         call->field[2] = reinterpret_cast<intptr_t>(needle);
         call->field[3] = reinterpret_cast<intptr_t>(haystack);
-        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(-3));
+        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(kxstd_get_function_info(-3));
         return call;
     }
     if (word == "SUBSTRING")
@@ -1575,11 +1405,11 @@ ParseNode *Parser::sql92_function(const std::string &word)
         ParseNode *operand = expression();
         if (operand == nullptr || !expect_symbol(")"))
             return nullptr;
-        int32_t id = sql92_get_function_id(word.c_str(), 1);
+        int32_t id = kxstd_get_function_id(word.c_str(), 1);
         // printed as the ODBC spelling of the same function
         ParseNode *call = function_node(word == "UPPER" ? 65 : 30,
                                         append(operand, nullptr));
-        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(sql92_get_function_info(id));
+        call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(kxstd_get_function_info(id));
         return call;
     }
     if (word == "CURRENT_DATE" || word == "CURRENT_TIME" || word == "CURRENT_TIMESTAMP" ||

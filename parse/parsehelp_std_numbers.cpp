@@ -2,9 +2,10 @@
 //
 // Exports kxstd_make_numeric (include/kxsupp/standard.h). Where MakeNumeric
 // turns a short literal into an integer or a double (so that 0.1 + 0.2 is
-// not 0.3), kxstd_make_numeric makes every literal an exact VALUE_NUMERIC:
-// precision 38 and the fraction's length as its scale, in the record and in
-// attr[0] and attr[1] as MakeNumeric's numerics keep them. The leaf is made
+// not 0.3), kxstd_make_numeric makes every literal an exact VALUE_NUMERIC
+// declared as SQL declares a literal: the number of digits it holds as its
+// precision (at most 38) and the fraction's length as its scale, in the
+// record and in attr[0] and attr[1] as MakeNumeric's numerics keep them. The leaf is made
 // zero-filled by newNode in the caller's memory handle; nothing is posted.
 #include <cstring>
 
@@ -61,6 +62,11 @@ KX_API Value *kxstd_make_numeric(const char *integer_digits, const char *fractio
         *status = KXSTD_NO_MEMORY;
         return nullptr;
     }
+    // "007.50" is NUMERIC(5,2): every digit written counts, leading zeros too
+    size_t written = il + fl;
+    number.precision = static_cast<uint8_t>(written < 38 ? written : 38);
+    if (number.precision < number.scale)
+        number.precision = static_cast<uint8_t>(number.scale);
     leaf->type = VALUE_NUMERIC;
     leaf->attr[0] = number.precision;
     leaf->attr[1] = number.scale;

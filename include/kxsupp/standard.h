@@ -312,7 +312,8 @@ KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const V
 KX_API Value *kxstd_make_literal(int32_t kind, const char *text, MemHandle *handle,
                                  int32_t *status);
 /* An exact numeric literal whatever its length: MakeNumeric's digits as
-   a VALUE_NUMERIC of precision 38 and the fraction's scale. Null when there
+   a VALUE_NUMERIC whose precision is the number of digits written (at most
+   38) and whose scale is the fraction's length. Null when there
    are more than 38 digits (*status KXSTD_NUMERIC_OUT_OF_RANGE) or memory
    runs out. */
 KX_API Value *kxstd_make_numeric(const char *integer_digits, const char *fraction_digits,

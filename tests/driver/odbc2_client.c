@@ -6,7 +6,8 @@
  * SQLAllocConnect, SQLAllocStmt), so the driver manager declares it an
  * ODBC 2 application, and reads diagnostics with SQLError: it must see the
  * ODBC 2 SQLSTATEs (37000 for a syntax error, S0022 for an unknown column,
- * S1000 for a domain error, S1008 for a cancelled query) and the ODBC 2 type
+ * S1008 for a cancelled query; a domain error keeps 2201E, which ODBC 2
+ * has no name of its own for) and the ODBC 2 type
  * numbers (SQL_DATE 9, SQL_TIMESTAMP 11). It also checks bound columns in
  * several C types, piecewise SQLGetData with the truncation rules, NULL
  * indicators, parameters, cursor names, SQLNativeSql, a query time-out and a
@@ -68,7 +69,7 @@ static void check_states(HSTMT stmt)
 {
     check(strcmp(error_state(stmt, "SELECT 1 +"), "37000") == 0, "syntax error is 37000");
     check(strcmp(error_state(stmt, "SELECT nosuch"), "S0022") == 0, "unknown column is S0022");
-    check(strcmp(error_state(stmt, "SELECT {fn LOG(0)}"), "S1000") == 0, "domain error is S1000");
+    check(strcmp(error_state(stmt, "SELECT {fn LOG(0)}"), "2201E") == 0, "domain error is 2201E");
     check(strcmp(error_state(stmt, "SELECT 1 / 0"), "22012") == 0, "division by zero is 22012");
     check(strcmp(error_state(stmt, "SELECT {d '2004-13-01'}"), "22008") == 0,
           "bad date literal is 22008");

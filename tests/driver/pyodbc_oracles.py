@@ -113,7 +113,10 @@ class Oracle(unittest.TestCase):
         self.cnxn.close()
 
     def value(self, sql):
-        return self.cursor.execute(sql).fetchone()[0]
+        try:
+            return self.cursor.execute(sql).fetchone()[0]
+        except pyodbc.Error as error:
+            self.fail("%s failed: %s (seed %d)" % (sql, error, SEED))
 
     def state(self, sql):
         """The SQLSTATE of a statement that must fail; its message must name
@@ -271,7 +274,8 @@ class Numbers(Oracle):
 
     def decimal_text(self, digits, scale):
         value = self.rng.randrange(10**digits) * self.rng.choice((1, -1))
-        return decimal.Decimal(value).scaleb(-scale)
+        # scaleb rounds to its context: 28 digits by default
+        return decimal.Decimal(value).scaleb(-scale, context=decimal.Context(prec=100))
 
     def test_thirty_eight_digit_arithmetic(self):
         context = decimal.Context(prec=200)

@@ -1,6 +1,6 @@
 // Tests of the standard exact numeric literal kxstd_make_numeric
 // (parse/parsehelp_std_numbers.cpp) beside the family's MakeNumeric on the
-// same digits: every literal exact, precision 38 and the fraction's scale in
+// same digits: every literal exact, its digit count as precision and the fraction's scale in
 // the record and in attr[0] and attr[1], more than 38 digits refused, and
 // memory running out.
 #include <gtest/gtest.h>
@@ -63,9 +63,9 @@ TEST_F(StdMakeNumeric, ShortLiteralsStayExact)
     EXPECT_EQ(s1->type, VALUE_NUMERIC);
     EXPECT_EQ(s1->null_flag, 0);
     EXPECT_EQ(s1->kind, static_cast<uint32_t>(NODE_VALUE));
-    EXPECT_EQ(s1->attr[0], 38);
+    EXPECT_EQ(s1->attr[0], 2);
     EXPECT_EQ(s1->attr[1], 1);
-    EXPECT_EQ(s1->payload.numeric.precision, 38);
+    EXPECT_EQ(s1->payload.numeric.precision, 2);
     EXPECT_EQ(digits_and_scale(s1), "1/1");
     Value sum = kxtest::blank();
     kxstd_numeric_operation(s1, s2, &sum, nullptr, KX_OP_ADD);
@@ -83,14 +83,16 @@ TEST_F(StdMakeNumeric, EveryLiteralIsANumeric)
         const char *fraction_digits;
         int32_t family_type;
         const char *standard;   // digits/scale
+        int32_t precision;      // the digits written
     } cases[] = {
-        {"5", nullptr, VALUE_INTEGER, "5/0"},
-        {"123456", "", VALUE_DOUBLE, "123456/0"},     // "123456."
-        {nullptr, "5", VALUE_DOUBLE, "5/1"},           // ".5"
-        {"0", "000", VALUE_DOUBLE, "0/3"},
-        {"007", "50", VALUE_DOUBLE, "750/2"},
-        {"1234567", "89", VALUE_NUMERIC, "123456789/2"},
-        {"1", "0000000", VALUE_NUMERIC, "10000000/7"},
+        {"5", nullptr, VALUE_INTEGER, "5/0", 1},
+        {"123456", "", VALUE_DOUBLE, "123456/0", 6},     // "123456."
+        {nullptr, "5", VALUE_DOUBLE, "5/1", 1},           // ".5"
+        {"0", "000", VALUE_DOUBLE, "0/3", 4},
+        {"007", "50", VALUE_DOUBLE, "750/2", 5},
+        {"1234567", "89", VALUE_NUMERIC, "123456789/2", 9},
+        {"1", "0000000", VALUE_NUMERIC, "10000000/7", 8},
+        {"0000000000000000000000000000000000000001", "5", VALUE_NUMERIC, "15/1", 38},
     };
     for (const Case &c : cases) {
         Value *f = MakeNumeric(c.integer_digits, c.fraction_digits, handle);
@@ -100,7 +102,8 @@ TEST_F(StdMakeNumeric, EveryLiteralIsANumeric)
         ASSERT_NE(s, nullptr) << c.standard;
         EXPECT_EQ(s->type, VALUE_NUMERIC);
         EXPECT_EQ(digits_and_scale(s), c.standard);
-        EXPECT_EQ(s->attr[0], 38);
+        EXPECT_EQ(s->attr[0], c.precision) << c.standard;
+        EXPECT_EQ(s->payload.numeric.precision, c.precision) << c.standard;
         EXPECT_EQ(s->attr[1], s->payload.numeric.scale);
         EXPECT_EQ(s->payload.numeric.sign, 1);
     }
