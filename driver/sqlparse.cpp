@@ -1414,8 +1414,8 @@ ParseNode *Parser::sql92_function(const std::string &word)
     }
     if (word == "CURRENT_DATE" || word == "CURRENT_TIME" || word == "CURRENT_TIMESTAMP" ||
         word == "USER") {
-        if (is_symbol("(", 1) && word != "CURRENT_DATE" && word != "USER")
-            return nullptr;  // with a precision: the catalogue's call form
+        if (is_symbol("(", 1))
+            return nullptr;  // USER(), CURRENT_DATE(), CURRENT_TIME(3): the catalogue's call form
         ++pos_;
         int32_t kind = word == "CURRENT_DATE"   ? KX_LITERAL_CURRENT_DATE
                        : word == "CURRENT_TIME" ? KX_LITERAL_CURRENT_TIME
