@@ -435,7 +435,7 @@ std::string column_octets(const Value *v, SQLSMALLINT c_type)
             rewind_long_buffer(buffer);
             std::vector<char> area(static_cast<size_t>(total) + 1);
             int32_t remaining = 0;
-            extract_from_long_buffer(buffer, area.data(), total + 1, &remaining, 1);
+            kxstd_extract_from_long_buffer(buffer, area.data(), total + 1, &remaining, 1);
             data.assign(area.data(), static_cast<size_t>(total));
         }
         if (v->type == VALUE_LONG_BINARY && c_type != SQL_C_BINARY) {

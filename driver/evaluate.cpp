@@ -366,7 +366,7 @@ Value *long_to_text(Evaluation *e, Value *v)
     if (buffer != nullptr) {
         rewind_long_buffer(buffer);
         if (total > 0)
-            extract_from_long_buffer(buffer, copy, total + 1, &length, 1);
+            kxstd_extract_from_long_buffer(buffer, copy, total + 1, &length, 1);
     }
     Value *text = checked(e, make_text(e->context.mem, copy, static_cast<size_t>(total)));
     kx_mem_free(e->context.mem, copy);

@@ -111,8 +111,13 @@ SQLRETURN append_long(Statement *stmt, Value *v, const void *octets, size_t coun
                           ("Memory allocation error: the parameter's data passes MaxValueSize (" +
                            std::to_string(stmt->conn->max_value_size) + " octets)")
                               .c_str());
-    if (count > 0)
-        append_to_long_buffer(v->long_buffer, octets, static_cast<int32_t>(count));
+    // the library refuses what would pass its 2 GiB limit and reports a
+    // failed write to its spill file rather than losing the piece
+    int32_t status = count > 0 ? kxstd_append_to_long_buffer(v->long_buffer, octets,
+                                                            static_cast<int32_t>(count))
+                               : KXSTD_OK;
+    if (status != KXSTD_OK)
+        return post_error(stmt->errors, kxstd_status_state(status), kxstd_status_message(status));
     v->length = long_buffer_length(v->long_buffer);
     return SQL_SUCCESS;
 }
