@@ -654,6 +654,13 @@ TEST_F(LongvarTest, LongBinaryValuesShareTheirBuffers)
     EXPECT_EQ(long_buffer_length(far->long_buffer), 3);
     kx_mem_release_handle(other);
     EXPECT_EQ(kx::mem_block_of(lb)->ref_count, 3);
+
+    // each holder lets go; the last reference is the buffer's own
+    release_value(handle, same);
+    release_value(handle, v);
+    release_value(handle, v);
+    EXPECT_EQ(kx::mem_block_of(lb)->ref_count, 1);
+    kx_mem_free(handle, lb);
 }
 
 TEST_F(LongvarTest, FreeLongBufferClosesTheStream)
