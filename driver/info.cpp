@@ -1,16 +1,16 @@
-// info.cpp - what the driver says about itself: SQLGetInfo, SQLGetFunctions,
-// SQLGetTypeInfo and the catalogue functions.
+// info.cpp - what the driver says about itself: SQLGetInfo, SQLGetFunctions
+// and SQLGetTypeInfo.
 //
-// Exports the ODBC entry points SQLGetInfo, SQLGetFunctions, SQLGetTypeInfo,
-// SQLTables and SQLColumns. The scalar-function bitmasks of SQLGetInfo
+// Exports the ODBC entry points SQLGetInfo, SQLGetFunctions and
+// SQLGetTypeInfo. The scalar-function bitmasks of SQLGetInfo
 // (SQL_STRING_FUNCTIONS, SQL_NUMERIC_FUNCTIONS, SQL_TIMEDATE_FUNCTIONS,
 // SQL_SYSTEM_FUNCTIONS, SQL_TIMEDATE_ADD_INTERVALS,
 // SQL_TIMEDATE_DIFF_INTERVALS) are worked out from the library's function
-// catalogue: a bit is set when the catalogue holds the function. There are
-// no tables: SQLTables and SQLColumns give empty result sets with the
-// columns ODBC defines. Catalogue results are held rows of Values.
+// catalogue: a bit is set when the catalogue holds the function.
+// SQLGetTypeInfo's rows are held like the catalogue functions' (catalog.h).
 #include <cstring>
 
+#include "driver/catalog.h"
 #include "driver/evaluate.h"
 #include "driver/entry.h"
 #include "driver/handles.h"
@@ -318,39 +318,6 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     return true;
 }
 
-// A string or integer column of a catalogue result.
-ColumnDesc catalogue_column(const char *name, int32_t value_type)
-{
-    ColumnDesc c;
-    c.name = name;
-    c.type.value_type = value_type;
-    c.type.precision = value_type == VALUE_STRING ? 128 : 0;
-    describe_type(c.type, 3, c);
-    if (value_type == VALUE_BIT) {
-        // small integer columns
-        c.sql_type = SQL_SMALLINT, c.size = 5, c.display_size = 6, c.octet_length = 2;
-        c.type.value_type = VALUE_INTEGER;
-    }
-    return c;
-}
-
-// Starts a held result set with the given columns (VALUE_BIT marks a
-// SMALLINT column).
-ResultSet *start_catalogue_result(Statement *stmt, const std::vector<std::pair<const char *, int32_t>> &wanted)
-{
-    close_cursor(stmt);
-    drop_query(stmt);
-    auto result = std::make_unique<ResultSet>();
-    for (const auto &column : wanted)
-        result->columns.push_back(catalogue_column(column.first, column.second));
-    result->mem = kx_mem_alloc_handle(stmt->mem);
-    if (result->mem == nullptr)
-        throw std::bad_alloc();
-    stmt->result = std::move(result);
-    stmt->state = kStateFetching;
-    return stmt->result.get();
-}
-
 struct TypeRow {
     const char *name;
     SQLSMALLINT type;
@@ -396,34 +363,6 @@ constexpr TypeRow kTypes[] = {
     {"INTERVAL DAY TO SECOND", SQL_INTERVAL_DAY_TO_SECOND, 28, "{INTERVAL '", "' DAY TO SECOND}",
      nullptr, 0, -1, 0, 9, 0},
 };
-
-// Catalogue cells; running out of memory leaves as std::bad_alloc, which
-// the entry point turns into HY001.
-Value *must(Value *v)
-{
-    if (v == nullptr)
-        throw std::bad_alloc();
-    return v;
-}
-
-Value *text_cell(MemHandle *mem, const char *text)
-{
-    if (text == nullptr) {
-        Value *v = must(make_value(mem, VALUE_STRING));
-        v->null_flag = -1;
-        return v;
-    }
-    return must(make_text(mem, text, std::strlen(text)));
-}
-
-Value *int_cell(MemHandle *mem, int64_t n, bool null = false)
-{
-    Value *v = must(make_value(mem, VALUE_INTEGER));
-    v->payload.integer = static_cast<int32_t>(n);
-    if (null)
-        v->null_flag = -1;
-    return v;
-}
 
 }  // namespace
 
@@ -480,6 +419,9 @@ KXDRV_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT functio
         SQL_API_SQLFETCH,         SQL_API_SQLFETCHSCROLL,    SQL_API_SQLGETDATA,
         SQL_API_SQLGETDIAGREC,    SQL_API_SQLGETDIAGFIELD,   SQL_API_SQLERROR,
         SQL_API_SQLNATIVESQL,     SQL_API_SQLENDTRAN,        SQL_API_SQLTRANSACT,
+        SQL_API_SQLPRIMARYKEYS,   SQL_API_SQLFOREIGNKEYS,    SQL_API_SQLSTATISTICS,
+        SQL_API_SQLSPECIALCOLUMNS, SQL_API_SQLPROCEDURES,    SQL_API_SQLPROCEDURECOLUMNS,
+        SQL_API_SQLTABLEPRIVILEGES, SQL_API_SQLCOLUMNPRIVILEGES,
     };
     return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
     if (supported == nullptr)
@@ -508,14 +450,19 @@ KXDRV_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT functio
 KXDRV_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT data_type)
 {
     return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
-    const int32_t S = VALUE_STRING, I = VALUE_INTEGER, H = VALUE_BIT;
+    if (!catalogue_call_allowed(stmt))
+        return SQL_ERROR;
+    constexpr CatalogueType V = CatalogueType::kVarchar, I = CatalogueType::kInteger,
+                            S = CatalogueType::kSmallint;
+    constexpr bool kNotNull = true;
     ResultSet *r = start_catalogue_result(
-        stmt, {{"TYPE_NAME", S}, {"DATA_TYPE", H}, {"COLUMN_SIZE", I}, {"LITERAL_PREFIX", S},
-               {"LITERAL_SUFFIX", S}, {"CREATE_PARAMS", S}, {"NULLABLE", H}, {"CASE_SENSITIVE", H},
-               {"SEARCHABLE", H}, {"UNSIGNED_ATTRIBUTE", H}, {"FIXED_PREC_SCALE", H},
-               {"AUTO_UNIQUE_VALUE", H}, {"LOCAL_TYPE_NAME", S}, {"MINIMUM_SCALE", H},
-               {"MAXIMUM_SCALE", H}, {"SQL_DATA_TYPE", H}, {"SQL_DATETIME_SUB", H},
-               {"NUM_PREC_RADIX", I}, {"INTERVAL_PRECISION", H}});
+        stmt, {{"TYPE_NAME", V, kNotNull}, {"DATA_TYPE", S, kNotNull}, {"COLUMN_SIZE", I, false},
+               {"LITERAL_PREFIX", V, false}, {"LITERAL_SUFFIX", V, false}, {"CREATE_PARAMS", V, false},
+               {"NULLABLE", S, kNotNull}, {"CASE_SENSITIVE", S, kNotNull}, {"SEARCHABLE", S, kNotNull},
+               {"UNSIGNED_ATTRIBUTE", S, false}, {"FIXED_PREC_SCALE", S, kNotNull},
+               {"AUTO_UNIQUE_VALUE", S, false}, {"LOCAL_TYPE_NAME", V, false}, {"MINIMUM_SCALE", S, false},
+               {"MAXIMUM_SCALE", S, false}, {"SQL_DATA_TYPE", S, kNotNull}, {"SQL_DATETIME_SUB", S, false},
+               {"NUM_PREC_RADIX", I, false}, {"INTERVAL_PRECISION", S, false}});
     bool odbc2 = stmt->conn->env->odbc_version != 3;
     for (const TypeRow &t : kTypes) {
         SQLSMALLINT type = t.type;
@@ -543,32 +490,6 @@ KXDRV_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT data_typ
             int_cell(m, t.radix, t.radix == 0), int_cell(m, interval ? 2 : 0, !interval),
         });
     }
-    return SQL_SUCCESS;
-    });
-}
-
-KXDRV_API SQLRETURN SQL_API SQLTables(SQLHSTMT handle, SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT,
-                                      SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT)
-{
-    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
-    const int32_t S = VALUE_STRING;
-    start_catalogue_result(stmt, {{"TABLE_CAT", S}, {"TABLE_SCHEM", S}, {"TABLE_NAME", S},
-                                  {"TABLE_TYPE", S}, {"REMARKS", S}});
-    return SQL_SUCCESS;
-    });
-}
-
-KXDRV_API SQLRETURN SQL_API SQLColumns(SQLHSTMT handle, SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT,
-                                       SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT)
-{
-    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
-    const int32_t S = VALUE_STRING, I = VALUE_INTEGER, H = VALUE_BIT;
-    start_catalogue_result(
-        stmt, {{"TABLE_CAT", S}, {"TABLE_SCHEM", S}, {"TABLE_NAME", S}, {"COLUMN_NAME", S},
-               {"DATA_TYPE", H}, {"TYPE_NAME", S}, {"COLUMN_SIZE", I}, {"BUFFER_LENGTH", I},
-               {"DECIMAL_DIGITS", H}, {"NUM_PREC_RADIX", H}, {"NULLABLE", H}, {"REMARKS", S},
-               {"COLUMN_DEF", S}, {"SQL_DATA_TYPE", H}, {"SQL_DATETIME_SUB", H},
-               {"CHAR_OCTET_LENGTH", I}, {"ORDINAL_POSITION", I}, {"IS_NULLABLE", S}});
     return SQL_SUCCESS;
     });
 }

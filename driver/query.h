@@ -83,7 +83,19 @@ struct ColumnDesc {
     SQLSMALLINT decimal_digits = 0;
     SQLLEN display_size = 0;
     SQLLEN octet_length = 0;
+    // A column that may hold NULL is SQL_NULLABLE when this is set (the
+    // catalogue's columns, whose nullability ODBC defines), else
+    // SQL_NULLABLE_UNKNOWN.
+    bool nullability_known = false;
 };
+
+// SQLDescribeCol's and SQL_DESC_NULLABLE's answer for a column.
+inline SQLSMALLINT nullability_of(const ColumnDesc &c)
+{
+    if (!c.type.nullable)
+        return SQL_NO_NULLS;
+    return c.nullability_known ? SQL_NULLABLE : SQL_NULLABLE_UNKNOWN;
+}
 
 struct SortKey {
     ParseNode *expression = nullptr;

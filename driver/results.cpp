@@ -153,7 +153,7 @@ SQLRETURN column_attribute(Statement *stmt, SQLUSMALLINT number, SQLUSMALLINT fi
         break;
     case SQL_DESC_NULLABLE:
     case SQL_COLUMN_NULLABLE:
-        n = c.type.nullable ? SQL_NULLABLE_UNKNOWN : SQL_NO_NULLS;
+        n = nullability_of(c);
         break;
     case SQL_DESC_UNSIGNED:
         n = c.sql_type == SQL_INTEGER || c.sql_type == SQL_BIGINT || c.sql_type == SQL_DOUBLE ||
@@ -227,7 +227,7 @@ KXDRV_API SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT number,
         if (digits != nullptr)
             *digits = c.decimal_digits;
         if (nullable != nullptr)
-            *nullable = c.type.nullable ? SQL_NULLABLE_UNKNOWN : SQL_NO_NULLS;
+            *nullable = nullability_of(c);
         return return_string(stmt->errors, c.name, name, buffer_length, name_length);
     });
 }

@@ -9,7 +9,7 @@
  * errors (22003), bits and doubles from texts (22018); SQLGetInfo (the
  * function bitmasks follow the catalogue), SQLGetFunctions, describing a
  * prepared statement, SQLColAttribute, SQLRowCount, SQLMoreResults,
- * SQLTables; long data sent with SQLPutData and read back in pieces;
+ * SQLTables and the other catalogue functions; long data sent with SQLPutData and read back in pieces;
  * SQLGetDiagField and the ODBC 3 SQLSTATEs. Each check prints "ok" or
  * "not ok"; the exit status counts the failures.
  *
@@ -398,6 +398,69 @@ static void check_diagnostics(void)
     done(stmt);
 }
 
+/* The catalogue functions through the driver manager: each is the
+   driver's (no IM001), answers with ODBC's number of columns and no rows,
+   and SQLGetFunctions says so. */
+static void check_catalogue(void)
+{
+    SQLHSTMT stmt;
+    SQLAllocHandle(SQL_HANDLE_STMT, dbc, &stmt);
+    SQLCHAR *t = (SQLCHAR *)"t";
+    struct {
+        const char *name;
+        SQLUSMALLINT id;
+        SQLSMALLINT columns;
+    } calls[] = {
+        {"SQLPrimaryKeys", SQL_API_SQLPRIMARYKEYS, 6},
+        {"SQLForeignKeys", SQL_API_SQLFOREIGNKEYS, 14},
+        {"SQLStatistics", SQL_API_SQLSTATISTICS, 13},
+        {"SQLSpecialColumns", SQL_API_SQLSPECIALCOLUMNS, 8},
+        {"SQLProcedures", SQL_API_SQLPROCEDURES, 8},
+        {"SQLProcedureColumns", SQL_API_SQLPROCEDURECOLUMNS, 19},
+        {"SQLTablePrivileges", SQL_API_SQLTABLEPRIVILEGES, 7},
+        {"SQLColumnPrivileges", SQL_API_SQLCOLUMNPRIVILEGES, 8},
+    };
+    for (size_t i = 0; i < sizeof calls / sizeof calls[0]; i++) {
+        SQLRETURN rc = SQL_ERROR;
+        switch (i) {
+        case 0: rc = SQLPrimaryKeys(stmt, NULL, 0, NULL, 0, t, SQL_NTS); break;
+        case 1: rc = SQLForeignKeys(stmt, NULL, 0, NULL, 0, t, SQL_NTS, NULL, 0, NULL, 0, NULL, 0); break;
+        case 2: rc = SQLStatistics(stmt, NULL, 0, NULL, 0, t, SQL_NTS, SQL_INDEX_ALL, SQL_QUICK); break;
+        case 3:
+            rc = SQLSpecialColumns(stmt, SQL_BEST_ROWID, NULL, 0, NULL, 0, t, SQL_NTS, SQL_SCOPE_SESSION,
+                                   SQL_NULLABLE);
+            break;
+        case 4: rc = SQLProcedures(stmt, NULL, 0, NULL, 0, NULL, 0); break;
+        case 5: rc = SQLProcedureColumns(stmt, NULL, 0, NULL, 0, NULL, 0, NULL, 0); break;
+        case 6: rc = SQLTablePrivileges(stmt, NULL, 0, NULL, 0, t, SQL_NTS); break;
+        case 7: rc = SQLColumnPrivileges(stmt, NULL, 0, NULL, 0, t, SQL_NTS, NULL, 0); break;
+        }
+        char what[96];
+        snprintf(what, sizeof what, "%s succeeds through the driver manager", calls[i].name);
+        check(rc == SQL_SUCCESS, what);
+        SQLSMALLINT count = 0;
+        SQLNumResultCols(stmt, &count);
+        snprintf(what, sizeof what, "%s: %d columns and no rows", calls[i].name, calls[i].columns);
+        check(count == calls[i].columns && SQLFetch(stmt) == SQL_NO_DATA, what);
+        SQLFreeStmt(stmt, SQL_CLOSE);
+        SQLUSMALLINT supported = SQL_FALSE;
+        SQLGetFunctions(dbc, calls[i].id, &supported);
+        snprintf(what, sizeof what, "SQLGetFunctions: %s is there", calls[i].name);
+        check(supported == SQL_TRUE, what);
+    }
+    /* the driver manager's checks come first, then the driver's own */
+    SQLRETURN rc = SQLStatistics(stmt, NULL, 0, NULL, 0, NULL, 0, SQL_INDEX_ALL, SQL_QUICK);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_STMT, stmt), "HY009") == 0,
+          "SQLStatistics without a table name is HY009");
+    rc = SQLSpecialColumns(stmt, 9, NULL, 0, NULL, 0, t, SQL_NTS, SQL_SCOPE_SESSION, SQL_NULLABLE);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_STMT, stmt), "HY097") == 0,
+          "SQLSpecialColumns with an unknown identifier type is HY097");
+    rc = SQLPrimaryKeys(stmt, (SQLCHAR *)"db", SQL_NTS, NULL, 0, t, SQL_NTS);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_STMT, stmt), "HYC00") == 0,
+          "SQLPrimaryKeys in a catalog is HYC00");
+    done(stmt);
+}
+
 int main(int argc, char **argv)
 {
     dsn = argc > 1 ? argv[1] : "kxeval";
@@ -417,6 +480,7 @@ int main(int argc, char **argv)
     check_numbers();
     check_info();
     check_descriptions();
+    check_catalogue();
     check_long_data();
     check_native_sql();
     check_diagnostics();

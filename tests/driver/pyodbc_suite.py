@@ -271,6 +271,39 @@ class Catalogue(Fixture):
         self.assertEqual(len(self.cursor.description), 18)
         self.assertEqual(self.cursor.fetchall(), [])
 
+    def test_keys_statistics_and_privileges_are_empty_with_odbc_columns(self):
+        calls = [
+            (lambda: self.cursor.primaryKeys("t"),
+             ["TABLE_CAT", "TABLE_SCHEM", "TABLE_NAME", "COLUMN_NAME", "KEY_SEQ", "PK_NAME"]),
+            (lambda: self.cursor.foreignKeys(table="t"),
+             ["PKTABLE_CAT", "PKTABLE_SCHEM", "PKTABLE_NAME", "PKCOLUMN_NAME", "FKTABLE_CAT",
+              "FKTABLE_SCHEM", "FKTABLE_NAME", "FKCOLUMN_NAME", "KEY_SEQ", "UPDATE_RULE",
+              "DELETE_RULE", "FK_NAME", "PK_NAME", "DEFERRABILITY"]),
+            (lambda: self.cursor.statistics("t"),
+             ["TABLE_CAT", "TABLE_SCHEM", "TABLE_NAME", "NON_UNIQUE", "INDEX_QUALIFIER",
+              "INDEX_NAME", "TYPE", "ORDINAL_POSITION", "COLUMN_NAME", "ASC_OR_DESC",
+              "CARDINALITY", "PAGES", "FILTER_CONDITION"]),
+            (lambda: self.cursor.statistics("t", unique=True, quick=False), None),
+            (lambda: self.cursor.rowIdColumns("t"),
+             ["SCOPE", "COLUMN_NAME", "DATA_TYPE", "TYPE_NAME", "COLUMN_SIZE", "BUFFER_LENGTH",
+              "DECIMAL_DIGITS", "PSEUDO_COLUMN"]),
+            (lambda: self.cursor.rowVerColumns("t"), None),
+            (lambda: self.cursor.procedures(),
+             ["PROCEDURE_CAT", "PROCEDURE_SCHEM", "PROCEDURE_NAME", "NUM_INPUT_PARAMS",
+              "NUM_OUTPUT_PARAMS", "NUM_RESULT_SETS", "REMARKS", "PROCEDURE_TYPE"]),
+            (lambda: self.cursor.procedureColumns(), None),
+        ]
+        for call, names in calls:
+            call()
+            if names is not None:
+                self.assertEqual([d[0].upper() for d in self.cursor.description], names)
+            self.assertEqual(self.cursor.fetchall(), [])
+        self.assertEqual(len(self.cursor.procedureColumns().description), 19)
+        # nullability as ODBC defines it: KEY_SEQ is never NULL, PK_NAME may be
+        self.cursor.primaryKeys("t")
+        self.assertEqual([d[6] for d in self.cursor.description],
+                         [True, True, False, False, False, True])
+
     def test_type_info(self):
         rows = self.cursor.getTypeInfo(pyodbc.SQL_TYPE_TIMESTAMP).fetchall()
         self.assertEqual([(r[0], r[1], r[2]) for r in rows], [("TIMESTAMP", 93, 29)])

@@ -1,0 +1,396 @@
+// catalog_test.cpp - the reference driver's catalogue functions, called
+// directly through its entry points (driver_harness.h).
+//
+// Each catalogue function answers with the result set ODBC 3 defines for it:
+// its columns' names, SQL types, order and nullability are checked against
+// the tables below, written from ODBC's reference pages, and the set has no
+// rows (the driver has no tables). The arguments are checked as ODBC says:
+// HY009 for a null table name where one is required, HY090 for a bad
+// length, HY097 to HY101 for options out of range, HYC00 for a catalog or
+// schema, 24000 with a cursor open and HY010 in the middle of a
+// data-at-execution dialog.
+#include "driver/driver_harness.h"
+
+#include <string>
+#include <vector>
+
+using kxtest::Session;
+
+namespace {
+
+SQLCHAR *text(const char *s) { return reinterpret_cast<SQLCHAR *>(const_cast<char *>(s)); }
+
+struct Expected {
+    const char *name;
+    SQLSMALLINT type;
+    bool not_null;
+};
+
+// The result set of the statement's last call has exactly these columns,
+// and no rows.
+void expect_columns(Session &s, const std::vector<Expected> &expected, const char *function)
+{
+    SQLSMALLINT count = 0;
+    ASSERT_EQ(SQLNumResultCols(s.stmt, &count), SQL_SUCCESS) << function;
+    ASSERT_EQ(count, static_cast<SQLSMALLINT>(expected.size())) << function;
+    for (size_t i = 0; i < expected.size(); ++i) {
+        SQLCHAR name[130] = {0};
+        SQLSMALLINT name_length = 0, type = 0, digits = 0, nullable = 0;
+        SQLULEN size = 0;
+        ASSERT_EQ(SQLDescribeCol(s.stmt, static_cast<SQLUSMALLINT>(i + 1), name, sizeof name, &name_length,
+                                 &type, &size, &digits, &nullable),
+                  SQL_SUCCESS)
+            << function << " column " << i + 1;
+        EXPECT_STREQ(reinterpret_cast<char *>(name), expected[i].name) << function << " column " << i + 1;
+        EXPECT_EQ(type, expected[i].type) << function << " " << expected[i].name;
+        EXPECT_EQ(nullable, expected[i].not_null ? SQL_NO_NULLS : SQL_NULLABLE)
+            << function << " " << expected[i].name;
+        if (type == SQL_VARCHAR) {
+            EXPECT_GE(size, 128u) << function << " " << expected[i].name;
+        }
+        SQLLEN nullable_attribute = -1;
+        ASSERT_EQ(SQLColAttribute(s.stmt, static_cast<SQLUSMALLINT>(i + 1), SQL_DESC_NULLABLE, nullptr, 0,
+                                  nullptr, &nullable_attribute),
+                  SQL_SUCCESS);
+        EXPECT_EQ(nullable_attribute, nullable) << function << " " << expected[i].name;
+    }
+    EXPECT_EQ(SQLFetch(s.stmt), SQL_NO_DATA) << function;
+    EXPECT_EQ(SQLCloseCursor(s.stmt), SQL_SUCCESS) << function;
+}
+
+constexpr SQLSMALLINT V = SQL_VARCHAR, S = SQL_SMALLINT, I = SQL_INTEGER;
+constexpr bool NN = true;
+
+// The state of the statement's last error, or "" after a success.
+std::string state_after(Session &s, SQLRETURN rc)
+{
+    if (SQL_SUCCEEDED(rc)) {
+        SQLFreeStmt(s.stmt, SQL_CLOSE);
+        return "";
+    }
+    return s.state();
+}
+
+}  // namespace
+
+TEST(Catalog, PrimaryKeysColumns)
+{
+    Session s;
+    ASSERT_EQ(SQLPrimaryKeys(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS), SQL_SUCCESS);
+    expect_columns(s,
+                   {{"TABLE_CAT", V, false}, {"TABLE_SCHEM", V, false}, {"TABLE_NAME", V, NN},
+                    {"COLUMN_NAME", V, NN}, {"KEY_SEQ", S, NN}, {"PK_NAME", V, false}},
+                   "SQLPrimaryKeys");
+}
+
+TEST(Catalog, ForeignKeysColumns)
+{
+    Session s;
+    ASSERT_EQ(SQLForeignKeys(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, nullptr, 0, nullptr, 0,
+                             nullptr, 0),
+              SQL_SUCCESS);
+    expect_columns(s,
+                   {{"PKTABLE_CAT", V, false}, {"PKTABLE_SCHEM", V, false}, {"PKTABLE_NAME", V, NN},
+                    {"PKCOLUMN_NAME", V, NN}, {"FKTABLE_CAT", V, false}, {"FKTABLE_SCHEM", V, false},
+                    {"FKTABLE_NAME", V, NN}, {"FKCOLUMN_NAME", V, NN}, {"KEY_SEQ", S, NN},
+                    {"UPDATE_RULE", S, false}, {"DELETE_RULE", S, false}, {"FK_NAME", V, false},
+                    {"PK_NAME", V, false}, {"DEFERRABILITY", S, false}},
+                   "SQLForeignKeys");
+    // the foreign keys of a table alone, and of one table to another
+    ASSERT_EQ(SQLForeignKeys(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, text("f"), 1),
+              SQL_SUCCESS);
+    EXPECT_EQ(SQLFetch(s.stmt), SQL_NO_DATA);
+    SQLFreeStmt(s.stmt, SQL_CLOSE);
+    ASSERT_EQ(SQLForeignKeys(s.stmt, text(""), 0, text(""), 0, text("p"), 1, nullptr, 0, nullptr, 0, text("f"),
+                             SQL_NTS),
+              SQL_SUCCESS);
+    EXPECT_EQ(SQLFetch(s.stmt), SQL_NO_DATA);
+}
+
+TEST(Catalog, StatisticsColumns)
+{
+    Session s;
+    ASSERT_EQ(SQLStatistics(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, SQL_INDEX_ALL, SQL_QUICK),
+              SQL_SUCCESS);
+    expect_columns(s,
+                   {{"TABLE_CAT", V, false}, {"TABLE_SCHEM", V, false}, {"TABLE_NAME", V, NN},
+                    {"NON_UNIQUE", S, false}, {"INDEX_QUALIFIER", V, false}, {"INDEX_NAME", V, false},
+                    {"TYPE", S, NN}, {"ORDINAL_POSITION", S, false}, {"COLUMN_NAME", V, false},
+                    {"ASC_OR_DESC", SQL_CHAR, false}, {"CARDINALITY", I, false}, {"PAGES", I, false},
+                    {"FILTER_CONDITION", V, false}},
+                   "SQLStatistics");
+    ASSERT_EQ(SQLStatistics(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, SQL_INDEX_UNIQUE, SQL_ENSURE),
+              SQL_SUCCESS);
+    EXPECT_EQ(SQLFetch(s.stmt), SQL_NO_DATA);
+}
+
+TEST(Catalog, SpecialColumnsColumns)
+{
+    Session s;
+    for (SQLUSMALLINT identifier : {SQL_BEST_ROWID, SQL_ROWVER})
+        for (SQLUSMALLINT scope : {SQL_SCOPE_CURROW, SQL_SCOPE_TRANSACTION, SQL_SCOPE_SESSION})
+            for (SQLUSMALLINT nullable : {SQL_NO_NULLS, SQL_NULLABLE}) {
+                ASSERT_EQ(SQLSpecialColumns(s.stmt, identifier, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, scope,
+                                            nullable),
+                          SQL_SUCCESS);
+                expect_columns(s,
+                               {{"SCOPE", S, false}, {"COLUMN_NAME", V, NN}, {"DATA_TYPE", S, NN},
+                                {"TYPE_NAME", V, NN}, {"COLUMN_SIZE", I, false}, {"BUFFER_LENGTH", I, false},
+                                {"DECIMAL_DIGITS", S, false}, {"PSEUDO_COLUMN", S, false}},
+                               "SQLSpecialColumns");
+            }
+}
+
+TEST(Catalog, ProceduresColumns)
+{
+    Session s;
+    ASSERT_EQ(SQLProcedures(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0), SQL_SUCCESS);
+    expect_columns(s,
+                   {{"PROCEDURE_CAT", V, false}, {"PROCEDURE_SCHEM", V, false}, {"PROCEDURE_NAME", V, NN},
+                    {"NUM_INPUT_PARAMS", I, false}, {"NUM_OUTPUT_PARAMS", I, false},
+                    {"NUM_RESULT_SETS", I, false}, {"REMARKS", V, false}, {"PROCEDURE_TYPE", S, false}},
+                   "SQLProcedures");
+    // a pattern of every schema and procedure finds nothing either
+    ASSERT_EQ(SQLProcedures(s.stmt, nullptr, 0, text("%"), SQL_NTS, text("%"), SQL_NTS), SQL_SUCCESS);
+    EXPECT_EQ(SQLFetch(s.stmt), SQL_NO_DATA);
+}
+
+TEST(Catalog, ProcedureColumnsColumns)
+{
+    Session s;
+    ASSERT_EQ(SQLProcedureColumns(s.stmt, nullptr, 0, nullptr, 0, text("p%"), SQL_NTS, nullptr, 0), SQL_SUCCESS);
+    expect_columns(s,
+                   {{"PROCEDURE_CAT", V, false}, {"PROCEDURE_SCHEM", V, false}, {"PROCEDURE_NAME", V, NN},
+                    {"COLUMN_NAME", V, NN}, {"COLUMN_TYPE", S, NN}, {"DATA_TYPE", S, NN},
+                    {"TYPE_NAME", V, NN}, {"COLUMN_SIZE", I, false}, {"BUFFER_LENGTH", I, false},
+                    {"DECIMAL_DIGITS", S, false}, {"NUM_PREC_RADIX", S, false}, {"NULLABLE", S, NN},
+                    {"REMARKS", V, false}, {"COLUMN_DEF", V, false}, {"SQL_DATA_TYPE", S, NN},
+                    {"SQL_DATETIME_SUB", S, false}, {"CHAR_OCTET_LENGTH", I, false},
+                    {"ORDINAL_POSITION", I, NN}, {"IS_NULLABLE", V, false}},
+                   "SQLProcedureColumns");
+}
+
+TEST(Catalog, TablePrivilegesColumns)
+{
+    Session s;
+    ASSERT_EQ(SQLTablePrivileges(s.stmt, nullptr, 0, nullptr, 0, text("%"), SQL_NTS), SQL_SUCCESS);
+    expect_columns(s,
+                   {{"TABLE_CAT", V, false}, {"TABLE_SCHEM", V, false}, {"TABLE_NAME", V, NN},
+                    {"GRANTOR", V, false}, {"GRANTEE", V, NN}, {"PRIVILEGE", V, NN},
+                    {"IS_GRANTABLE", V, false}},
+                   "SQLTablePrivileges");
+    // the table name is a pattern here, and may be left out
+    ASSERT_EQ(SQLTablePrivileges(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0), SQL_SUCCESS);
+    EXPECT_EQ(SQLFetch(s.stmt), SQL_NO_DATA);
+}
+
+TEST(Catalog, ColumnPrivilegesColumns)
+{
+    Session s;
+    ASSERT_EQ(SQLColumnPrivileges(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, text("%"), SQL_NTS),
+              SQL_SUCCESS);
+    expect_columns(s,
+                   {{"TABLE_CAT", V, false}, {"TABLE_SCHEM", V, false}, {"TABLE_NAME", V, NN},
+                    {"COLUMN_NAME", V, NN}, {"GRANTOR", V, false}, {"GRANTEE", V, NN},
+                    {"PRIVILEGE", V, NN}, {"IS_GRANTABLE", V, false}},
+                   "SQLColumnPrivileges");
+}
+
+TEST(Catalog, TablesAndColumnsColumns)
+{
+    Session s;
+    ASSERT_EQ(SQLTables(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0), SQL_SUCCESS);
+    expect_columns(s,
+                   {{"TABLE_CAT", V, false}, {"TABLE_SCHEM", V, false}, {"TABLE_NAME", V, false},
+                    {"TABLE_TYPE", V, false}, {"REMARKS", V, false}},
+                   "SQLTables");
+    ASSERT_EQ(SQLColumns(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, nullptr, 0), SQL_SUCCESS);
+    expect_columns(s,
+                   {{"TABLE_CAT", V, false}, {"TABLE_SCHEM", V, false}, {"TABLE_NAME", V, NN},
+                    {"COLUMN_NAME", V, NN}, {"DATA_TYPE", S, NN}, {"TYPE_NAME", V, NN},
+                    {"COLUMN_SIZE", I, false}, {"BUFFER_LENGTH", I, false}, {"DECIMAL_DIGITS", S, false},
+                    {"NUM_PREC_RADIX", S, false}, {"NULLABLE", S, NN}, {"REMARKS", V, false},
+                    {"COLUMN_DEF", V, false}, {"SQL_DATA_TYPE", S, NN}, {"SQL_DATETIME_SUB", S, false},
+                    {"CHAR_OCTET_LENGTH", I, false}, {"ORDINAL_POSITION", I, NN}, {"IS_NULLABLE", V, false}},
+                   "SQLColumns");
+}
+
+TEST(Catalog, TypeInfoColumns)
+{
+    Session s;
+    ASSERT_EQ(SQLGetTypeInfo(s.stmt, SQL_ALL_TYPES), SQL_SUCCESS);
+    SQLSMALLINT count = 0;
+    ASSERT_EQ(SQLNumResultCols(s.stmt, &count), SQL_SUCCESS);
+    ASSERT_EQ(count, 19);
+    const Expected expected[] = {
+        {"TYPE_NAME", V, NN},          {"DATA_TYPE", S, NN},         {"COLUMN_SIZE", I, false},
+        {"LITERAL_PREFIX", V, false},  {"LITERAL_SUFFIX", V, false}, {"CREATE_PARAMS", V, false},
+        {"NULLABLE", S, NN},           {"CASE_SENSITIVE", S, NN},    {"SEARCHABLE", S, NN},
+        {"UNSIGNED_ATTRIBUTE", S, false}, {"FIXED_PREC_SCALE", S, NN}, {"AUTO_UNIQUE_VALUE", S, false},
+        {"LOCAL_TYPE_NAME", V, false}, {"MINIMUM_SCALE", S, false},  {"MAXIMUM_SCALE", S, false},
+        {"SQL_DATA_TYPE", S, NN},      {"SQL_DATETIME_SUB", S, false}, {"NUM_PREC_RADIX", I, false},
+        {"INTERVAL_PRECISION", S, false}};
+    for (SQLUSMALLINT i = 1; i <= 19; ++i) {
+        SQLCHAR name[64] = {0};
+        SQLSMALLINT type = 0, nullable = 0;
+        ASSERT_EQ(SQLDescribeCol(s.stmt, i, name, sizeof name, nullptr, &type, nullptr, nullptr, &nullable),
+                  SQL_SUCCESS);
+        EXPECT_STREQ(reinterpret_cast<char *>(name), expected[i - 1].name);
+        EXPECT_EQ(type, expected[i - 1].type) << expected[i - 1].name;
+        EXPECT_EQ(nullable, expected[i - 1].not_null ? SQL_NO_NULLS : SQL_NULLABLE) << expected[i - 1].name;
+    }
+    auto rows = s.rows();
+    EXPECT_GT(rows.size(), 10u);
+    for (const auto &row : rows)
+        for (int c : {0, 1, 6, 7, 8, 10, 15})
+            EXPECT_NE(row[static_cast<size_t>(c)], "NULL") << row[0] << " " << expected[c].name;
+}
+
+// ---- arguments ----
+
+TEST(Catalog, RequiredTableNamesAreNotNull)
+{
+    Session s;
+    EXPECT_EQ(state_after(s, SQLPrimaryKeys(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0)), "HY009");
+    EXPECT_EQ(state_after(s, SQLStatistics(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0, SQL_INDEX_ALL,
+                                           SQL_QUICK)),
+              "HY009");
+    EXPECT_EQ(state_after(s, SQLSpecialColumns(s.stmt, SQL_BEST_ROWID, nullptr, 0, nullptr, 0, nullptr, 0,
+                                               SQL_SCOPE_SESSION, SQL_NULLABLE)),
+              "HY009");
+    EXPECT_EQ(state_after(s, SQLColumnPrivileges(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0, text("c"),
+                                                 SQL_NTS)),
+              "HY009");
+    // SQLForeignKeys needs one of its two table names
+    EXPECT_EQ(state_after(s, SQLForeignKeys(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0,
+                                            nullptr, 0)),
+              "HY009");
+    // the pattern arguments may be left out
+    EXPECT_EQ(state_after(s, SQLProcedureColumns(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0)), "");
+    EXPECT_EQ(state_after(s, SQLColumns(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0)), "");
+}
+
+TEST(Catalog, LengthsBelowZeroOtherThanNtsAreRefused)
+{
+    Session s;
+    EXPECT_EQ(state_after(s, SQLPrimaryKeys(s.stmt, nullptr, 0, nullptr, 0, text("t"), -5)), "HY090");
+    EXPECT_EQ(state_after(s, SQLPrimaryKeys(s.stmt, text(""), -2, nullptr, 0, text("t"), SQL_NTS)), "HY090");
+    // a length below 0 that goes with a null name is no name at all
+    EXPECT_EQ(state_after(s, SQLPrimaryKeys(s.stmt, nullptr, -7, nullptr, 0, text("t"), 1)), "");
+    EXPECT_EQ(state_after(s, SQLForeignKeys(s.stmt, nullptr, 0, nullptr, 0, text("p"), -4, nullptr, 0, nullptr, 0,
+                                            nullptr, 0)),
+              "HY090");
+    EXPECT_EQ(state_after(s, SQLStatistics(s.stmt, nullptr, 0, text(""), -9, text("t"), SQL_NTS, SQL_INDEX_ALL,
+                                           SQL_QUICK)),
+              "HY090");
+    EXPECT_EQ(state_after(s, SQLSpecialColumns(s.stmt, SQL_ROWVER, nullptr, 0, nullptr, 0, text("t"), -4,
+                                               SQL_SCOPE_CURROW, SQL_NO_NULLS)),
+              "HY090");
+    EXPECT_EQ(state_after(s, SQLProcedures(s.stmt, nullptr, 0, nullptr, 0, text("p"), -100)), "HY090");
+    EXPECT_EQ(state_after(s, SQLProcedureColumns(s.stmt, nullptr, 0, nullptr, 0, text("p"), SQL_NTS, text("c"),
+                                                 -2)),
+              "HY090");
+    EXPECT_EQ(state_after(s, SQLTablePrivileges(s.stmt, nullptr, 0, nullptr, 0, text("t"), -2)), "HY090");
+    EXPECT_EQ(state_after(s, SQLColumnPrivileges(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, text("c"),
+                                                 -2)),
+              "HY090");
+    EXPECT_EQ(state_after(s, SQLTables(s.stmt, nullptr, 0, nullptr, 0, text("t"), -2, nullptr, 0)), "HY090");
+    EXPECT_EQ(state_after(s, SQLColumns(s.stmt, nullptr, 0, text("x"), -2, nullptr, 0, nullptr, 0)), "HY090");
+    // a column name longer than SQL_MAX_COLUMN_NAME_LEN
+    SQLUSMALLINT longest = 0;
+    ASSERT_EQ(SQLGetInfo(s.dbc, SQL_MAX_COLUMN_NAME_LEN, &longest, sizeof longest, nullptr), SQL_SUCCESS);
+    std::string name(longest, 'c');
+    EXPECT_EQ(state_after(s, SQLColumnPrivileges(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS,
+                                                 text(name.c_str()), SQL_NTS)),
+              "");
+    name += "c";
+    EXPECT_EQ(state_after(s, SQLColumnPrivileges(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS,
+                                                 text(name.c_str()), SQL_NTS)),
+              "HY090");
+    EXPECT_EQ(state_after(s, SQLColumns(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0, text(name.c_str()),
+                                        static_cast<SQLSMALLINT>(name.size()))),
+              "HY090");
+}
+
+TEST(Catalog, OptionsOutOfRange)
+{
+    Session s;
+    EXPECT_EQ(state_after(s, SQLStatistics(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, 7, SQL_QUICK)),
+              "HY100");
+    EXPECT_EQ(state_after(s, SQLStatistics(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, SQL_INDEX_ALL,
+                                           9)),
+              "HY101");
+    EXPECT_EQ(state_after(s, SQLSpecialColumns(s.stmt, 5, nullptr, 0, nullptr, 0, text("t"), SQL_NTS,
+                                               SQL_SCOPE_CURROW, SQL_NULLABLE)),
+              "HY097");
+    EXPECT_EQ(state_after(s, SQLSpecialColumns(s.stmt, SQL_BEST_ROWID, nullptr, 0, nullptr, 0, text("t"), SQL_NTS,
+                                               7, SQL_NULLABLE)),
+              "HY098");
+    EXPECT_EQ(state_after(s, SQLSpecialColumns(s.stmt, SQL_BEST_ROWID, nullptr, 0, nullptr, 0, text("t"), SQL_NTS,
+                                               SQL_SCOPE_SESSION, 3)),
+              "HY099");
+}
+
+TEST(Catalog, CatalogsAndSchemasAreNotSupported)
+{
+    Session s;
+    EXPECT_EQ(state_after(s, SQLPrimaryKeys(s.stmt, text("db"), SQL_NTS, nullptr, 0, text("t"), SQL_NTS)),
+              "HYC00");
+    EXPECT_EQ(state_after(s, SQLStatistics(s.stmt, nullptr, 0, text("s"), 1, text("t"), SQL_NTS, SQL_INDEX_ALL,
+                                           SQL_QUICK)),
+              "HYC00");
+    EXPECT_EQ(state_after(s, SQLForeignKeys(s.stmt, nullptr, 0, nullptr, 0, text("p"), 1, text("c"), 1, nullptr,
+                                            0, nullptr, 0)),
+              "HYC00");
+    // empty names denote "no catalog" and "no schema"; "%" in a schema
+    // pattern is every schema
+    EXPECT_EQ(state_after(s, SQLPrimaryKeys(s.stmt, text(""), SQL_NTS, text(""), 0, text("t"), SQL_NTS)), "");
+    EXPECT_EQ(state_after(s, SQLProcedures(s.stmt, text(""), 0, text("%"), SQL_NTS, nullptr, 0)), "");
+    EXPECT_EQ(state_after(s, SQLTablePrivileges(s.stmt, nullptr, 0, text("dbo"), SQL_NTS, text("t"), 1)),
+              "HYC00");
+}
+
+TEST(Catalog, NotWithAnOpenCursorNorWhileDataIsAwaited)
+{
+    Session s;
+    ASSERT_EQ(s.exec("SELECT 1"), SQL_SUCCESS);
+    EXPECT_EQ(SQLPrimaryKeys(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS), SQL_ERROR);
+    EXPECT_EQ(s.state(), "24000");
+    EXPECT_EQ(SQLGetTypeInfo(s.stmt, SQL_ALL_TYPES), SQL_ERROR);
+    EXPECT_EQ(s.state(), "24000");
+    // the catalogue's own result set is a cursor too
+    SQLFreeStmt(s.stmt, SQL_CLOSE);
+    ASSERT_EQ(SQLProcedures(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0), SQL_SUCCESS);
+    EXPECT_EQ(SQLProcedures(s.stmt, nullptr, 0, nullptr, 0, nullptr, 0), SQL_ERROR);
+    EXPECT_EQ(s.state(), "24000");
+    SQLFreeStmt(s.stmt, SQL_CLOSE);
+    // in the middle of a data-at-execution dialog
+    ASSERT_EQ(s.prepare("SELECT CAST(? AS VARCHAR(10))"), SQL_SUCCESS);
+    SQLLEN at_exec = SQL_DATA_AT_EXEC;
+    char token[] = "p";
+    ASSERT_EQ(SQLBindParameter(s.stmt, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 10, 0, token, 0, &at_exec),
+              SQL_SUCCESS);
+    ASSERT_EQ(SQLExecute(s.stmt), SQL_NEED_DATA);
+    EXPECT_EQ(SQLStatistics(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, SQL_INDEX_ALL, SQL_QUICK),
+              SQL_ERROR);
+    EXPECT_EQ(s.state(), "HY010");
+    EXPECT_EQ(SQLCancel(s.stmt), SQL_SUCCESS);
+    EXPECT_EQ(state_after(s, SQLStatistics(s.stmt, nullptr, 0, nullptr, 0, text("t"), SQL_NTS, SQL_INDEX_ALL,
+                                           SQL_QUICK)),
+              "");
+}
+
+TEST(Catalog, ACatalogueResultReplacesThePreparedStatement)
+{
+    Session s;
+    ASSERT_EQ(s.prepare("SELECT 1, 2"), SQL_SUCCESS);
+    ASSERT_EQ(SQLSpecialColumns(s.stmt, SQL_BEST_ROWID, nullptr, 0, nullptr, 0, text("t"), SQL_NTS,
+                                SQL_SCOPE_CURROW, SQL_NULLABLE),
+              SQL_SUCCESS);
+    SQLSMALLINT count = 0;
+    ASSERT_EQ(SQLNumResultCols(s.stmt, &count), SQL_SUCCESS);
+    EXPECT_EQ(count, 8);
+    SQLFreeStmt(s.stmt, SQL_CLOSE);
+    EXPECT_EQ(SQLExecute(s.stmt), SQL_ERROR);
+    EXPECT_EQ(s.state(), "HY010");
+}
