@@ -154,7 +154,7 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_OUTER_JOINS: a = text("N"); break;
     case SQL_PROCEDURES: a = text("N"); break;
     case SQL_ROW_UPDATES: a = text("N"); break;
-    case SQL_DESCRIBE_PARAMETER: a = text("N"); break;
+    case SQL_DESCRIBE_PARAMETER: a = text("Y"); break;  // SQLDescribeParam
     case SQL_INTEGRITY: a = text("N"); break;
     case SQL_LIKE_ESCAPE_CLAUSE: a = text("N"); break;
     case SQL_MAX_ROW_SIZE_INCLUDES_LONG: a = text("N"); break;
@@ -421,7 +421,7 @@ KXDRV_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT functio
         SQL_API_SQLNATIVESQL,     SQL_API_SQLENDTRAN,        SQL_API_SQLTRANSACT,
         SQL_API_SQLPRIMARYKEYS,   SQL_API_SQLFOREIGNKEYS,    SQL_API_SQLSTATISTICS,
         SQL_API_SQLSPECIALCOLUMNS, SQL_API_SQLPROCEDURES,    SQL_API_SQLPROCEDURECOLUMNS,
-        SQL_API_SQLTABLEPRIVILEGES, SQL_API_SQLCOLUMNPRIVILEGES,
+        SQL_API_SQLTABLEPRIVILEGES, SQL_API_SQLCOLUMNPRIVILEGES, SQL_API_SQLDESCRIBEPARAM,
     };
     return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
     if (supported == nullptr)

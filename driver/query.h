@@ -192,6 +192,15 @@ std::string print_query(const Query &query);
 // error.
 bool infer_types(Statement *stmt, Query &query, std::vector<ColumnDesc> &columns);
 
+// The type of every parameter marker of the query (by ordinal - 1) from
+// where it stands, whatever the bindings: a CAST's target type; the other
+// operand's type in a comparison, IN, NULLIF, COALESCE, CASE or a VALUES
+// column; the other operand's number type in arithmetic; an argument's
+// class in a scalar function (a number as INTEGER or DOUBLE, a text as
+// VARCHAR(255), a datetime as TIMESTAMP); BIGINT for SERIES' bounds and
+// DATE for its start; VARCHAR(255) where nothing says more.
+void describe_parameters(Statement *stmt, Query &query, std::vector<TypeInfo> &types);
+
 // Sets the statement's time-out deadline (0 without a time-out), its
 // start time and the clock its datetime functions read.
 void start_deadline(Statement *stmt);

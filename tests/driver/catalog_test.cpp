@@ -394,3 +394,145 @@ TEST(Catalog, ACatalogueResultReplacesThePreparedStatement)
     EXPECT_EQ(SQLExecute(s.stmt), SQL_ERROR);
     EXPECT_EQ(s.state(), "HY010");
 }
+
+// ---- parameter descriptions ----
+
+namespace {
+
+struct ParamCase {
+    const char *sql;
+    SQLUSMALLINT number;
+    SQLSMALLINT type;
+    SQLULEN size;        // 0: not checked
+    SQLSMALLINT digits;  // -1: not checked
+};
+
+}  // namespace
+
+TEST(Catalog, DescribeParamFromWhereTheMarkerStands)
+{
+    const ParamCase cases[] = {
+        // a CAST's target
+        {"SELECT CAST(? AS NUMERIC(10,3))", 1, SQL_NUMERIC, 10, 3},
+        {"SELECT CAST(? AS VARCHAR(20))", 1, SQL_VARCHAR, 20, -1},
+        {"SELECT CAST(? AS DATE)", 1, SQL_TYPE_DATE, 10, -1},
+        {"SELECT {fn CONVERT(?, SQL_BIGINT)}", 1, SQL_BIGINT, 19, -1},
+        // the other operand of a comparison
+        {"SELECT 1 WHERE 5 = ?", 1, SQL_INTEGER, 10, -1},
+        {"SELECT 1 WHERE ? < {d '2024-01-01'}", 1, SQL_TYPE_DATE, 10, -1},
+        {"SELECT 1 WHERE CAST(2 AS DOUBLE) <> ?", 1, SQL_DOUBLE, 0, -1},
+        {"SELECT 1 WHERE 'ab' = ?", 1, SQL_VARCHAR, 255, -1},
+        {"SELECT 1 WHERE ? BETWEEN 1 AND 10", 1, SQL_INTEGER, 10, -1},
+        {"SELECT 1 WHERE 3 BETWEEN ? AND CAST(9 AS BIGINT)", 1, SQL_INTEGER, 10, -1},
+        {"SELECT 1 WHERE 3 BETWEEN 1 AND ?", 1, SQL_INTEGER, 10, -1},
+        {"SELECT 1 WHERE ? IN (1, 2)", 1, SQL_INTEGER, 10, -1},
+        {"SELECT 1 WHERE CAST(1 AS BIGINT) IN (2, ?)", 1, SQL_BIGINT, 19, -1},
+        // the other operand's number type in arithmetic
+        {"SELECT ? * 2", 1, SQL_INTEGER, 10, -1},
+        {"SELECT CAST(1.5 AS DOUBLE) + ?", 1, SQL_DOUBLE, 0, -1},
+        {"SELECT 1 + 2 + ?", 2 - 1, SQL_INTEGER, 10, -1},
+        {"SELECT ? + 1 + 2", 1, SQL_INTEGER, 10, -1},
+        {"SELECT 2.50 - ?", 1, SQL_NUMERIC, 0, 2},
+        {"SELECT -?", 1, SQL_DOUBLE, 0, -1},
+        // a function argument's class
+        {"SELECT {fn SIN(?)}", 1, SQL_DOUBLE, 0, -1},
+        {"SELECT {fn SPACE(?)}", 1, SQL_INTEGER, 10, -1},
+        {"SELECT {fn UCASE(?)}", 1, SQL_VARCHAR, 255, -1},
+        {"SELECT {fn LEFT('abc', ?)}", 1, SQL_INTEGER, 10, -1},
+        {"SELECT {fn LEFT(?, 2)}", 1, SQL_VARCHAR, 255, -1},
+        {"SELECT {fn DAYNAME(?)}", 1, SQL_TYPE_TIMESTAMP, 0, -1},
+        {"SELECT SUBSTRING('abc' FROM ? FOR 2)", 1, SQL_INTEGER, 10, -1},
+        {"SELECT {fn IFNULL(?, CAST(1 AS BIGINT))}", 1, SQL_BIGINT, 19, -1},
+        // one column with the other operands
+        {"SELECT CASE WHEN 1 = 1 THEN ? ELSE 7 END", 1, SQL_INTEGER, 10, -1},
+        {"SELECT CASE 4 WHEN ? THEN 'x' END", 1, SQL_INTEGER, 10, -1},
+        {"SELECT COALESCE(?, CAST(1 AS BIGINT))", 1, SQL_BIGINT, 19, -1},
+        {"SELECT NULLIF(CAST(1 AS DOUBLE), ?)", 1, SQL_DOUBLE, 0, -1},
+        {"SELECT a FROM (VALUES (1), (?)) AS t(a)", 1, SQL_INTEGER, 10, -1},
+        {"SELECT n FROM SERIES(?, 10) AS s(n)", 1, SQL_BIGINT, 19, -1},
+        {"SELECT n FROM SERIES(1, 10, ?) AS s(n, d)", 1, SQL_TYPE_DATE, 10, -1},
+        // nothing says more
+        {"SELECT ?", 1, SQL_VARCHAR, 255, -1},
+        {"SELECT 1 WHERE ? IS NULL", 1, SQL_VARCHAR, 255, -1},
+        {"SELECT ? || 'x'", 1, SQL_VARCHAR, 255, -1},
+        {"SELECT 1 WHERE ? = ?", 2, SQL_VARCHAR, 255, -1},
+    };
+    Session s;
+    for (const ParamCase &c : cases) {
+        ASSERT_EQ(s.prepare(c.sql), SQL_SUCCESS) << c.sql << " " << s.state();
+        SQLSMALLINT type = 0, digits = -1, nullable = -1;
+        SQLULEN size = 0;
+        ASSERT_EQ(SQLDescribeParam(s.stmt, c.number, &type, &size, &digits, &nullable), SQL_SUCCESS) << c.sql;
+        EXPECT_EQ(type, c.type) << c.sql;
+        if (c.size != 0) {
+            EXPECT_EQ(size, c.size) << c.sql;
+        }
+        if (c.digits >= 0) {
+            EXPECT_EQ(digits, c.digits) << c.sql;
+        }
+        EXPECT_EQ(nullable, SQL_NULLABLE) << c.sql;
+    }
+}
+
+TEST(Catalog, DescribeParamAsPreparedWhateverIsBound)
+{
+    Session s;
+    ASSERT_EQ(s.prepare("SELECT CAST(? AS INTEGER), ?, {fn SQRT(?)}"), SQL_SUCCESS);
+    SQLSMALLINT count = 0;
+    ASSERT_EQ(SQLNumParams(s.stmt, &count), SQL_SUCCESS);
+    EXPECT_EQ(count, 3);
+    double d = 2;
+    SQLLEN length = sizeof d;
+    for (SQLUSMALLINT i = 1; i <= 3; ++i)
+        ASSERT_EQ(SQLBindParameter(s.stmt, i, SQL_PARAM_INPUT, SQL_C_DOUBLE, SQL_DOUBLE, 0, 0, &d, 0, &length),
+                  SQL_SUCCESS);
+    const SQLSMALLINT expected[] = {SQL_INTEGER, SQL_VARCHAR, SQL_DOUBLE};
+    for (SQLUSMALLINT i = 1; i <= 3; ++i) {
+        SQLSMALLINT type = 0;
+        ASSERT_EQ(SQLDescribeParam(s.stmt, i, &type, nullptr, nullptr, nullptr), SQL_SUCCESS);
+        EXPECT_EQ(type, expected[i - 1]) << "parameter " << i;
+    }
+    // and the statement runs with what is bound
+    ASSERT_EQ(SQLExecute(s.stmt), SQL_SUCCESS) << s.state();
+    auto rows = s.rows();
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0][0], "2");
+}
+
+TEST(Catalog, DescribeParamOnlyOfAPreparedStatement)
+{
+    Session s;
+    SQLSMALLINT type = 0;
+    // nothing prepared
+    EXPECT_EQ(SQLDescribeParam(s.stmt, 1, &type, nullptr, nullptr, nullptr), SQL_ERROR);
+    EXPECT_EQ(s.state(), "HY010");
+    SQLSMALLINT count = 0;
+    EXPECT_EQ(SQLNumParams(s.stmt, &count), SQL_ERROR);
+    EXPECT_EQ(s.state(), "HY010");
+    // numbers outside the markers
+    ASSERT_EQ(s.prepare("SELECT CAST(? AS INTEGER) + ?"), SQL_SUCCESS);
+    EXPECT_EQ(SQLDescribeParam(s.stmt, 0, &type, nullptr, nullptr, nullptr), SQL_ERROR);
+    EXPECT_EQ(s.state(), "07009");
+    EXPECT_EQ(SQLDescribeParam(s.stmt, 3, &type, nullptr, nullptr, nullptr), SQL_ERROR);
+    EXPECT_EQ(s.state(), "07009");
+    EXPECT_EQ(SQLDescribeParam(s.stmt, 2, &type, nullptr, nullptr, nullptr), SQL_SUCCESS);
+    EXPECT_EQ(type, SQL_INTEGER);
+    // with the cursor of its execution open, and once it is closed
+    SQLINTEGER a = 1, b = 2;
+    ASSERT_EQ(SQLBindParameter(s.stmt, 1, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 0, 0, &a, 0, nullptr),
+              SQL_SUCCESS);
+    ASSERT_EQ(SQLBindParameter(s.stmt, 2, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 0, 0, &b, 0, nullptr),
+              SQL_SUCCESS);
+    ASSERT_EQ(SQLExecute(s.stmt), SQL_SUCCESS);
+    EXPECT_EQ(SQLDescribeParam(s.stmt, 1, &type, nullptr, nullptr, nullptr), SQL_ERROR);
+    EXPECT_EQ(s.state(), "HY010");
+    ASSERT_EQ(SQLCloseCursor(s.stmt), SQL_SUCCESS);
+    EXPECT_EQ(SQLDescribeParam(s.stmt, 1, &type, nullptr, nullptr, nullptr), SQL_SUCCESS);
+    // a statement executed directly was never prepared for it
+    ASSERT_EQ(s.exec("SELECT 1 WHERE 1 = ?"), SQL_SUCCESS);
+    SQLCloseCursor(s.stmt);
+    EXPECT_EQ(SQLNumParams(s.stmt, &count), SQL_SUCCESS);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(SQLDescribeParam(s.stmt, 1, &type, nullptr, nullptr, nullptr), SQL_ERROR);
+    EXPECT_EQ(s.state(), "HY010");
+}

@@ -398,9 +398,9 @@ static void check_diagnostics(void)
     done(stmt);
 }
 
-/* The catalogue functions through the driver manager: each is the
-   driver's (no IM001), answers with ODBC's number of columns and no rows,
-   and SQLGetFunctions says so. */
+/* The catalogue functions and SQLDescribeParam through the driver manager:
+   each is the driver's (no IM001), a catalogue function answers with ODBC's
+   number of columns and no rows, and SQLGetFunctions says so. */
 static void check_catalogue(void)
 {
     SQLHSTMT stmt;
@@ -448,8 +448,24 @@ static void check_catalogue(void)
         snprintf(what, sizeof what, "SQLGetFunctions: %s is there", calls[i].name);
         check(supported == SQL_TRUE, what);
     }
+    /* a parameter described from the prepared statement */
+    SQLSMALLINT type = 0, digits = 0, nullable = 0, params = 0;
+    SQLULEN size = 0;
+    SQLPrepare(stmt, (SQLCHAR *)"SELECT CAST(? AS NUMERIC(10,3)), {fn SPACE(?)}", SQL_NTS);
+    check(SQLNumParams(stmt, &params) == SQL_SUCCESS && params == 2, "SQLNumParams: two markers");
+    SQLRETURN rc = SQLDescribeParam(stmt, 1, &type, &size, &digits, &nullable);
+    check(rc == SQL_SUCCESS && type == SQL_NUMERIC && size == 10 && digits == 3 && nullable == SQL_NULLABLE,
+          "SQLDescribeParam: a CAST's target type");
+    rc = SQLDescribeParam(stmt, 2, &type, &size, &digits, &nullable);
+    check(rc == SQL_SUCCESS && type == SQL_INTEGER, "SQLDescribeParam: SPACE takes an integer");
+    rc = SQLDescribeParam(stmt, 3, &type, &size, &digits, &nullable);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_STMT, stmt), "07009") == 0,
+          "SQLDescribeParam of a third marker is 07009");
+    SQLUSMALLINT supported = SQL_FALSE;
+    SQLGetFunctions(dbc, SQL_API_SQLDESCRIBEPARAM, &supported);
+    check(supported == SQL_TRUE, "SQLGetFunctions: SQLDescribeParam is there");
     /* the driver manager's checks come first, then the driver's own */
-    SQLRETURN rc = SQLStatistics(stmt, NULL, 0, NULL, 0, NULL, 0, SQL_INDEX_ALL, SQL_QUICK);
+    rc = SQLStatistics(stmt, NULL, 0, NULL, 0, NULL, 0, SQL_INDEX_ALL, SQL_QUICK);
     check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_STMT, stmt), "HY009") == 0,
           "SQLStatistics without a table name is HY009");
     rc = SQLSpecialColumns(stmt, 9, NULL, 0, NULL, 0, t, SQL_NTS, SQL_SCOPE_SESSION, SQL_NULLABLE);

@@ -304,6 +304,13 @@ class Catalogue(Fixture):
         self.assertEqual([d[6] for d in self.cursor.description],
                          [True, True, False, False, False, True])
 
+    def test_none_parameters_take_the_described_type(self):
+        # pyodbc binds None with the type SQLDescribeParam gives
+        self.assertEqual(self.value("SELECT {fn IFNULL(?, 5)} + 1", None), 6)
+        self.assertIsNone(self.value("SELECT CAST(? AS INTEGER)", None))
+        self.assertEqual(self.value("SELECT COALESCE(?, {d '2024-02-29'})", None),
+                         datetime.date(2024, 2, 29))
+
     def test_type_info(self):
         rows = self.cursor.getTypeInfo(pyodbc.SQL_TYPE_TIMESTAMP).fetchall()
         self.assertEqual([(r[0], r[1], r[2]) for r in rows], [("TIMESTAMP", 93, 29)])
