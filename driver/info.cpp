@@ -86,6 +86,82 @@ SQLUINTEGER catalogue_bits(const FunctionBit (&table)[N])
     return bits;
 }
 
+// The ODBC entry points the driver exports, each once: SQLGetFunctions
+// answers from this table alone, in each of its forms. catalog_test checks
+// it against the shared object's exported names, which is what a driver
+// manager looks the functions up by.
+struct EntryPoint {
+    SQLUSMALLINT id;
+    const char *name;
+};
+
+constexpr EntryPoint kEntryPoints[] = {
+    // handles (handles.cpp)
+    {SQL_API_SQLALLOCHANDLE, "SQLAllocHandle"},
+    {SQL_API_SQLFREEHANDLE, "SQLFreeHandle"},
+    {SQL_API_SQLALLOCENV, "SQLAllocEnv"},
+    {SQL_API_SQLALLOCCONNECT, "SQLAllocConnect"},
+    {SQL_API_SQLALLOCSTMT, "SQLAllocStmt"},
+    {SQL_API_SQLFREEENV, "SQLFreeEnv"},
+    {SQL_API_SQLFREECONNECT, "SQLFreeConnect"},
+    {SQL_API_SQLFREESTMT, "SQLFreeStmt"},
+    {SQL_API_SQLSETENVATTR, "SQLSetEnvAttr"},
+    {SQL_API_SQLGETENVATTR, "SQLGetEnvAttr"},
+    // connections (connection.cpp)
+    {SQL_API_SQLCONNECT, "SQLConnect"},
+    {SQL_API_SQLDRIVERCONNECT, "SQLDriverConnect"},
+    {SQL_API_SQLDISCONNECT, "SQLDisconnect"},
+    {SQL_API_SQLSETCONNECTATTR, "SQLSetConnectAttr"},
+    {SQL_API_SQLGETCONNECTATTR, "SQLGetConnectAttr"},
+    {SQL_API_SQLNATIVESQL, "SQLNativeSql"},
+    {SQL_API_SQLENDTRAN, "SQLEndTran"},
+    {SQL_API_SQLTRANSACT, "SQLTransact"},
+    // what the driver says of itself (info.cpp)
+    {SQL_API_SQLGETINFO, "SQLGetInfo"},
+    {SQL_API_SQLGETFUNCTIONS, "SQLGetFunctions"},
+    {SQL_API_SQLGETTYPEINFO, "SQLGetTypeInfo"},
+    // the catalogue (catalog.cpp)
+    {SQL_API_SQLTABLES, "SQLTables"},
+    {SQL_API_SQLCOLUMNS, "SQLColumns"},
+    {SQL_API_SQLPRIMARYKEYS, "SQLPrimaryKeys"},
+    {SQL_API_SQLFOREIGNKEYS, "SQLForeignKeys"},
+    {SQL_API_SQLSTATISTICS, "SQLStatistics"},
+    {SQL_API_SQLSPECIALCOLUMNS, "SQLSpecialColumns"},
+    {SQL_API_SQLPROCEDURES, "SQLProcedures"},
+    {SQL_API_SQLPROCEDURECOLUMNS, "SQLProcedureColumns"},
+    {SQL_API_SQLTABLEPRIVILEGES, "SQLTablePrivileges"},
+    {SQL_API_SQLCOLUMNPRIVILEGES, "SQLColumnPrivileges"},
+    // statements (statement.cpp)
+    {SQL_API_SQLPREPARE, "SQLPrepare"},
+    {SQL_API_SQLEXECUTE, "SQLExecute"},
+    {SQL_API_SQLEXECDIRECT, "SQLExecDirect"},
+    {SQL_API_SQLBINDPARAMETER, "SQLBindParameter"},
+    {SQL_API_SQLNUMPARAMS, "SQLNumParams"},
+    {SQL_API_SQLDESCRIBEPARAM, "SQLDescribeParam"},
+    {SQL_API_SQLPARAMDATA, "SQLParamData"},
+    {SQL_API_SQLPUTDATA, "SQLPutData"},
+    {SQL_API_SQLCANCEL, "SQLCancel"},
+    {SQL_API_SQLSETSTMTATTR, "SQLSetStmtAttr"},
+    {SQL_API_SQLGETSTMTATTR, "SQLGetStmtAttr"},
+    {SQL_API_SQLSETCURSORNAME, "SQLSetCursorName"},
+    {SQL_API_SQLGETCURSORNAME, "SQLGetCursorName"},
+    {SQL_API_SQLROWCOUNT, "SQLRowCount"},
+    {SQL_API_SQLMORERESULTS, "SQLMoreResults"},
+    {SQL_API_SQLCLOSECURSOR, "SQLCloseCursor"},
+    // results (results.cpp)
+    {SQL_API_SQLNUMRESULTCOLS, "SQLNumResultCols"},
+    {SQL_API_SQLDESCRIBECOL, "SQLDescribeCol"},
+    {SQL_API_SQLCOLATTRIBUTE, "SQLColAttribute"},
+    {SQL_API_SQLBINDCOL, "SQLBindCol"},
+    {SQL_API_SQLFETCH, "SQLFetch"},
+    {SQL_API_SQLFETCHSCROLL, "SQLFetchScroll"},
+    {SQL_API_SQLGETDATA, "SQLGetData"},
+    // diagnostics (diagnostics.cpp)
+    {SQL_API_SQLGETDIAGREC, "SQLGetDiagRec"},
+    {SQL_API_SQLGETDIAGFIELD, "SQLGetDiagField"},
+    {SQL_API_SQLERROR, "SQLError"},
+};
+
 enum class Answer { kText, kSmall, kWord };
 
 struct InfoAnswer {
@@ -198,6 +274,10 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_GROUP_BY: a = small(SQL_GB_NOT_SUPPORTED); break;
     case SQL_CORRELATION_NAME: a = small(SQL_CN_ANY); break;
     case SQL_ODBC_SQL_CONFORMANCE: a = small(SQL_OSC_MINIMUM); break;
+    // ODBC 2's Level 1: the Core functions, SQLColumns, SQLDriverConnect,
+    // SQLGetData, SQLGetFunctions, SQLGetInfo, SQLGetTypeInfo, SQLParamData,
+    // SQLPutData, SQLSpecialColumns, SQLStatistics and SQLTables (the
+    // option functions are the attribute functions under a driver manager)
     case SQL_ODBC_API_CONFORMANCE: a = small(SQL_OAC_LEVEL1); break;
     case SQL_FILE_USAGE: a = small(SQL_FILE_NOT_SUPPORTED); break;
     case SQL_CATALOG_LOCATION: a = small(0); break;
@@ -263,6 +343,12 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_PARAM_ARRAY_ROW_COUNTS: a = word(SQL_PARC_NO_BATCH); break;
     case SQL_PARAM_ARRAY_SELECTS: a = word(SQL_PAS_NO_SELECT); break;
     case SQL_SQL_CONFORMANCE: a = word(SQL_SC_SQL92_ENTRY); break;
+    // Core, the lowest level ODBC 3 names and the one every driver claims;
+    // of Core the driver lacks the descriptor functions (SQLGetDescField,
+    // SQLSetDescField, SQLGetDescRec, SQLSetDescRec, SQLCopyDesc), arrays
+    // of parameters and bind offsets (README, "The reference ODBC driver").
+    // Nothing of Level 1 (scrollable cursors, SQLBrowseConnect, ...) is
+    // claimed.
     case SQL_ODBC_INTERFACE_CONFORMANCE: a = word(SQL_OIC_CORE); break;
     case SQL_DATETIME_LITERALS:
         a = word(SQL_DL_SQL92_DATE | SQL_DL_SQL92_TIME | SQL_DL_SQL92_TIMESTAMP |
@@ -402,46 +488,26 @@ KXDRV_API SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOI
 KXDRV_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT function,
                                             SQLUSMALLINT *supported)
 {
-    static const SQLUSMALLINT kSupported[] = {
-        SQL_API_SQLALLOCHANDLE,   SQL_API_SQLFREEHANDLE,     SQL_API_SQLALLOCCONNECT,
-        SQL_API_SQLALLOCENV,      SQL_API_SQLALLOCSTMT,      SQL_API_SQLFREECONNECT,
-        SQL_API_SQLFREEENV,       SQL_API_SQLFREESTMT,       SQL_API_SQLCONNECT,
-        SQL_API_SQLDRIVERCONNECT, SQL_API_SQLDISCONNECT,     SQL_API_SQLGETINFO,
-        SQL_API_SQLGETFUNCTIONS,  SQL_API_SQLGETTYPEINFO,    SQL_API_SQLTABLES,
-        SQL_API_SQLCOLUMNS,       SQL_API_SQLPREPARE,        SQL_API_SQLEXECUTE,
-        SQL_API_SQLEXECDIRECT,    SQL_API_SQLBINDPARAMETER,  SQL_API_SQLNUMPARAMS,
-        SQL_API_SQLPARAMDATA,     SQL_API_SQLPUTDATA,        SQL_API_SQLCANCEL,
-        SQL_API_SQLSETSTMTATTR,   SQL_API_SQLGETSTMTATTR,    SQL_API_SQLSETCONNECTATTR,
-        SQL_API_SQLGETCONNECTATTR, SQL_API_SQLSETENVATTR,    SQL_API_SQLGETENVATTR,
-        SQL_API_SQLSETCURSORNAME, SQL_API_SQLGETCURSORNAME,  SQL_API_SQLROWCOUNT,
-        SQL_API_SQLMORERESULTS,   SQL_API_SQLCLOSECURSOR,    SQL_API_SQLNUMRESULTCOLS,
-        SQL_API_SQLDESCRIBECOL,   SQL_API_SQLCOLATTRIBUTE,   SQL_API_SQLBINDCOL,
-        SQL_API_SQLFETCH,         SQL_API_SQLFETCHSCROLL,    SQL_API_SQLGETDATA,
-        SQL_API_SQLGETDIAGREC,    SQL_API_SQLGETDIAGFIELD,   SQL_API_SQLERROR,
-        SQL_API_SQLNATIVESQL,     SQL_API_SQLENDTRAN,        SQL_API_SQLTRANSACT,
-        SQL_API_SQLPRIMARYKEYS,   SQL_API_SQLFOREIGNKEYS,    SQL_API_SQLSTATISTICS,
-        SQL_API_SQLSPECIALCOLUMNS, SQL_API_SQLPROCEDURES,    SQL_API_SQLPROCEDURECOLUMNS,
-        SQL_API_SQLTABLEPRIVILEGES, SQL_API_SQLCOLUMNPRIVILEGES, SQL_API_SQLDESCRIBEPARAM,
-    };
     return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
     if (supported == nullptr)
         return post_error(conn->errors, "HY009", "Invalid use of null pointer");
     if (function == SQL_API_ODBC3_ALL_FUNCTIONS) {
         std::memset(supported, 0, sizeof(SQLUSMALLINT) * SQL_API_ODBC3_ALL_FUNCTIONS_SIZE);
-        for (SQLUSMALLINT f : kSupported)
-            supported[f >> 4] = static_cast<SQLUSMALLINT>(supported[f >> 4] | (1u << (f & 15)));
+        for (const EntryPoint &f : kEntryPoints)
+            supported[f.id >> 4] = static_cast<SQLUSMALLINT>(supported[f.id >> 4] | (1u << (f.id & 15)));
         return SQL_SUCCESS;
     }
     if (function == SQL_API_ALL_FUNCTIONS) {
+        // ODBC 2's form: one word for each of the functions numbered below 100
         std::memset(supported, 0, sizeof(SQLUSMALLINT) * 100);
-        for (SQLUSMALLINT f : kSupported)
-            if (f < 100)
-                supported[f] = SQL_TRUE;
+        for (const EntryPoint &f : kEntryPoints)
+            if (f.id < 100)
+                supported[f.id] = SQL_TRUE;
         return SQL_SUCCESS;
     }
     *supported = SQL_FALSE;
-    for (SQLUSMALLINT f : kSupported)
-        if (f == function)
+    for (const EntryPoint &f : kEntryPoints)
+        if (f.id == function)
             *supported = SQL_TRUE;
     return SQL_SUCCESS;
     });

@@ -11,6 +11,8 @@
 // data-at-execution dialog.
 #include "driver/driver_harness.h"
 
+#include <dlfcn.h>
+
 #include <string>
 #include <vector>
 
@@ -535,4 +537,138 @@ TEST(Catalog, DescribeParamOnlyOfAPreparedStatement)
     EXPECT_EQ(count, 1);
     EXPECT_EQ(SQLDescribeParam(s.stmt, 1, &type, nullptr, nullptr, nullptr), SQL_ERROR);
     EXPECT_EQ(s.state(), "HY010");
+}
+
+// ---- SQLGetFunctions ----
+
+namespace {
+
+struct OdbcFunction {
+    SQLUSMALLINT id;
+    const char *name;
+};
+
+// Every ODBC function by its SQL_API_ number, as the headers give them.
+const OdbcFunction kOdbcFunctions[] = {
+    {SQL_API_SQLALLOCCONNECT, "SQLAllocConnect"},
+    {SQL_API_SQLALLOCENV, "SQLAllocEnv"},
+    {SQL_API_SQLALLOCHANDLE, "SQLAllocHandle"},
+    {SQL_API_SQLALLOCSTMT, "SQLAllocStmt"},
+    {SQL_API_SQLBINDCOL, "SQLBindCol"},
+    {SQL_API_SQLBINDPARAM, "SQLBindParam"},
+    {SQL_API_SQLCANCEL, "SQLCancel"},
+    {SQL_API_SQLCLOSECURSOR, "SQLCloseCursor"},
+    {SQL_API_SQLCOLATTRIBUTE, "SQLColAttribute"},
+    {SQL_API_SQLCOLUMNS, "SQLColumns"},
+    {SQL_API_SQLCONNECT, "SQLConnect"},
+    {SQL_API_SQLCOPYDESC, "SQLCopyDesc"},
+    {SQL_API_SQLDATASOURCES, "SQLDataSources"},
+    {SQL_API_SQLDESCRIBECOL, "SQLDescribeCol"},
+    {SQL_API_SQLDISCONNECT, "SQLDisconnect"},
+    {SQL_API_SQLENDTRAN, "SQLEndTran"},
+    {SQL_API_SQLERROR, "SQLError"},
+    {SQL_API_SQLEXECDIRECT, "SQLExecDirect"},
+    {SQL_API_SQLEXECUTE, "SQLExecute"},
+    {SQL_API_SQLFETCH, "SQLFetch"},
+    {SQL_API_SQLFETCHSCROLL, "SQLFetchScroll"},
+    {SQL_API_SQLFREECONNECT, "SQLFreeConnect"},
+    {SQL_API_SQLFREEENV, "SQLFreeEnv"},
+    {SQL_API_SQLFREEHANDLE, "SQLFreeHandle"},
+    {SQL_API_SQLFREESTMT, "SQLFreeStmt"},
+    {SQL_API_SQLGETCONNECTATTR, "SQLGetConnectAttr"},
+    {SQL_API_SQLGETCONNECTOPTION, "SQLGetConnectOption"},
+    {SQL_API_SQLGETCURSORNAME, "SQLGetCursorName"},
+    {SQL_API_SQLGETDATA, "SQLGetData"},
+    {SQL_API_SQLGETDESCFIELD, "SQLGetDescField"},
+    {SQL_API_SQLGETDESCREC, "SQLGetDescRec"},
+    {SQL_API_SQLGETDIAGFIELD, "SQLGetDiagField"},
+    {SQL_API_SQLGETDIAGREC, "SQLGetDiagRec"},
+    {SQL_API_SQLGETENVATTR, "SQLGetEnvAttr"},
+    {SQL_API_SQLGETFUNCTIONS, "SQLGetFunctions"},
+    {SQL_API_SQLGETINFO, "SQLGetInfo"},
+    {SQL_API_SQLGETSTMTATTR, "SQLGetStmtAttr"},
+    {SQL_API_SQLGETSTMTOPTION, "SQLGetStmtOption"},
+    {SQL_API_SQLGETTYPEINFO, "SQLGetTypeInfo"},
+    {SQL_API_SQLNUMRESULTCOLS, "SQLNumResultCols"},
+    {SQL_API_SQLPARAMDATA, "SQLParamData"},
+    {SQL_API_SQLPREPARE, "SQLPrepare"},
+    {SQL_API_SQLPUTDATA, "SQLPutData"},
+    {SQL_API_SQLROWCOUNT, "SQLRowCount"},
+    {SQL_API_SQLSETCONNECTATTR, "SQLSetConnectAttr"},
+    {SQL_API_SQLSETCONNECTOPTION, "SQLSetConnectOption"},
+    {SQL_API_SQLSETCURSORNAME, "SQLSetCursorName"},
+    {SQL_API_SQLSETDESCFIELD, "SQLSetDescField"},
+    {SQL_API_SQLSETDESCREC, "SQLSetDescRec"},
+    {SQL_API_SQLSETENVATTR, "SQLSetEnvAttr"},
+    {SQL_API_SQLSETPARAM, "SQLSetParam"},
+    {SQL_API_SQLSETSTMTATTR, "SQLSetStmtAttr"},
+    {SQL_API_SQLSETSTMTOPTION, "SQLSetStmtOption"},
+    {SQL_API_SQLSPECIALCOLUMNS, "SQLSpecialColumns"},
+    {SQL_API_SQLSTATISTICS, "SQLStatistics"},
+    {SQL_API_SQLTABLES, "SQLTables"},
+    {SQL_API_SQLTRANSACT, "SQLTransact"},
+    {SQL_API_SQLCANCELHANDLE, "SQLCancelHandle"},
+    {SQL_API_SQLALLOCHANDLESTD, "SQLAllocHandleStd"},
+    {SQL_API_SQLBULKOPERATIONS, "SQLBulkOperations"},
+    {SQL_API_SQLBINDPARAMETER, "SQLBindParameter"},
+    {SQL_API_SQLBROWSECONNECT, "SQLBrowseConnect"},
+    {SQL_API_SQLCOLUMNPRIVILEGES, "SQLColumnPrivileges"},
+    {SQL_API_SQLDESCRIBEPARAM, "SQLDescribeParam"},
+    {SQL_API_SQLDRIVERCONNECT, "SQLDriverConnect"},
+    {SQL_API_SQLDRIVERS, "SQLDrivers"},
+    {SQL_API_SQLEXTENDEDFETCH, "SQLExtendedFetch"},
+    {SQL_API_SQLFOREIGNKEYS, "SQLForeignKeys"},
+    {SQL_API_SQLMORERESULTS, "SQLMoreResults"},
+    {SQL_API_SQLNATIVESQL, "SQLNativeSql"},
+    {SQL_API_SQLNUMPARAMS, "SQLNumParams"},
+    {SQL_API_SQLPARAMOPTIONS, "SQLParamOptions"},
+    {SQL_API_SQLPRIMARYKEYS, "SQLPrimaryKeys"},
+    {SQL_API_SQLPROCEDURECOLUMNS, "SQLProcedureColumns"},
+    {SQL_API_SQLPROCEDURES, "SQLProcedures"},
+    {SQL_API_SQLSETPOS, "SQLSetPos"},
+    {SQL_API_SQLSETSCROLLOPTIONS, "SQLSetScrollOptions"},
+    {SQL_API_SQLTABLEPRIVILEGES, "SQLTablePrivileges"},
+};
+
+}  // namespace
+
+// What SQLGetFunctions says is there is exactly what the driver's shared
+// object exports, so that a driver manager (which looks the names up)
+// never answers IM001 for a function the driver reports, and every form of
+// the answer agrees with the others.
+TEST(Catalog, GetFunctionsAgreesWithTheExportedEntryPoints)
+{
+    void *module = dlopen(KX_DRIVER_MODULE, RTLD_LAZY | RTLD_LOCAL);
+    ASSERT_NE(module, nullptr) << dlerror();
+    Session s;
+    SQLUSMALLINT odbc3[SQL_API_ODBC3_ALL_FUNCTIONS_SIZE];
+    ASSERT_EQ(SQLGetFunctions(s.dbc, SQL_API_ODBC3_ALL_FUNCTIONS, odbc3), SQL_SUCCESS);
+    SQLUSMALLINT odbc2[100];
+    ASSERT_EQ(SQLGetFunctions(s.dbc, SQL_API_ALL_FUNCTIONS, odbc2), SQL_SUCCESS);
+    int reported = 0;
+    for (const OdbcFunction &f : kOdbcFunctions) {
+        SQLUSMALLINT one = 99;
+        ASSERT_EQ(SQLGetFunctions(s.dbc, f.id, &one), SQL_SUCCESS) << f.name;
+        bool exported = dlsym(module, f.name) != nullptr;
+        EXPECT_EQ(one == SQL_TRUE, exported) << f.name << (exported ? " is exported but not reported"
+                                                                     : " is reported but not exported");
+        EXPECT_EQ(SQL_FUNC_EXISTS(odbc3, f.id) == SQL_TRUE, one == SQL_TRUE) << f.name;
+        if (f.id < 100) {
+            EXPECT_EQ(odbc2[f.id], one) << f.name;
+        }
+        reported += one == SQL_TRUE;
+    }
+    // the Core functions the driver has, and the ones of this kind it has not
+    EXPECT_EQ(reported, 57);
+    for (SQLUSMALLINT missing : {SQL_API_SQLGETDESCFIELD, SQL_API_SQLSETPOS, SQL_API_SQLBROWSECONNECT}) {
+        SQLUSMALLINT one = 99;
+        SQLGetFunctions(s.dbc, missing, &one);
+        EXPECT_EQ(one, SQL_FALSE) << missing;
+    }
+    // a number that is no function
+    SQLUSMALLINT one = 99;
+    ASSERT_EQ(SQLGetFunctions(s.dbc, 3999, &one), SQL_SUCCESS);
+    EXPECT_EQ(one, SQL_FALSE);
+    EXPECT_EQ(SQLGetFunctions(s.dbc, SQL_API_SQLFETCH, nullptr), SQL_ERROR);
+    dlclose(module);
 }
