@@ -47,6 +47,45 @@ TypeInfo of_type(int32_t value_type, int32_t precision = 0, int32_t scale = 0)
     return t;
 }
 
+// A text of no known bound: described as the longest (SQL_LONGVARCHAR).
+TypeInfo long_text_type() { return text_type(INT32_MAX); }
+
+// The most characters (and octets) the text of a value of type t takes
+// (plain_text, interval_as_text): a text's or a binary's length, a number's
+// or a datetime's longest form.
+int64_t text_width(const TypeInfo &t)
+{
+    switch (t.value_type) {
+    case VALUE_STRING:
+    case VALUE_BINARY:
+        return std::max(t.precision, 0);
+    case VALUE_LONG_STRING:
+    case VALUE_LONG_BINARY:
+        return INT32_MAX;
+    case VALUE_NULL:
+        return 0;
+    case VALUE_BIT:
+        return 1;
+    case VALUE_INTEGER:
+        return 11;  // -2147483648
+    case VALUE_BIGINT:
+        return 20;  // -9223372036854775808
+    case VALUE_DOUBLE:
+        return 24;  // %.15g: -1.23456789012345e-308
+    case VALUE_NUMERIC:
+        // a sign, a leading zero and a point besides the digits
+        return (t.precision > 0 && t.precision <= 38 ? t.precision : 38) + 3;
+    case VALUE_DATE:
+        return 10;
+    case VALUE_TIME:
+        return 8;
+    case VALUE_TIMESTAMP:
+        return 29;
+    default:
+        return 32;  // intervals: -999999999 23:59:59.999999999
+    }
+}
+
 struct Inference {
     Statement *stmt;
     Query *query;
@@ -62,6 +101,51 @@ ParseNode *field_node(ParseNode *node, int i) { return reinterpret_cast<ParseNod
 List *list_of(ParseNode *list_node)
 {
     return list_node == nullptr ? nullptr : reinterpret_cast<List *>(list_node->field[0]);
+}
+
+// The value of an integer literal (or a negated one), false for anything
+// else.
+bool literal_integer(ParseNode *n, int64_t &out)
+{
+    if (n == nullptr)
+        return false;
+    if (n->kind == KX_NODE_EXPRESSION) {
+        const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(n->field[0]);
+        if (pair->op_class != KX_OP_CLASS_COMPARISON || pair->op_code != KX_OP_NEGATE ||
+            !literal_integer(field_node(n, 3), out))
+            return false;
+        out = -out;
+        return true;
+    }
+    if (n->kind != NODE_VALUE)
+        return false;
+    const Value *v = reinterpret_cast<const Value *>(n);
+    if (v->null_flag != 0)
+        return false;
+    switch (v->type) {
+    case VALUE_INTEGER:
+        out = v->payload.integer;
+        return true;
+    case VALUE_BIGINT:
+        out = get_bigint_from_value(v);
+        return true;
+    case VALUE_NUMERIC:
+        return v->payload.numeric.scale == 0 && kxstd_numeric_to_bigint(&v->payload.numeric, &out) == KXSTD_OK;
+    default:
+        return false;
+    }
+}
+
+// The text of a text literal, false for anything else.
+bool literal_text(ParseNode *n, std::string &out)
+{
+    if (n == nullptr || n->kind != NODE_VALUE)
+        return false;
+    const Value *v = reinterpret_cast<const Value *>(n);
+    if (v->null_flag != 0 || v->type != VALUE_STRING)
+        return false;
+    out.assign(v->payload.text, static_cast<size_t>(std::max(v->length, 0)));
+    return true;
 }
 
 bool is_datetime_type(int32_t t) { return t == VALUE_DATE || t == VALUE_TIME || t == VALUE_TIMESTAMP; }
@@ -91,7 +175,7 @@ TypeInfo unify(const TypeInfo &a, const TypeInfo &b)
     }
     if (is_datetime_type(a.value_type) && is_datetime_type(b.value_type))
         return of_type(VALUE_TIMESTAMP);
-    return text_type(std::max(std::max(a.precision, b.precision), 32));
+    return text_type(std::max(text_width(a), text_width(b)));
 }
 
 TypeInfo interval_type(int32_t value_type, int32_t kind, int32_t leading, int32_t seconds)
@@ -214,16 +298,61 @@ TypeInfo function_type(Inference &in, ParseNode *node)
     }
     if (cls & (KX_CLASS_CHAR | KX_CLASS_SPECIAL)) {
         int32_t id = static_cast<int32_t>(node->field[0]);
-        TypeInfo t = first_argument();
-        int32_t argument_length = t.value_type == VALUE_STRING ? std::max(t.precision, 1) : 32;
+        List *args = list_of(field_node(node, 1));
+        auto argument = [&](int i) -> ParseNode * {
+            ListElement *el = ListFirst(args);
+            for (; el != nullptr && i > 0; --i)
+                el = ListNext(el);
+            return el != nullptr ? static_cast<ParseNode *>(ListData(el)) : nullptr;
+        };
+        auto width_of = [&](int i) -> int64_t {
+            ParseNode *a = argument(i);
+            return a != nullptr ? text_width(infer(in, a)) : 0;
+        };
+        int64_t argument_length = std::max<int64_t>(text_width(first_argument()), 1);
+        // The text functions work on octets (functions_string.cpp): each
+        // bound below is the most octets the function can give for
+        // arguments of these widths, and so also the most characters.
         switch (id) {
-        case 65: case 30: case 36: case 53: case 60: case -4: case 31: case 51:
+        case 65: case 30: case -8: case -7:  // UCASE, LCASE, UPPER, LOWER
+        case 36: case 53:                    // LTRIM, RTRIM
+        case 60: case -4: case 31: case 51:  // SUBSTRING, LEFT, RIGHT
             return text_type(argument_length);  // no longer than the argument
-        case 10: {
-            List *args = list_of(field_node(node, 1));
-            TypeInfo second = infer(in, static_cast<ParseNode *>(ListData(ListLast(args))));
-            return text_type(static_cast<int64_t>(argument_length) +
-                             (second.value_type == VALUE_STRING ? second.precision : 32));
+        case 10:  // CONCAT
+            return text_type(argument_length + width_of(1));
+        case 49: {  // REPEAT(s, n): n copies of s, one at least
+            int64_t n = 0;
+            if (!literal_integer(argument(1), n))
+                return long_text_type();
+            return text_type(argument_length * std::clamp<int64_t>(n, 1, INT32_MAX));
+        }
+        case 58: {  // SPACE(n)
+            int64_t n = 0;
+            if (!literal_integer(argument(0), n))
+                return long_text_type();
+            return text_type(std::max<int64_t>(n, 0));
+        }
+        case 50: {  // REPLACE(s, from, to)
+            // at most length(s) / length(from) matches, each growing the
+            // text by length(to) - length(from); a pattern that is not a
+            // literal may be one octet long
+            int64_t to = width_of(2);
+            int64_t from = 1;
+            std::string pattern;
+            if (literal_text(argument(1), pattern)) {
+                from = static_cast<int64_t>(pattern.find_last_not_of(' ') + 1);
+                if (from == 0)
+                    return text_type(argument_length);  // an empty pattern matches nowhere
+            }
+            if (to <= from)
+                return text_type(argument_length);
+            return text_type(argument_length + argument_length / from * (to - from));
+        }
+        case 29: {  // INSERT(s, start, length, t)
+            // the head and the tail of s overlap when length is negative
+            int64_t n = 0;
+            bool forward = literal_integer(argument(2), n) && n >= 0;
+            return text_type((forward ? 1 : 2) * argument_length + width_of(3));
         }
         case 8: return text_type(1);
         case 57: return text_type(4);
@@ -234,7 +363,8 @@ TypeInfo function_type(Inference &in, ParseNode *node)
             const char *uid = get_attribute_value(&in.stmt->conn->attributes, "UID");
             return text_type(std::max<int32_t>(uid != nullptr ? static_cast<int32_t>(std::strlen(uid)) : 0, 1));
         }
-        default: return text_type(255);
+        default:
+            return long_text_type();  // no bound known
         }
     }
     if (cls & KX_CLASS_INTEGER)
@@ -331,13 +461,10 @@ TypeInfo leaf_type(const Value *v)
     }
 }
 
-// The type of a || b: as long as both texts (a non-text as 40 characters).
+// The type of a || b: as long as both texts (a non-text as its text).
 TypeInfo concat_type(const TypeInfo &a, const TypeInfo &b)
 {
-    auto width = [](const TypeInfo &t) -> int64_t {
-        return t.value_type == VALUE_STRING ? t.precision : 40;
-    };
-    return text_type(std::max<int64_t>(width(a) + width(b), 1));
+    return text_type(std::max<int64_t>(text_width(a) + text_width(b), 1));
 }
 
 // The type of a chain of left-associative operators, link by link from the

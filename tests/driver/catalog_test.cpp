@@ -672,3 +672,94 @@ TEST(Catalog, GetFunctionsAgreesWithTheExportedEntryPoints)
     EXPECT_EQ(SQLGetFunctions(s.dbc, SQL_API_SQLFETCH, nullptr), SQL_ERROR);
     dlclose(module);
 }
+
+// ---- descriptions that hold ----
+
+// Every column's description bounds what it returns: a character column's
+// size is at least the octets of every value (and so its characters), and
+// any column's display size at least the length of its text.
+TEST(Catalog, DescribedSizesBoundWhatIsReturned)
+{
+    const char *cases[] = {
+        "SELECT {fn REPEAT('ab', 1000)}",
+        "SELECT {fn REPEAT('abc', 0)}, {fn REPEAT('x', -3)}, {fn REPEAT({fn REPEAT('ab', 3)}, 4)}",
+        "SELECT {fn SPACE(300)}, {fn SPACE(0)}, {fn SPACE(-4)}",
+        "SELECT {fn REPLACE('aaa', 'a', 'bbbb')}, {fn REPLACE('banana', 'an', 'AN')}",
+        "SELECT {fn REPLACE('abc', '', 'xyz')}, {fn REPLACE('aaaa', 'a ', 'bb')}",
+        "SELECT {fn REPLACE({fn REPEAT('a', 10)}, 'a', 'bcd')}",
+        "SELECT {fn REPLACE({fn REPEAT('ab', 5)}, {fn SUBSTRING('b', 1, 1)}, 'xyz')}",
+        "SELECT {fn INSERT('abc', 1, 1, 'xxxxx')}, {fn INSERT('abcdef', 4, -2, 'X')}",
+        "SELECT {fn INSERT('abcdef', 9, -20, 'XY')}, {fn INSERT('abcdef', 0, -9, 'XY')}",
+        "SELECT {fn CONCAT('ab', 12345)}, {fn CONCAT(CAST(-0.5 AS NUMERIC(38,37)), 'x')}",
+        "SELECT {fn LEFT(CAST(-0.5 AS NUMERIC(38,37)), 100)}, {fn UCASE(-2147483648)}",
+        "SELECT {fn LCASE({ts '2024-01-02 03:04:05.123456789'})}, UPPER('abc'), LOWER('ÀÉ')",
+        "SELECT CASE WHEN 1 = 1 THEN CAST(-0.5 AS NUMERIC(38,37)) ELSE 'a' END",
+        "SELECT 'a' || CAST(-9223372036854775807 AS BIGINT), 'x' || {fn PI()}, 'x' || -1.5E-300",
+        "SELECT COALESCE('a', 123456), COALESCE(NULL, 'abc'), {fn IFNULL(NULL, 'abcd')}",
+        "SELECT {fn DAYNAME({d '2024-01-03'})}, {fn MONTHNAME({d '2024-09-03'})}, {fn SOUNDEX('Tymczak')}",
+        "SELECT {fn REPEAT('ab', n)}, {fn SPACE(n)}, {fn REPLACE('ab', 'b', {fn SPACE(n)})} FROM SERIES(1, 3) AS s(n)",
+        "SELECT x || x FROM (VALUES ('a'), ('abc'), (NULL)) AS t(x)",
+        "SELECT {fn SUBSTRING('abcdef', 2, 3)}, SUBSTRING('abcdef' FROM 2), {fn RTRIM('ab  ')}",
+        "SELECT -2147483647 - 1, CAST(-9223372036854775807 AS BIGINT) - 1, -1.5E-300, {d '2024-01-01'}",
+        "SELECT {ts '2024-01-02 03:04:05.123456789'}, {t '23:59:59'}, CAST(-0.5 AS NUMERIC(38,37))",
+    };
+    Session s;
+    for (const char *sql : cases) {
+        ASSERT_EQ(s.prepare(sql), SQL_SUCCESS) << sql << " " << s.diagnostic().message;
+        SQLSMALLINT count = 0;
+        ASSERT_EQ(SQLNumResultCols(s.stmt, &count), SQL_SUCCESS);
+        std::vector<SQLSMALLINT> types(static_cast<size_t>(count));
+        std::vector<SQLULEN> sizes(static_cast<size_t>(count));
+        std::vector<SQLLEN> display(static_cast<size_t>(count));
+        for (SQLUSMALLINT c = 1; c <= count; ++c) {
+            ASSERT_EQ(SQLDescribeCol(s.stmt, c, nullptr, 0, nullptr, &types[c - 1u], &sizes[c - 1u], nullptr,
+                                     nullptr),
+                      SQL_SUCCESS);
+            ASSERT_EQ(SQLColAttribute(s.stmt, c, SQL_DESC_DISPLAY_SIZE, nullptr, 0, nullptr, &display[c - 1u]),
+                      SQL_SUCCESS);
+        }
+        ASSERT_EQ(SQLExecute(s.stmt), SQL_SUCCESS) << sql << " " << s.diagnostic().message;
+        auto rows = s.rows();
+        ASSERT_FALSE(rows.empty()) << sql << " " << s.error_state;
+        for (const auto &row : rows)
+            for (size_t c = 0; c < row.size(); ++c) {
+                if (row[c] == "NULL")
+                    continue;
+                bool character = types[c] == SQL_VARCHAR || types[c] == SQL_CHAR || types[c] == SQL_LONGVARCHAR;
+                if (character) {
+                    EXPECT_GE(sizes[c], row[c].size()) << sql << " column " << c + 1 << ": " << row[c].substr(0, 40);
+                }
+                EXPECT_GE(static_cast<size_t>(display[c]), row[c].size())
+                    << sql << " column " << c + 1 << ": " << row[c].substr(0, 40);
+            }
+    }
+}
+
+TEST(Catalog, RepeatAndSpaceOfLiteralsAreSizedFromTheirArguments)
+{
+    struct Sized {
+        const char *sql;
+        SQLSMALLINT type;
+        SQLULEN size;
+    } cases[] = {
+        {"SELECT {fn REPEAT('ab', 1000)}", SQL_VARCHAR, 2000},
+        {"SELECT {fn REPEAT('ab', 0)}", SQL_VARCHAR, 2},
+        {"SELECT {fn SPACE(300)}", SQL_VARCHAR, 300},
+        {"SELECT {fn REPLACE('banana', 'an', 'AN')}", SQL_VARCHAR, 6},
+        {"SELECT {fn REPLACE('banana', 'a', 'xyz')}", SQL_VARCHAR, 18},
+        {"SELECT {fn INSERT('abc', 1, 1, 'xxxxx')}", SQL_VARCHAR, 8},
+        {"SELECT {fn REPEAT('xy', 1000000)}", SQL_LONGVARCHAR, 2000000},
+        // arguments that are not literals: no bound is known
+        {"SELECT {fn REPEAT('ab', n)} FROM SERIES(1, 2) AS s(n)", SQL_LONGVARCHAR, 2147483647},
+        {"SELECT {fn SPACE(n)} FROM SERIES(1, 2) AS s(n)", SQL_LONGVARCHAR, 2147483647},
+    };
+    Session s;
+    for (const Sized &c : cases) {
+        ASSERT_EQ(s.prepare(c.sql), SQL_SUCCESS) << c.sql;
+        SQLSMALLINT type = 0;
+        SQLULEN size = 0;
+        ASSERT_EQ(SQLDescribeCol(s.stmt, 1, nullptr, 0, nullptr, &type, &size, nullptr, nullptr), SQL_SUCCESS);
+        EXPECT_EQ(type, c.type) << c.sql;
+        EXPECT_EQ(size, c.size) << c.sql;
+    }
+}

@@ -261,6 +261,18 @@ class Stopping(Fixture):
         self.assertLess(time.monotonic() - start, 10)
 
 
+class Descriptions(Fixture):
+    def test_described_sizes_hold_what_is_returned(self):
+        row = self.cursor.execute("SELECT {fn REPEAT('ab', 1000)}").fetchone()
+        self.assertEqual(row[0], "ab" * 1000)
+        self.assertGreaterEqual(self.cursor.description[0][3], 2000)
+        for sql in ["SELECT {fn SPACE(300)}", "SELECT {fn REPLACE('aaa', 'a', 'bbbb')}",
+                    "SELECT {fn INSERT('abc', 1, 1, 'xxxxx')}",
+                    "SELECT {fn CONCAT('x', CAST(-0.5 AS NUMERIC(38,37)))}"]:
+            value = self.value(sql)
+            self.assertGreaterEqual(self.cursor.description[0][3], len(value), sql)
+
+
 class Catalogue(Fixture):
     def test_tables_and_columns_are_empty_with_odbc_columns(self):
         self.cursor.tables()
