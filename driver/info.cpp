@@ -412,7 +412,7 @@ struct TypeRow {
     const char *suffix;
     const char *params;
     int case_sensitive;
-    int unsigned_attribute;  // -1: not applicable
+    int unsigned_attribute;  // SQL_FALSE for the (signed) numbers, -1 (NULL) for the rest
     int minimum_scale;       // -1: NULL
     int maximum_scale;
     int radix;               // 0: NULL
@@ -431,9 +431,11 @@ constexpr TypeRow kTypes[] = {
     {"DECIMAL", SQL_DECIMAL, 38, nullptr, nullptr, "precision,scale", 0, 0, 0, 38, 10},
     {"INTEGER", SQL_INTEGER, 10, nullptr, nullptr, nullptr, 0, 0, 0, 0, 10},
     {"SMALLINT", SQL_SMALLINT, 5, nullptr, nullptr, nullptr, 0, 0, 0, 0, 10},
-    {"FLOAT", SQL_FLOAT, 15, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
-    {"REAL", SQL_REAL, 15, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
-    {"DOUBLE", SQL_DOUBLE, 15, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
+    // approximate numbers: the precision in bits (NUM_PREC_RADIX 2), as
+    // SQLDescribeCol and SQL_DESC_PRECISION give it
+    {"FLOAT", SQL_FLOAT, 53, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
+    {"REAL", SQL_REAL, 24, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
+    {"DOUBLE", SQL_DOUBLE, 53, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
     {"VARCHAR", SQL_VARCHAR, 8000, "'", "'", "max length", 1, -1, -1, -1, 0},
     {"DATE", SQL_TYPE_DATE, 10, "{d '", "'}", nullptr, 0, -1, -1, -1, 0},
     {"TIME", SQL_TYPE_TIME, 8, "{t '", "'}", nullptr, 0, -1, 0, 0, 0},

@@ -565,7 +565,8 @@ void describe_type(const TypeInfo &type, int32_t odbc_version, ColumnDesc &c)
         c.sql_type = SQL_BIT, c.size = 1, c.display_size = 1, c.octet_length = 1;
         break;
     case VALUE_DOUBLE:
-        c.sql_type = SQL_DOUBLE, c.size = 15, c.display_size = 24, c.octet_length = 8;
+        // the precision in bits, as NUM_PREC_RADIX 2 says (SQLGetTypeInfo)
+        c.sql_type = SQL_DOUBLE, c.size = 53, c.display_size = 24, c.octet_length = 8;
         break;
     case VALUE_NUMERIC: {
         int32_t precision = type.precision > 0 && type.precision <= 38 ? type.precision : 38;

@@ -763,3 +763,92 @@ TEST(Catalog, RepeatAndSpaceOfLiteralsAreSizedFromTheirArguments)
         EXPECT_EQ(size, c.size) << c.sql;
     }
 }
+
+namespace {
+
+bool numeric_type(long type)
+{
+    return type == SQL_TINYINT || type == SQL_SMALLINT || type == SQL_INTEGER || type == SQL_BIGINT ||
+           type == SQL_NUMERIC || type == SQL_DECIMAL || type == SQL_REAL || type == SQL_FLOAT ||
+           type == SQL_DOUBLE;
+}
+
+bool approximate_type(long type) { return type == SQL_REAL || type == SQL_FLOAT || type == SQL_DOUBLE; }
+
+}  // namespace
+
+// UNSIGNED_ATTRIBUTE is SQL_FALSE for the (signed) numbers and NULL for the
+// types that are not numbers; NUM_PREC_RADIX is 2 for the approximate
+// numbers, whose COLUMN_SIZE counts bits (24 and 53), and 10 for the exact
+// ones.
+TEST(Catalog, TypeInfoSignsAndRadixes)
+{
+    Session s;
+    ASSERT_EQ(SQLGetTypeInfo(s.stmt, SQL_ALL_TYPES), SQL_SUCCESS);
+    auto rows = s.rows();
+    ASSERT_FALSE(rows.empty());
+    for (const auto &row : rows) {
+        long type = std::stol(row[1]);
+        const std::string &size = row[2], &unsigned_attribute = row[9], &radix = row[17];
+        if (numeric_type(type)) {
+            EXPECT_EQ(unsigned_attribute, "0") << row[0];
+            EXPECT_EQ(radix, approximate_type(type) ? "2" : "10") << row[0];
+        } else {
+            EXPECT_EQ(unsigned_attribute, "NULL") << row[0];
+            EXPECT_EQ(radix, "NULL") << row[0];
+        }
+        if (type == SQL_REAL) {
+            EXPECT_EQ(size, "24");
+        }
+        if (type == SQL_FLOAT || type == SQL_DOUBLE) {
+            EXPECT_EQ(size, "53") << row[0];
+        }
+    }
+}
+
+// SQL_DESC_UNSIGNED is SQL_TRUE for a column that is not numeric and
+// SQL_FALSE for every number; sizes and radixes agree with SQLGetTypeInfo.
+TEST(Catalog, ColumnSignsRadixesAndPrecisionsAgreeWithTypeInfo)
+{
+    Session s;
+    ASSERT_EQ(s.prepare("SELECT 1, 'a', 1.5, CAST(1 AS DOUBLE), {d '2024-01-01'}, CAST(1 AS BIGINT), "
+                        "CAST(1 AS REAL), INTERVAL '1' DAY, X'01'"),
+              SQL_SUCCESS);
+    const SQLLEN unsigned_expected[] = {SQL_FALSE, SQL_TRUE, SQL_FALSE, SQL_FALSE, SQL_TRUE,
+                                        SQL_FALSE, SQL_FALSE, SQL_TRUE,  SQL_TRUE};
+    const SQLLEN radix_expected[] = {10, 0, 10, 2, 0, 10, 2, 0, 0};
+    for (SQLUSMALLINT c = 1; c <= 9; ++c) {
+        SQLLEN is_unsigned = -1, radix = -1, precision = -1;
+        ASSERT_EQ(SQLColAttribute(s.stmt, c, SQL_DESC_UNSIGNED, nullptr, 0, nullptr, &is_unsigned), SQL_SUCCESS);
+        ASSERT_EQ(SQLColAttribute(s.stmt, c, SQL_DESC_NUM_PREC_RADIX, nullptr, 0, nullptr, &radix), SQL_SUCCESS);
+        ASSERT_EQ(SQLColAttribute(s.stmt, c, SQL_DESC_PRECISION, nullptr, 0, nullptr, &precision), SQL_SUCCESS);
+        EXPECT_EQ(is_unsigned, unsigned_expected[c - 1]) << "column " << c;
+        EXPECT_EQ(radix, radix_expected[c - 1]) << "column " << c;
+        SQLSMALLINT type = 0;
+        SQLULEN size = 0;
+        ASSERT_EQ(SQLDescribeCol(s.stmt, c, nullptr, 0, nullptr, &type, &size, nullptr, nullptr), SQL_SUCCESS);
+        if (type == SQL_DOUBLE) {
+            EXPECT_EQ(size, 53u);
+            EXPECT_EQ(precision, 53);
+        }
+    }
+    // a catalogue's SMALLINT columns are signed: negative data types read
+    // back through the C type a signed column calls for
+    ASSERT_EQ(SQLGetTypeInfo(s.stmt, SQL_BIT), SQL_SUCCESS);
+    SQLLEN is_unsigned = -1;
+    ASSERT_EQ(SQLColAttribute(s.stmt, 2, SQL_DESC_UNSIGNED, nullptr, 0, nullptr, &is_unsigned), SQL_SUCCESS);
+    EXPECT_EQ(is_unsigned, SQL_FALSE);
+    ASSERT_EQ(SQLColAttribute(s.stmt, 1, SQL_DESC_UNSIGNED, nullptr, 0, nullptr, &is_unsigned), SQL_SUCCESS);
+    EXPECT_EQ(is_unsigned, SQL_TRUE);
+    ASSERT_EQ(SQLFetch(s.stmt), SQL_SUCCESS);
+    SQLINTEGER data_type = 0;
+    ASSERT_EQ(SQLGetData(s.stmt, 2, SQL_C_SLONG, &data_type, 0, nullptr), SQL_SUCCESS);
+    EXPECT_EQ(data_type, SQL_BIT);
+    SQLCloseCursor(s.stmt);
+    // SQLGetTypeInfo(SQL_DOUBLE) says what SQLDescribeCol says of a double
+    ASSERT_EQ(SQLGetTypeInfo(s.stmt, SQL_DOUBLE), SQL_SUCCESS);
+    auto rows = s.rows();
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0][2], "53");
+    EXPECT_EQ(rows[0][17], "2");
+}

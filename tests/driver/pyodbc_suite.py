@@ -327,6 +327,20 @@ class Catalogue(Fixture):
         rows = self.cursor.getTypeInfo(pyodbc.SQL_TYPE_TIMESTAMP).fetchall()
         self.assertEqual([(r[0], r[1], r[2]) for r in rows], [("TIMESTAMP", 93, 29)])
 
+    def test_every_type(self):
+        # pyodbc reads a SMALLINT column as unsigned when SQL_DESC_UNSIGNED
+        # says so: the negative DATA_TYPEs (BIT, BIGINT, ...) read back
+        rows = {r.type_name: r for r in self.cursor.getTypeInfo().fetchall()}
+        self.assertEqual(rows["BIT"].data_type, pyodbc.SQL_BIT)
+        self.assertEqual(rows["LONG VARCHAR"].data_type, pyodbc.SQL_LONGVARCHAR)
+        # UNSIGNED_ATTRIBUTE: NULL for what is not a number, false for numbers
+        self.assertIsNone(rows["VARCHAR"].unsigned_attribute)
+        self.assertIsNone(rows["DATE"].unsigned_attribute)
+        self.assertEqual(rows["INTEGER"].unsigned_attribute, 0)
+        self.assertEqual((rows["DOUBLE"].column_size, rows["DOUBLE"].num_prec_radix), (53, 2))
+        self.assertEqual((rows["REAL"].column_size, rows["REAL"].num_prec_radix), (24, 2))
+        self.assertEqual((rows["NUMERIC"].column_size, rows["NUMERIC"].num_prec_radix), (38, 10))
+
 
 if __name__ == "__main__":
     unittest.main(verbosity=2)
