@@ -281,7 +281,17 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_ODBC_API_CONFORMANCE: a = small(SQL_OAC_LEVEL1); break;
     case SQL_FILE_USAGE: a = small(SQL_FILE_NOT_SUPPORTED); break;
     case SQL_CATALOG_LOCATION: a = small(0); break;
-    case SQL_STRING_FUNCTIONS: a = word(catalogue_bits(kStringBits)); break;
+    case SQL_STRING_FUNCTIONS: {
+        // LOCATE_2: LOCATE without its start position
+        SQLUINTEGER bits = catalogue_bits(kStringBits);
+        int32_t id = kxstd_get_function_id("LOCATE", 0), least = 0, most = 0;
+        if (id != KX_FUNCTION_NOT_FOUND)
+            kxstd_get_function_arg_range(id, &least, &most);
+        if (id != KX_FUNCTION_NOT_FOUND && least <= 2 && most >= 2)
+            bits |= SQL_FN_STR_LOCATE_2;
+        a = word(bits);
+        break;
+    }
     case SQL_NUMERIC_FUNCTIONS: a = word(catalogue_bits(kNumericBits)); break;
     case SQL_TIMEDATE_FUNCTIONS: a = word(catalogue_bits(kTimeDateBits)); break;
     case SQL_SYSTEM_FUNCTIONS: a = word(catalogue_bits(kSystemBits)); break;

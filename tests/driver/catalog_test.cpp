@@ -852,3 +852,13 @@ TEST(Catalog, ColumnSignsRadixesAndPrecisionsAgreeWithTypeInfo)
     EXPECT_EQ(rows[0][2], "53");
     EXPECT_EQ(rows[0][17], "2");
 }
+
+TEST(Catalog, StringFunctionsIncludeLocateOfTwoArguments)
+{
+    Session s;
+    SQLUINTEGER bits = 0;
+    ASSERT_EQ(SQLGetInfo(s.dbc, SQL_STRING_FUNCTIONS, &bits, sizeof bits, nullptr), SQL_SUCCESS);
+    EXPECT_EQ(bits & (SQL_FN_STR_LOCATE | SQL_FN_STR_LOCATE_2), SQL_FN_STR_LOCATE | SQL_FN_STR_LOCATE_2);
+    EXPECT_EQ(s.scalar("SELECT {fn LOCATE('b', 'abcb')}"), "2");
+    EXPECT_EQ(s.scalar("SELECT {fn LOCATE('b', 'abcb', 3)}"), "4");
+}

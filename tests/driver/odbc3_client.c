@@ -239,10 +239,16 @@ static void check_info(void)
     check(bits == (SQL_FN_SYS_DBNAME | SQL_FN_SYS_IFNULL | SQL_FN_SYS_USERNAME),
           "the system functions DATABASE, IFNULL and USER");
     SQLGetInfo(dbc, SQL_STRING_FUNCTIONS, &bits, sizeof bits, NULL);
-    check((bits & (SQL_FN_STR_SOUNDEX | SQL_FN_STR_INSERT | SQL_FN_STR_POSITION)) ==
-                  (SQL_FN_STR_SOUNDEX | SQL_FN_STR_INSERT | SQL_FN_STR_POSITION) &&
-              (bits & SQL_FN_STR_LOCATE_2) == 0,
-          "the string functions of the catalogue, and not LOCATE_2");
+    check((bits & (SQL_FN_STR_SOUNDEX | SQL_FN_STR_INSERT | SQL_FN_STR_POSITION | SQL_FN_STR_LOCATE |
+                   SQL_FN_STR_LOCATE_2)) ==
+              (SQL_FN_STR_SOUNDEX | SQL_FN_STR_INSERT | SQL_FN_STR_POSITION | SQL_FN_STR_LOCATE |
+               SQL_FN_STR_LOCATE_2),
+          "the string functions of the catalogue, LOCATE_2 (LOCATE of two arguments) too");
+    SQLHSTMT stmt = row_of("SELECT {fn LOCATE('c', 'abcabc')}");
+    SQLINTEGER at = 0;
+    SQLGetData(stmt, 1, SQL_C_SLONG, &at, 0, NULL);
+    check(at == 3, "LOCATE of two arguments searches from the start");
+    done(stmt);
     SQLGetInfo(dbc, SQL_NUMERIC_FUNCTIONS, &bits, sizeof bits, NULL);
     check(bits == 0xFFFFFF, "all 24 numeric functions");
     SQLGetInfo(dbc, SQL_DRIVER_ODBC_VER, text, sizeof text, &length);
