@@ -862,3 +862,108 @@ TEST(Catalog, StringFunctionsIncludeLocateOfTwoArguments)
     EXPECT_EQ(s.scalar("SELECT {fn LOCATE('b', 'abcb')}"), "2");
     EXPECT_EQ(s.scalar("SELECT {fn LOCATE('b', 'abcb', 3)}"), "4");
 }
+
+// ---- dates, times and timestamps as parameters ----
+
+namespace {
+
+// SELECT ? with one parameter of C type c_type bound as sql_type: the
+// value's text, or "error STATE".
+std::string bound_datetime(Session &s, SQLSMALLINT c_type, void *data, SQLSMALLINT sql_type, SQLULEN column_size,
+                           SQLSMALLINT digits = 0)
+{
+    if (s.prepare("SELECT ?") != SQL_SUCCESS)
+        return "error prepare " + s.state();
+    SQLLEN length = 0;
+    if (SQLBindParameter(s.stmt, 1, SQL_PARAM_INPUT, c_type, sql_type, column_size, digits, data, 0, &length) !=
+        SQL_SUCCESS)
+        return "error bind " + s.state();
+    if (!SQL_SUCCEEDED(SQLExecute(s.stmt)))
+        return "error " + s.state();
+    auto rows = s.rows();
+    SQLFreeStmt(s.stmt, SQL_RESET_PARAMS);
+    return rows.empty() ? "error " + s.error_state : rows[0][0];
+}
+
+}  // namespace
+
+// A timestamp to a character type: its whole text or 22001, never a text
+// cut to the column size (the fraction is not dropped either).
+TEST(Catalog, TimestampsToCharacterParameters)
+{
+    Session s;
+    SQL_TIMESTAMP_STRUCT ts{2024, 1, 2, 3, 4, 5, 123000000};
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_VARCHAR, 19), "error 22001");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_VARCHAR, 22), "error 22001");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_VARCHAR, 23), "2024-01-02 03:04:05.123");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_WVARCHAR, 19), "error 22001");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_CHAR, 30), "2024-01-02 03:04:05.123");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TIMESTAMP, &ts, SQL_LONGVARCHAR, 0), "2024-01-02 03:04:05.123");
+    ts.fraction = 0;
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_VARCHAR, 19), "2024-01-02 03:04:05");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_VARCHAR, 18), "error 22001");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_VARCHAR, 10), "error 22001");
+    ts.month = 13;
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_VARCHAR, 30), "error 22008");
+    // the column described is as wide as the text it holds
+    ts = SQL_TIMESTAMP_STRUCT{2024, 1, 2, 3, 4, 5, 120000000};
+    ASSERT_EQ(s.prepare("SELECT ?"), SQL_SUCCESS);
+    SQLLEN length = 0;
+    ASSERT_EQ(SQLBindParameter(s.stmt, 1, SQL_PARAM_INPUT, SQL_C_TYPE_TIMESTAMP, SQL_VARCHAR, 22, 0, &ts, 0,
+                               &length),
+              SQL_SUCCESS);
+    ASSERT_EQ(SQLExecute(s.stmt), SQL_SUCCESS);
+    SQLSMALLINT type = 0;
+    SQLULEN size = 0;
+    ASSERT_EQ(SQLDescribeCol(s.stmt, 1, nullptr, 0, nullptr, &type, &size, nullptr, nullptr), SQL_SUCCESS);
+    EXPECT_EQ(type, SQL_VARCHAR);
+    EXPECT_EQ(size, 22u);
+    auto rows = s.rows();
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0][0], "2024-01-02 03:04:05.12");
+}
+
+TEST(Catalog, DatesAndTimesToCharacterParameters)
+{
+    Session s;
+    SQL_DATE_STRUCT d{2024, 2, 29};
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_DATE, &d, SQL_VARCHAR, 10), "2024-02-29");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_DATE, &d, SQL_VARCHAR, 9), "error 22001");
+    EXPECT_EQ(bound_datetime(s, SQL_C_DATE, &d, SQL_WCHAR, 12), "2024-02-29");
+    SQL_DATE_STRUCT not_a_date{2023, 2, 29};
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_DATE, &not_a_date, SQL_VARCHAR, 10), "error 22008");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_DATE, &not_a_date, SQL_TYPE_DATE, 0), "error 22007");
+    SQL_TIME_STRUCT t{13, 14, 15};
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIME, &t, SQL_CHAR, 8), "13:14:15");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIME, &t, SQL_CHAR, 7), "error 22001");
+    SQL_TIME_STRUCT not_a_time{24, 0, 0};
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIME, &not_a_time, SQL_VARCHAR, 8), "error 22008");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIME, &not_a_time, SQL_TYPE_TIME, 0), "error 22007");
+}
+
+TEST(Catalog, DatetimesToDatetimeParameters)
+{
+    Session s;
+    SQL_TIMESTAMP_STRUCT ts{2024, 1, 2, 3, 4, 5, 123000000};
+    // a timestamp to a date keeps no time of day, to a time no fraction
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_TYPE_DATE, 10), "error 22008");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_TYPE_TIME, 8), "error 22008");
+    // and the fraction fits the parameter's decimal digits
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_TYPE_TIMESTAMP, 23, 3), "2024-01-02 03:04:05.123");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_TYPE_TIMESTAMP, 22, 2), "error 22008");
+    ts.fraction = 0;
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_TYPE_TIME, 8), "03:04:05");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_TYPE_TIMESTAMP, 19, 0), "2024-01-02 03:04:05");
+    ts.hour = ts.minute = ts.second = 0;
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIMESTAMP, &ts, SQL_TYPE_DATE, 10), "2024-01-02");
+    // a date to a timestamp is its midnight, a time to one is today's
+    SQL_DATE_STRUCT d{2024, 2, 29};
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_DATE, &d, SQL_TYPE_TIMESTAMP, 19), "2024-02-29 00:00:00");
+    SQL_TIME_STRUCT t{13, 14, 15};
+    std::string today = s.scalar("SELECT CAST(CURRENT_DATE AS VARCHAR(10))");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIME, &t, SQL_TYPE_TIMESTAMP, 19), today + " 13:14:15");
+    // no conversion to numbers, nor between dates and times
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_DATE, &d, SQL_INTEGER, 0), "error 07006");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_DATE, &d, SQL_TYPE_TIME, 0), "error 07006");
+    EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIME, &t, SQL_TYPE_DATE, 0), "error 07006");
+}
