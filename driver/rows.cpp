@@ -816,11 +816,15 @@ void type_chain_markers(MarkerTyping &m, ParseNode *top)
         }
         if (!is_marker(right_node))
             type_markers(m, right_node);
-        if (!arithmetic)
-            left = pair->op_class == KX_OP_CLASS_COMPARISON ? text_type(255) : of_type(VALUE_INTEGER);
-        else if (left_known && right_known)
+        if (!arithmetic) {
+            // || makes a text; AND and OR a truth value, which says nothing
+            left = text_type(255);
+            left_known = pair->op_class == KX_OP_CLASS_COMPARISON;
+        } else if (left_known && right_known) {
             left = arithmetic_type(left, right, pair->op_code);
-        left_known = arithmetic && left_known && right_known;
+        } else {
+            left_known = false;
+        }
     }
 }
 

@@ -457,6 +457,7 @@ TEST(Catalog, DescribeParamFromWhereTheMarkerStands)
         {"SELECT ?", 1, SQL_VARCHAR, 255, -1},
         {"SELECT 1 WHERE ? IS NULL", 1, SQL_VARCHAR, 255, -1},
         {"SELECT ? || 'x'", 1, SQL_VARCHAR, 255, -1},
+        {"SELECT 'a' || 'b' + ?", 1, SQL_DOUBLE, 0, -1},
         {"SELECT 1 WHERE ? = ?", 2, SQL_VARCHAR, 255, -1},
     };
     Session s;
