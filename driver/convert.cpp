@@ -10,7 +10,11 @@
 // cut text or binary, the remaining pieces on later SQLGetData calls and
 // SQL_NO_DATA after the last, SQL_NULL_DATA in the indicator (22002 without
 // one), 22003 for a number outside the target type, 01S07 for a dropped
-// fraction and 22018 for a text that is not a number.
+// fraction and 22018 for a text that is not a number. Date, time and
+// timestamp parameters follow ODBC's C to SQL tables (datetime_parameter):
+// as text when bound to a character type (22001 when the column size is
+// shorter than the text), and 22008 for what a datetime type cannot hold.
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -247,6 +251,113 @@ size_t buffer_octets(const ParamBinding &b, size_t unit)
     return n < 0 ? 0 : static_cast<size_t>(n);
 }
 
+bool is_character_sql_type(SQLSMALLINT t)
+{
+    return t == SQL_CHAR || t == SQL_VARCHAR || t == SQL_LONGVARCHAR || t == SQL_WCHAR ||
+           t == SQL_WVARCHAR || t == SQL_WLONGVARCHAR;
+}
+
+// A date, time or timestamp C structure as the parameter's SQL type, by
+// ODBC's tables of C to SQL conversions:
+//  - to a character type, its text (yyyy-mm-dd, hh:mm:ss, yyyy-mm-dd
+//    hh:mm:ss[.f...]); 22001 when the parameter's column size (when one is
+//    given) is shorter than the text: fractional seconds are not cut off;
+//  - a date to a date or a timestamp (at midnight), a time to a time or a
+//    timestamp (today's, no fraction), a timestamp to a date (22008 unless
+//    its time is zero), a time (22008 unless its fraction is zero) or a
+//    timestamp (22008 when the fraction has more digits than the
+//    parameter's decimal digits);
+//  - a structure that is no real date or time: 22008 to a character type,
+//    22007 to a datetime;
+//  - to any other SQL type: 07006.
+Value *datetime_parameter(Statement *stmt, MemHandle *mem, const ParamBinding &b, SQLSMALLINT c, bool *failed)
+{
+    auto refuse = [&](const char *state, const char *message) -> Value * {
+        post_error(stmt->errors, state, message);
+        *failed = true;
+        return nullptr;
+    };
+    TimestampStruct ts{};
+    int32_t kind = VALUE_TIMESTAMP;
+    if (c == SQL_C_TYPE_DATE || c == SQL_C_DATE) {
+        DateStruct d;
+        std::memcpy(&d, b.data, sizeof d);
+        ts.year = d.year, ts.month = d.month, ts.day = d.day;
+        kind = VALUE_DATE;
+    } else if (c == SQL_C_TYPE_TIME || c == SQL_C_TIME) {
+        TimeStruct t;
+        std::memcpy(&t, b.data, sizeof t);
+        ts.hour = t.hour, ts.minute = t.minute, ts.second = t.second;
+        kind = VALUE_TIME;
+    } else {
+        std::memcpy(&ts, b.data, sizeof ts);
+    }
+    SQLSMALLINT s = b.sql_type;
+    bool character = is_character_sql_type(s);
+    bool to_date = s == SQL_TYPE_DATE || s == SQL_DATE;
+    bool to_time = s == SQL_TYPE_TIME || s == SQL_TIME;
+    bool to_timestamp = s == SQL_TYPE_TIMESTAMP || s == SQL_TIMESTAMP;
+    if (!character && !to_date && !to_time && !to_timestamp)
+        return refuse("07006", "Restricted data type attribute violation");
+    if ((kind == VALUE_DATE && to_time) || (kind == VALUE_TIME && to_date))
+        return refuse("07006", "Restricted data type attribute violation");
+    bool valid_date = kind == VALUE_TIME || kxstd_valid_date(ts.year, ts.month, ts.day) != 0;
+    bool valid_time = ts.hour < 24 && ts.minute < 60 && ts.second < 60 && ts.fraction < 1000000000u;
+    if (!valid_date || !valid_time)
+        return character ? refuse("22008", "Datetime field overflow")
+                         : refuse("22007", "Invalid datetime format");
+    Value *out = make_value(mem, kind);
+    if (out == nullptr)
+        return nullptr;
+    if (kind == VALUE_DATE)
+        out->payload.date = DateStruct{ts.year, ts.month, ts.day};
+    else if (kind == VALUE_TIME)
+        out->payload.time = TimeStruct{ts.hour, ts.minute, ts.second};
+    else
+        out->payload.timestamp = ts;
+    if (character) {
+        char text[64];
+        size_t n = plain_text(out, text, sizeof text);
+        if (b.column_size > 0 && b.column_size < n)
+            return refuse("22001", "String data, right truncated");
+        return make_text(mem, text, n);
+    }
+    if (to_date) {
+        if (ts.hour != 0 || ts.minute != 0 || ts.second != 0 || ts.fraction != 0)
+            return refuse("22008", "Datetime field overflow: the timestamp has a time of day");
+        std::memset(&out->payload, 0, sizeof out->payload);
+        out->type = VALUE_DATE;
+        out->payload.date = DateStruct{ts.year, ts.month, ts.day};
+        return out;
+    }
+    if (to_time) {
+        if (ts.fraction != 0)
+            return refuse("22008", "Datetime field overflow: the timestamp has fractional seconds");
+        std::memset(&out->payload, 0, sizeof out->payload);
+        out->type = VALUE_TIME;
+        out->payload.time = TimeStruct{ts.hour, ts.minute, ts.second};
+        return out;
+    }
+    // to a timestamp
+    if (kind == VALUE_TIME) {
+        DateStruct today{};
+        if (kxstd_current_date(&today) != KXSTD_OK)
+            return refuse("22008", "Datetime field overflow");
+        ts.year = today.year, ts.month = today.month, ts.day = today.day;
+    } else if (kind == VALUE_TIMESTAMP) {
+        uint32_t unit = 1;
+        for (int digits = std::clamp<int>(b.decimal_digits, 0, 9); digits < 9; ++digits)
+            unit *= 10;
+        if (ts.fraction % unit != 0)
+            return refuse("22008", "Datetime field overflow: the fractional seconds have more digits "
+                                   "than the parameter's decimal digits");
+    }
+    std::memset(&out->payload, 0, sizeof out->payload);
+    out->type = VALUE_TIMESTAMP;
+    out->payload.timestamp = ts;
+    return out;
+}
+
 Value *bound_value(Statement *stmt, MemHandle *mem, const ParamBinding &b, bool *failed)
 {
     *failed = false;
@@ -322,30 +433,12 @@ Value *bound_value(Statement *stmt, MemHandle *mem, const ParamBinding &b, bool 
         return out;
     }
     case SQL_C_TYPE_DATE:
-    case SQL_C_DATE: {
-        Value *out = make_value(mem, VALUE_DATE);
-        std::memcpy(&out->payload.date, p, sizeof(DateStruct));
-        return out;
-    }
+    case SQL_C_DATE:
     case SQL_C_TYPE_TIME:
-    case SQL_C_TIME: {
-        Value *out = make_value(mem, VALUE_TIME);
-        std::memcpy(&out->payload.time, p, sizeof(TimeStruct));
-        return out;
-    }
+    case SQL_C_TIME:
     case SQL_C_TYPE_TIMESTAMP:
-    case SQL_C_TIMESTAMP: {
-        Value *out = make_value(mem, VALUE_TIMESTAMP);
-        std::memcpy(&out->payload.timestamp, p, sizeof(TimestampStruct));
-        if (b.sql_type == SQL_TYPE_DATE || b.sql_type == SQL_DATE) {
-            const TimestampStruct &t = out->payload.timestamp;
-            out->type = VALUE_DATE;
-            DateStruct d{t.year, t.month, t.day};
-            std::memset(&out->payload, 0, sizeof out->payload);
-            out->payload.date = d;
-        }
-        return out;
-    }
+    case SQL_C_TIMESTAMP:
+        return datetime_parameter(stmt, mem, b, c, failed);
     case SQL_C_BINARY: {
         const unsigned char *bytes = static_cast<const unsigned char *>(p);
         return make_binary(mem, bytes, buffer_octets(b, 1));

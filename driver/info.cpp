@@ -1,16 +1,16 @@
-// info.cpp - what the driver says about itself: SQLGetInfo, SQLGetFunctions,
-// SQLGetTypeInfo and the catalogue functions.
+// info.cpp - what the driver says about itself: SQLGetInfo, SQLGetFunctions
+// and SQLGetTypeInfo.
 //
-// Exports the ODBC entry points SQLGetInfo, SQLGetFunctions, SQLGetTypeInfo,
-// SQLTables and SQLColumns. The scalar-function bitmasks of SQLGetInfo
+// Exports the ODBC entry points SQLGetInfo, SQLGetFunctions and
+// SQLGetTypeInfo. The scalar-function bitmasks of SQLGetInfo
 // (SQL_STRING_FUNCTIONS, SQL_NUMERIC_FUNCTIONS, SQL_TIMEDATE_FUNCTIONS,
 // SQL_SYSTEM_FUNCTIONS, SQL_TIMEDATE_ADD_INTERVALS,
 // SQL_TIMEDATE_DIFF_INTERVALS) are worked out from the library's function
-// catalogue: a bit is set when the catalogue holds the function. There are
-// no tables: SQLTables and SQLColumns give empty result sets with the
-// columns ODBC defines. Catalogue results are held rows of Values.
+// catalogue: a bit is set when the catalogue holds the function.
+// SQLGetTypeInfo's rows are held like the catalogue functions' (catalog.h).
 #include <cstring>
 
+#include "driver/catalog.h"
 #include "driver/evaluate.h"
 #include "driver/entry.h"
 #include "driver/handles.h"
@@ -86,6 +86,82 @@ SQLUINTEGER catalogue_bits(const FunctionBit (&table)[N])
     return bits;
 }
 
+// The ODBC entry points the driver exports, each once: SQLGetFunctions
+// answers from this table alone, in each of its forms. catalog_test checks
+// it against the shared object's exported names, which is what a driver
+// manager looks the functions up by.
+struct EntryPoint {
+    SQLUSMALLINT id;
+    const char *name;
+};
+
+constexpr EntryPoint kEntryPoints[] = {
+    // handles (handles.cpp)
+    {SQL_API_SQLALLOCHANDLE, "SQLAllocHandle"},
+    {SQL_API_SQLFREEHANDLE, "SQLFreeHandle"},
+    {SQL_API_SQLALLOCENV, "SQLAllocEnv"},
+    {SQL_API_SQLALLOCCONNECT, "SQLAllocConnect"},
+    {SQL_API_SQLALLOCSTMT, "SQLAllocStmt"},
+    {SQL_API_SQLFREEENV, "SQLFreeEnv"},
+    {SQL_API_SQLFREECONNECT, "SQLFreeConnect"},
+    {SQL_API_SQLFREESTMT, "SQLFreeStmt"},
+    {SQL_API_SQLSETENVATTR, "SQLSetEnvAttr"},
+    {SQL_API_SQLGETENVATTR, "SQLGetEnvAttr"},
+    // connections (connection.cpp)
+    {SQL_API_SQLCONNECT, "SQLConnect"},
+    {SQL_API_SQLDRIVERCONNECT, "SQLDriverConnect"},
+    {SQL_API_SQLDISCONNECT, "SQLDisconnect"},
+    {SQL_API_SQLSETCONNECTATTR, "SQLSetConnectAttr"},
+    {SQL_API_SQLGETCONNECTATTR, "SQLGetConnectAttr"},
+    {SQL_API_SQLNATIVESQL, "SQLNativeSql"},
+    {SQL_API_SQLENDTRAN, "SQLEndTran"},
+    {SQL_API_SQLTRANSACT, "SQLTransact"},
+    // what the driver says of itself (info.cpp)
+    {SQL_API_SQLGETINFO, "SQLGetInfo"},
+    {SQL_API_SQLGETFUNCTIONS, "SQLGetFunctions"},
+    {SQL_API_SQLGETTYPEINFO, "SQLGetTypeInfo"},
+    // the catalogue (catalog.cpp)
+    {SQL_API_SQLTABLES, "SQLTables"},
+    {SQL_API_SQLCOLUMNS, "SQLColumns"},
+    {SQL_API_SQLPRIMARYKEYS, "SQLPrimaryKeys"},
+    {SQL_API_SQLFOREIGNKEYS, "SQLForeignKeys"},
+    {SQL_API_SQLSTATISTICS, "SQLStatistics"},
+    {SQL_API_SQLSPECIALCOLUMNS, "SQLSpecialColumns"},
+    {SQL_API_SQLPROCEDURES, "SQLProcedures"},
+    {SQL_API_SQLPROCEDURECOLUMNS, "SQLProcedureColumns"},
+    {SQL_API_SQLTABLEPRIVILEGES, "SQLTablePrivileges"},
+    {SQL_API_SQLCOLUMNPRIVILEGES, "SQLColumnPrivileges"},
+    // statements (statement.cpp)
+    {SQL_API_SQLPREPARE, "SQLPrepare"},
+    {SQL_API_SQLEXECUTE, "SQLExecute"},
+    {SQL_API_SQLEXECDIRECT, "SQLExecDirect"},
+    {SQL_API_SQLBINDPARAMETER, "SQLBindParameter"},
+    {SQL_API_SQLNUMPARAMS, "SQLNumParams"},
+    {SQL_API_SQLDESCRIBEPARAM, "SQLDescribeParam"},
+    {SQL_API_SQLPARAMDATA, "SQLParamData"},
+    {SQL_API_SQLPUTDATA, "SQLPutData"},
+    {SQL_API_SQLCANCEL, "SQLCancel"},
+    {SQL_API_SQLSETSTMTATTR, "SQLSetStmtAttr"},
+    {SQL_API_SQLGETSTMTATTR, "SQLGetStmtAttr"},
+    {SQL_API_SQLSETCURSORNAME, "SQLSetCursorName"},
+    {SQL_API_SQLGETCURSORNAME, "SQLGetCursorName"},
+    {SQL_API_SQLROWCOUNT, "SQLRowCount"},
+    {SQL_API_SQLMORERESULTS, "SQLMoreResults"},
+    {SQL_API_SQLCLOSECURSOR, "SQLCloseCursor"},
+    // results (results.cpp)
+    {SQL_API_SQLNUMRESULTCOLS, "SQLNumResultCols"},
+    {SQL_API_SQLDESCRIBECOL, "SQLDescribeCol"},
+    {SQL_API_SQLCOLATTRIBUTE, "SQLColAttribute"},
+    {SQL_API_SQLBINDCOL, "SQLBindCol"},
+    {SQL_API_SQLFETCH, "SQLFetch"},
+    {SQL_API_SQLFETCHSCROLL, "SQLFetchScroll"},
+    {SQL_API_SQLGETDATA, "SQLGetData"},
+    // diagnostics (diagnostics.cpp)
+    {SQL_API_SQLGETDIAGREC, "SQLGetDiagRec"},
+    {SQL_API_SQLGETDIAGFIELD, "SQLGetDiagField"},
+    {SQL_API_SQLERROR, "SQLError"},
+};
+
 enum class Answer { kText, kSmall, kWord };
 
 struct InfoAnswer {
@@ -154,7 +230,7 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_OUTER_JOINS: a = text("N"); break;
     case SQL_PROCEDURES: a = text("N"); break;
     case SQL_ROW_UPDATES: a = text("N"); break;
-    case SQL_DESCRIBE_PARAMETER: a = text("N"); break;
+    case SQL_DESCRIBE_PARAMETER: a = text("Y"); break;  // SQLDescribeParam
     case SQL_INTEGRITY: a = text("N"); break;
     case SQL_LIKE_ESCAPE_CLAUSE: a = text("N"); break;
     case SQL_MAX_ROW_SIZE_INCLUDES_LONG: a = text("N"); break;
@@ -198,10 +274,24 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_GROUP_BY: a = small(SQL_GB_NOT_SUPPORTED); break;
     case SQL_CORRELATION_NAME: a = small(SQL_CN_ANY); break;
     case SQL_ODBC_SQL_CONFORMANCE: a = small(SQL_OSC_MINIMUM); break;
+    // ODBC 2's Level 1: the Core functions, SQLColumns, SQLDriverConnect,
+    // SQLGetData, SQLGetFunctions, SQLGetInfo, SQLGetTypeInfo, SQLParamData,
+    // SQLPutData, SQLSpecialColumns, SQLStatistics and SQLTables (the
+    // option functions are the attribute functions under a driver manager)
     case SQL_ODBC_API_CONFORMANCE: a = small(SQL_OAC_LEVEL1); break;
     case SQL_FILE_USAGE: a = small(SQL_FILE_NOT_SUPPORTED); break;
     case SQL_CATALOG_LOCATION: a = small(0); break;
-    case SQL_STRING_FUNCTIONS: a = word(catalogue_bits(kStringBits)); break;
+    case SQL_STRING_FUNCTIONS: {
+        // LOCATE_2: LOCATE without its start position
+        SQLUINTEGER bits = catalogue_bits(kStringBits);
+        int32_t id = kxstd_get_function_id("LOCATE", 0), least = 0, most = 0;
+        if (id != KX_FUNCTION_NOT_FOUND)
+            kxstd_get_function_arg_range(id, &least, &most);
+        if (id != KX_FUNCTION_NOT_FOUND && least <= 2 && most >= 2)
+            bits |= SQL_FN_STR_LOCATE_2;
+        a = word(bits);
+        break;
+    }
     case SQL_NUMERIC_FUNCTIONS: a = word(catalogue_bits(kNumericBits)); break;
     case SQL_TIMEDATE_FUNCTIONS: a = word(catalogue_bits(kTimeDateBits)); break;
     case SQL_SYSTEM_FUNCTIONS: a = word(catalogue_bits(kSystemBits)); break;
@@ -263,6 +353,12 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_PARAM_ARRAY_ROW_COUNTS: a = word(SQL_PARC_NO_BATCH); break;
     case SQL_PARAM_ARRAY_SELECTS: a = word(SQL_PAS_NO_SELECT); break;
     case SQL_SQL_CONFORMANCE: a = word(SQL_SC_SQL92_ENTRY); break;
+    // Core, the lowest level ODBC 3 names and the one every driver claims;
+    // of Core the driver lacks the descriptor functions (SQLGetDescField,
+    // SQLSetDescField, SQLGetDescRec, SQLSetDescRec, SQLCopyDesc), arrays
+    // of parameters and bind offsets (README, "The reference ODBC driver").
+    // Nothing of Level 1 (scrollable cursors, SQLBrowseConnect, ...) is
+    // claimed.
     case SQL_ODBC_INTERFACE_CONFORMANCE: a = word(SQL_OIC_CORE); break;
     case SQL_DATETIME_LITERALS:
         a = word(SQL_DL_SQL92_DATE | SQL_DL_SQL92_TIME | SQL_DL_SQL92_TIMESTAMP |
@@ -318,39 +414,6 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     return true;
 }
 
-// A string or integer column of a catalogue result.
-ColumnDesc catalogue_column(const char *name, int32_t value_type)
-{
-    ColumnDesc c;
-    c.name = name;
-    c.type.value_type = value_type;
-    c.type.precision = value_type == VALUE_STRING ? 128 : 0;
-    describe_type(c.type, 3, c);
-    if (value_type == VALUE_BIT) {
-        // small integer columns
-        c.sql_type = SQL_SMALLINT, c.size = 5, c.display_size = 6, c.octet_length = 2;
-        c.type.value_type = VALUE_INTEGER;
-    }
-    return c;
-}
-
-// Starts a held result set with the given columns (VALUE_BIT marks a
-// SMALLINT column).
-ResultSet *start_catalogue_result(Statement *stmt, const std::vector<std::pair<const char *, int32_t>> &wanted)
-{
-    close_cursor(stmt);
-    drop_query(stmt);
-    auto result = std::make_unique<ResultSet>();
-    for (const auto &column : wanted)
-        result->columns.push_back(catalogue_column(column.first, column.second));
-    result->mem = kx_mem_alloc_handle(stmt->mem);
-    if (result->mem == nullptr)
-        throw std::bad_alloc();
-    stmt->result = std::move(result);
-    stmt->state = kStateFetching;
-    return stmt->result.get();
-}
-
 struct TypeRow {
     const char *name;
     SQLSMALLINT type;
@@ -359,7 +422,7 @@ struct TypeRow {
     const char *suffix;
     const char *params;
     int case_sensitive;
-    int unsigned_attribute;  // -1: not applicable
+    int unsigned_attribute;  // SQL_FALSE for the (signed) numbers, -1 (NULL) for the rest
     int minimum_scale;       // -1: NULL
     int maximum_scale;
     int radix;               // 0: NULL
@@ -378,9 +441,11 @@ constexpr TypeRow kTypes[] = {
     {"DECIMAL", SQL_DECIMAL, 38, nullptr, nullptr, "precision,scale", 0, 0, 0, 38, 10},
     {"INTEGER", SQL_INTEGER, 10, nullptr, nullptr, nullptr, 0, 0, 0, 0, 10},
     {"SMALLINT", SQL_SMALLINT, 5, nullptr, nullptr, nullptr, 0, 0, 0, 0, 10},
-    {"FLOAT", SQL_FLOAT, 15, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
-    {"REAL", SQL_REAL, 15, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
-    {"DOUBLE", SQL_DOUBLE, 15, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
+    // approximate numbers: the precision in bits (NUM_PREC_RADIX 2), as
+    // SQLDescribeCol and SQL_DESC_PRECISION give it
+    {"FLOAT", SQL_FLOAT, 53, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
+    {"REAL", SQL_REAL, 24, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
+    {"DOUBLE", SQL_DOUBLE, 53, nullptr, nullptr, nullptr, 0, 0, -1, -1, 2},
     {"VARCHAR", SQL_VARCHAR, 8000, "'", "'", "max length", 1, -1, -1, -1, 0},
     {"DATE", SQL_TYPE_DATE, 10, "{d '", "'}", nullptr, 0, -1, -1, -1, 0},
     {"TIME", SQL_TYPE_TIME, 8, "{t '", "'}", nullptr, 0, -1, 0, 0, 0},
@@ -396,34 +461,6 @@ constexpr TypeRow kTypes[] = {
     {"INTERVAL DAY TO SECOND", SQL_INTERVAL_DAY_TO_SECOND, 28, "{INTERVAL '", "' DAY TO SECOND}",
      nullptr, 0, -1, 0, 9, 0},
 };
-
-// Catalogue cells; running out of memory leaves as std::bad_alloc, which
-// the entry point turns into HY001.
-Value *must(Value *v)
-{
-    if (v == nullptr)
-        throw std::bad_alloc();
-    return v;
-}
-
-Value *text_cell(MemHandle *mem, const char *text)
-{
-    if (text == nullptr) {
-        Value *v = must(make_value(mem, VALUE_STRING));
-        v->null_flag = -1;
-        return v;
-    }
-    return must(make_text(mem, text, std::strlen(text)));
-}
-
-Value *int_cell(MemHandle *mem, int64_t n, bool null = false)
-{
-    Value *v = must(make_value(mem, VALUE_INTEGER));
-    v->payload.integer = static_cast<int32_t>(n);
-    if (null)
-        v->null_flag = -1;
-    return v;
-}
 
 }  // namespace
 
@@ -463,43 +500,26 @@ KXDRV_API SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOI
 KXDRV_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT function,
                                             SQLUSMALLINT *supported)
 {
-    static const SQLUSMALLINT kSupported[] = {
-        SQL_API_SQLALLOCHANDLE,   SQL_API_SQLFREEHANDLE,     SQL_API_SQLALLOCCONNECT,
-        SQL_API_SQLALLOCENV,      SQL_API_SQLALLOCSTMT,      SQL_API_SQLFREECONNECT,
-        SQL_API_SQLFREEENV,       SQL_API_SQLFREESTMT,       SQL_API_SQLCONNECT,
-        SQL_API_SQLDRIVERCONNECT, SQL_API_SQLDISCONNECT,     SQL_API_SQLGETINFO,
-        SQL_API_SQLGETFUNCTIONS,  SQL_API_SQLGETTYPEINFO,    SQL_API_SQLTABLES,
-        SQL_API_SQLCOLUMNS,       SQL_API_SQLPREPARE,        SQL_API_SQLEXECUTE,
-        SQL_API_SQLEXECDIRECT,    SQL_API_SQLBINDPARAMETER,  SQL_API_SQLNUMPARAMS,
-        SQL_API_SQLPARAMDATA,     SQL_API_SQLPUTDATA,        SQL_API_SQLCANCEL,
-        SQL_API_SQLSETSTMTATTR,   SQL_API_SQLGETSTMTATTR,    SQL_API_SQLSETCONNECTATTR,
-        SQL_API_SQLGETCONNECTATTR, SQL_API_SQLSETENVATTR,    SQL_API_SQLGETENVATTR,
-        SQL_API_SQLSETCURSORNAME, SQL_API_SQLGETCURSORNAME,  SQL_API_SQLROWCOUNT,
-        SQL_API_SQLMORERESULTS,   SQL_API_SQLCLOSECURSOR,    SQL_API_SQLNUMRESULTCOLS,
-        SQL_API_SQLDESCRIBECOL,   SQL_API_SQLCOLATTRIBUTE,   SQL_API_SQLBINDCOL,
-        SQL_API_SQLFETCH,         SQL_API_SQLFETCHSCROLL,    SQL_API_SQLGETDATA,
-        SQL_API_SQLGETDIAGREC,    SQL_API_SQLGETDIAGFIELD,   SQL_API_SQLERROR,
-        SQL_API_SQLNATIVESQL,     SQL_API_SQLENDTRAN,        SQL_API_SQLTRANSACT,
-    };
     return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
     if (supported == nullptr)
         return post_error(conn->errors, "HY009", "Invalid use of null pointer");
     if (function == SQL_API_ODBC3_ALL_FUNCTIONS) {
         std::memset(supported, 0, sizeof(SQLUSMALLINT) * SQL_API_ODBC3_ALL_FUNCTIONS_SIZE);
-        for (SQLUSMALLINT f : kSupported)
-            supported[f >> 4] = static_cast<SQLUSMALLINT>(supported[f >> 4] | (1u << (f & 15)));
+        for (const EntryPoint &f : kEntryPoints)
+            supported[f.id >> 4] = static_cast<SQLUSMALLINT>(supported[f.id >> 4] | (1u << (f.id & 15)));
         return SQL_SUCCESS;
     }
     if (function == SQL_API_ALL_FUNCTIONS) {
+        // ODBC 2's form: one word for each of the functions numbered below 100
         std::memset(supported, 0, sizeof(SQLUSMALLINT) * 100);
-        for (SQLUSMALLINT f : kSupported)
-            if (f < 100)
-                supported[f] = SQL_TRUE;
+        for (const EntryPoint &f : kEntryPoints)
+            if (f.id < 100)
+                supported[f.id] = SQL_TRUE;
         return SQL_SUCCESS;
     }
     *supported = SQL_FALSE;
-    for (SQLUSMALLINT f : kSupported)
-        if (f == function)
+    for (const EntryPoint &f : kEntryPoints)
+        if (f.id == function)
             *supported = SQL_TRUE;
     return SQL_SUCCESS;
     });
@@ -508,14 +528,19 @@ KXDRV_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT functio
 KXDRV_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT data_type)
 {
     return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
-    const int32_t S = VALUE_STRING, I = VALUE_INTEGER, H = VALUE_BIT;
+    if (!catalogue_call_allowed(stmt))
+        return SQL_ERROR;
+    constexpr CatalogueType V = CatalogueType::kVarchar, I = CatalogueType::kInteger,
+                            S = CatalogueType::kSmallint;
+    constexpr bool kNotNull = true;
     ResultSet *r = start_catalogue_result(
-        stmt, {{"TYPE_NAME", S}, {"DATA_TYPE", H}, {"COLUMN_SIZE", I}, {"LITERAL_PREFIX", S},
-               {"LITERAL_SUFFIX", S}, {"CREATE_PARAMS", S}, {"NULLABLE", H}, {"CASE_SENSITIVE", H},
-               {"SEARCHABLE", H}, {"UNSIGNED_ATTRIBUTE", H}, {"FIXED_PREC_SCALE", H},
-               {"AUTO_UNIQUE_VALUE", H}, {"LOCAL_TYPE_NAME", S}, {"MINIMUM_SCALE", H},
-               {"MAXIMUM_SCALE", H}, {"SQL_DATA_TYPE", H}, {"SQL_DATETIME_SUB", H},
-               {"NUM_PREC_RADIX", I}, {"INTERVAL_PRECISION", H}});
+        stmt, {{"TYPE_NAME", V, kNotNull}, {"DATA_TYPE", S, kNotNull}, {"COLUMN_SIZE", I, false},
+               {"LITERAL_PREFIX", V, false}, {"LITERAL_SUFFIX", V, false}, {"CREATE_PARAMS", V, false},
+               {"NULLABLE", S, kNotNull}, {"CASE_SENSITIVE", S, kNotNull}, {"SEARCHABLE", S, kNotNull},
+               {"UNSIGNED_ATTRIBUTE", S, false}, {"FIXED_PREC_SCALE", S, kNotNull},
+               {"AUTO_UNIQUE_VALUE", S, false}, {"LOCAL_TYPE_NAME", V, false}, {"MINIMUM_SCALE", S, false},
+               {"MAXIMUM_SCALE", S, false}, {"SQL_DATA_TYPE", S, kNotNull}, {"SQL_DATETIME_SUB", S, false},
+               {"NUM_PREC_RADIX", I, false}, {"INTERVAL_PRECISION", S, false}});
     bool odbc2 = stmt->conn->env->odbc_version != 3;
     for (const TypeRow &t : kTypes) {
         SQLSMALLINT type = t.type;
@@ -543,32 +568,6 @@ KXDRV_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT data_typ
             int_cell(m, t.radix, t.radix == 0), int_cell(m, interval ? 2 : 0, !interval),
         });
     }
-    return SQL_SUCCESS;
-    });
-}
-
-KXDRV_API SQLRETURN SQL_API SQLTables(SQLHSTMT handle, SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT,
-                                      SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT)
-{
-    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
-    const int32_t S = VALUE_STRING;
-    start_catalogue_result(stmt, {{"TABLE_CAT", S}, {"TABLE_SCHEM", S}, {"TABLE_NAME", S},
-                                  {"TABLE_TYPE", S}, {"REMARKS", S}});
-    return SQL_SUCCESS;
-    });
-}
-
-KXDRV_API SQLRETURN SQL_API SQLColumns(SQLHSTMT handle, SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT,
-                                       SQLCHAR *, SQLSMALLINT, SQLCHAR *, SQLSMALLINT)
-{
-    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
-    const int32_t S = VALUE_STRING, I = VALUE_INTEGER, H = VALUE_BIT;
-    start_catalogue_result(
-        stmt, {{"TABLE_CAT", S}, {"TABLE_SCHEM", S}, {"TABLE_NAME", S}, {"COLUMN_NAME", S},
-               {"DATA_TYPE", H}, {"TYPE_NAME", S}, {"COLUMN_SIZE", I}, {"BUFFER_LENGTH", I},
-               {"DECIMAL_DIGITS", H}, {"NUM_PREC_RADIX", H}, {"NULLABLE", H}, {"REMARKS", S},
-               {"COLUMN_DEF", S}, {"SQL_DATA_TYPE", H}, {"SQL_DATETIME_SUB", H},
-               {"CHAR_OCTET_LENGTH", I}, {"ORDINAL_POSITION", I}, {"IS_NULLABLE", S}});
     return SQL_SUCCESS;
     });
 }

@@ -83,7 +83,19 @@ struct ColumnDesc {
     SQLSMALLINT decimal_digits = 0;
     SQLLEN display_size = 0;
     SQLLEN octet_length = 0;
+    // A column that may hold NULL is SQL_NULLABLE when this is set (the
+    // catalogue's columns, whose nullability ODBC defines), else
+    // SQL_NULLABLE_UNKNOWN.
+    bool nullability_known = false;
 };
+
+// SQLDescribeCol's and SQL_DESC_NULLABLE's answer for a column.
+inline SQLSMALLINT nullability_of(const ColumnDesc &c)
+{
+    if (!c.type.nullable)
+        return SQL_NO_NULLS;
+    return c.nullability_known ? SQL_NULLABLE : SQL_NULLABLE_UNKNOWN;
+}
 
 struct SortKey {
     ParseNode *expression = nullptr;
@@ -179,6 +191,15 @@ std::string print_query(const Query &query);
 // take the types of their bindings. Posts and returns false on a type
 // error.
 bool infer_types(Statement *stmt, Query &query, std::vector<ColumnDesc> &columns);
+
+// The type of every parameter marker of the query (by ordinal - 1) from
+// where it stands, whatever the bindings: a CAST's target type; the other
+// operand's type in a comparison, IN, NULLIF, COALESCE, CASE or a VALUES
+// column; the other operand's number type in arithmetic; an argument's
+// class in a scalar function (a number as INTEGER or DOUBLE, a text as
+// VARCHAR(255), a datetime as TIMESTAMP); BIGINT for SERIES' bounds and
+// DATE for its start; VARCHAR(255) where nothing says more.
+void describe_parameters(Statement *stmt, Query &query, std::vector<TypeInfo> &types);
 
 // Sets the statement's time-out deadline (0 without a time-out), its
 // start time and the clock its datetime functions read.

@@ -52,6 +52,26 @@ const char *type_name(SQLSMALLINT sql_type)
     }
 }
 
+bool is_approximate(SQLSMALLINT sql_type)
+{
+    return sql_type == SQL_DOUBLE || sql_type == SQL_FLOAT || sql_type == SQL_REAL;
+}
+
+bool is_numeric(SQLSMALLINT sql_type)
+{
+    switch (sql_type) {
+    case SQL_TINYINT:
+    case SQL_SMALLINT:
+    case SQL_INTEGER:
+    case SQL_BIGINT:
+    case SQL_NUMERIC:
+    case SQL_DECIMAL:
+        return true;
+    default:
+        return is_approximate(sql_type);
+    }
+}
+
 SQLRETURN fetch_row(Statement *stmt)
 {
     ResultSet *r = stmt->result.get();
@@ -153,13 +173,12 @@ SQLRETURN column_attribute(Statement *stmt, SQLUSMALLINT number, SQLUSMALLINT fi
         break;
     case SQL_DESC_NULLABLE:
     case SQL_COLUMN_NULLABLE:
-        n = c.type.nullable ? SQL_NULLABLE_UNKNOWN : SQL_NO_NULLS;
+        n = nullability_of(c);
         break;
     case SQL_DESC_UNSIGNED:
-        n = c.sql_type == SQL_INTEGER || c.sql_type == SQL_BIGINT || c.sql_type == SQL_DOUBLE ||
-                    c.sql_type == SQL_NUMERIC
-                ? SQL_FALSE
-                : SQL_TRUE;
+        // SQL_TRUE for a column that is unsigned or not numeric: every
+        // number type of the driver is signed
+        n = is_numeric(c.sql_type) ? SQL_FALSE : SQL_TRUE;
         break;
     case SQL_DESC_CASE_SENSITIVE:
         n = character ? SQL_TRUE : SQL_FALSE;
@@ -176,9 +195,8 @@ SQLRETURN column_attribute(Statement *stmt, SQLUSMALLINT number, SQLUSMALLINT fi
         n = field == SQL_DESC_UNNAMED ? SQL_NAMED : SQL_FALSE;
         break;
     case SQL_DESC_NUM_PREC_RADIX:
-        n = c.sql_type == SQL_DOUBLE ? 2
-            : c.sql_type == SQL_INTEGER || c.sql_type == SQL_BIGINT || c.sql_type == SQL_NUMERIC ? 10
-                                                                                              : 0;
+        // an approximate type's precision counts bits, an exact one's digits
+        n = is_approximate(c.sql_type) ? 2 : is_numeric(c.sql_type) ? 10 : 0;
         break;
     default:
         return post_error(stmt->errors, "HY091", "Invalid descriptor field identifier");
@@ -227,7 +245,7 @@ KXDRV_API SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT number,
         if (digits != nullptr)
             *digits = c.decimal_digits;
         if (nullable != nullptr)
-            *nullable = c.type.nullable ? SQL_NULLABLE_UNKNOWN : SQL_NO_NULLS;
+            *nullable = nullability_of(c);
         return return_string(stmt->errors, c.name, name, buffer_length, name_length);
     });
 }

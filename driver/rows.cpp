@@ -47,9 +47,51 @@ TypeInfo of_type(int32_t value_type, int32_t precision = 0, int32_t scale = 0)
     return t;
 }
 
+// A text of no known bound: described as the longest (SQL_LONGVARCHAR).
+TypeInfo long_text_type() { return text_type(INT32_MAX); }
+
+// The most characters (and octets) the text of a value of type t takes
+// (plain_text, interval_as_text): a text's or a binary's length, a number's
+// or a datetime's longest form.
+int64_t text_width(const TypeInfo &t)
+{
+    switch (t.value_type) {
+    case VALUE_STRING:
+    case VALUE_BINARY:
+        return std::max(t.precision, 0);
+    case VALUE_LONG_STRING:
+    case VALUE_LONG_BINARY:
+        return INT32_MAX;
+    case VALUE_NULL:
+        return 0;
+    case VALUE_BIT:
+        return 1;
+    case VALUE_INTEGER:
+        return 11;  // -2147483648
+    case VALUE_BIGINT:
+        return 20;  // -9223372036854775808
+    case VALUE_DOUBLE:
+        return 24;  // %.15g: -1.23456789012345e-308
+    case VALUE_NUMERIC:
+        // a sign, a leading zero and a point besides the digits
+        return (t.precision > 0 && t.precision <= 38 ? t.precision : 38) + 3;
+    case VALUE_DATE:
+        return 10;
+    case VALUE_TIME:
+        return 8;
+    case VALUE_TIMESTAMP:
+        return 29;
+    default:
+        return 32;  // intervals: -999999999 23:59:59.999999999
+    }
+}
+
 struct Inference {
     Statement *stmt;
     Query *query;
+    // Markers read as untyped (not as their bindings): a parameter's
+    // description follows from the statement alone.
+    bool markers_unbound = false;
 };
 
 TypeInfo infer(Inference &in, ParseNode *node);
@@ -59,6 +101,51 @@ ParseNode *field_node(ParseNode *node, int i) { return reinterpret_cast<ParseNod
 List *list_of(ParseNode *list_node)
 {
     return list_node == nullptr ? nullptr : reinterpret_cast<List *>(list_node->field[0]);
+}
+
+// The value of an integer literal (or a negated one), false for anything
+// else.
+bool literal_integer(ParseNode *n, int64_t &out)
+{
+    if (n == nullptr)
+        return false;
+    if (n->kind == KX_NODE_EXPRESSION) {
+        const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(n->field[0]);
+        if (pair->op_class != KX_OP_CLASS_COMPARISON || pair->op_code != KX_OP_NEGATE ||
+            !literal_integer(field_node(n, 3), out))
+            return false;
+        out = -out;
+        return true;
+    }
+    if (n->kind != NODE_VALUE)
+        return false;
+    const Value *v = reinterpret_cast<const Value *>(n);
+    if (v->null_flag != 0)
+        return false;
+    switch (v->type) {
+    case VALUE_INTEGER:
+        out = v->payload.integer;
+        return true;
+    case VALUE_BIGINT:
+        out = get_bigint_from_value(v);
+        return true;
+    case VALUE_NUMERIC:
+        return v->payload.numeric.scale == 0 && kxstd_numeric_to_bigint(&v->payload.numeric, &out) == KXSTD_OK;
+    default:
+        return false;
+    }
+}
+
+// The text of a text literal, false for anything else.
+bool literal_text(ParseNode *n, std::string &out)
+{
+    if (n == nullptr || n->kind != NODE_VALUE)
+        return false;
+    const Value *v = reinterpret_cast<const Value *>(n);
+    if (v->null_flag != 0 || v->type != VALUE_STRING)
+        return false;
+    out.assign(v->payload.text, static_cast<size_t>(std::max(v->length, 0)));
+    return true;
 }
 
 bool is_datetime_type(int32_t t) { return t == VALUE_DATE || t == VALUE_TIME || t == VALUE_TIMESTAMP; }
@@ -88,7 +175,7 @@ TypeInfo unify(const TypeInfo &a, const TypeInfo &b)
     }
     if (is_datetime_type(a.value_type) && is_datetime_type(b.value_type))
         return of_type(VALUE_TIMESTAMP);
-    return text_type(std::max(std::max(a.precision, b.precision), 32));
+    return text_type(std::max(text_width(a), text_width(b)));
 }
 
 TypeInfo interval_type(int32_t value_type, int32_t kind, int32_t leading, int32_t seconds)
@@ -211,16 +298,61 @@ TypeInfo function_type(Inference &in, ParseNode *node)
     }
     if (cls & (KX_CLASS_CHAR | KX_CLASS_SPECIAL)) {
         int32_t id = static_cast<int32_t>(node->field[0]);
-        TypeInfo t = first_argument();
-        int32_t argument_length = t.value_type == VALUE_STRING ? std::max(t.precision, 1) : 32;
+        List *args = list_of(field_node(node, 1));
+        auto argument = [&](int i) -> ParseNode * {
+            ListElement *el = ListFirst(args);
+            for (; el != nullptr && i > 0; --i)
+                el = ListNext(el);
+            return el != nullptr ? static_cast<ParseNode *>(ListData(el)) : nullptr;
+        };
+        auto width_of = [&](int i) -> int64_t {
+            ParseNode *a = argument(i);
+            return a != nullptr ? text_width(infer(in, a)) : 0;
+        };
+        int64_t argument_length = std::max<int64_t>(text_width(first_argument()), 1);
+        // The text functions work on octets (functions_string.cpp): each
+        // bound below is the most octets the function can give for
+        // arguments of these widths, and so also the most characters.
         switch (id) {
-        case 65: case 30: case 36: case 53: case 60: case -4: case 31: case 51:
+        case 65: case 30: case -8: case -7:  // UCASE, LCASE, UPPER, LOWER
+        case 36: case 53:                    // LTRIM, RTRIM
+        case 60: case -4: case 31: case 51:  // SUBSTRING, LEFT, RIGHT
             return text_type(argument_length);  // no longer than the argument
-        case 10: {
-            List *args = list_of(field_node(node, 1));
-            TypeInfo second = infer(in, static_cast<ParseNode *>(ListData(ListLast(args))));
-            return text_type(static_cast<int64_t>(argument_length) +
-                             (second.value_type == VALUE_STRING ? second.precision : 32));
+        case 10:  // CONCAT
+            return text_type(argument_length + width_of(1));
+        case 49: {  // REPEAT(s, n): n copies of s, one at least
+            int64_t n = 0;
+            if (!literal_integer(argument(1), n))
+                return long_text_type();
+            return text_type(argument_length * std::clamp<int64_t>(n, 1, INT32_MAX));
+        }
+        case 58: {  // SPACE(n)
+            int64_t n = 0;
+            if (!literal_integer(argument(0), n))
+                return long_text_type();
+            return text_type(std::max<int64_t>(n, 0));
+        }
+        case 50: {  // REPLACE(s, from, to)
+            // at most length(s) / length(from) matches, each growing the
+            // text by length(to) - length(from); a pattern that is not a
+            // literal may be one octet long
+            int64_t to = width_of(2);
+            int64_t from = 1;
+            std::string pattern;
+            if (literal_text(argument(1), pattern)) {
+                from = static_cast<int64_t>(pattern.find_last_not_of(' ') + 1);
+                if (from == 0)
+                    return text_type(argument_length);  // an empty pattern matches nowhere
+            }
+            if (to <= from)
+                return text_type(argument_length);
+            return text_type(argument_length + argument_length / from * (to - from));
+        }
+        case 29: {  // INSERT(s, start, length, t)
+            // the head and the tail of s overlap when length is negative
+            int64_t n = 0;
+            bool forward = literal_integer(argument(2), n) && n >= 0;
+            return text_type((forward ? 1 : 2) * argument_length + width_of(3));
         }
         case 8: return text_type(1);
         case 57: return text_type(4);
@@ -231,7 +363,8 @@ TypeInfo function_type(Inference &in, ParseNode *node)
             const char *uid = get_attribute_value(&in.stmt->conn->attributes, "UID");
             return text_type(std::max<int32_t>(uid != nullptr ? static_cast<int32_t>(std::strlen(uid)) : 0, 1));
         }
-        default: return text_type(255);
+        default:
+            return long_text_type();  // no bound known
         }
     }
     if (cls & KX_CLASS_INTEGER)
@@ -328,13 +461,10 @@ TypeInfo leaf_type(const Value *v)
     }
 }
 
-// The type of a || b: as long as both texts (a non-text as 40 characters).
+// The type of a || b: as long as both texts (a non-text as its text).
 TypeInfo concat_type(const TypeInfo &a, const TypeInfo &b)
 {
-    auto width = [](const TypeInfo &t) -> int64_t {
-        return t.value_type == VALUE_STRING ? t.precision : 40;
-    };
-    return text_type(std::max<int64_t>(width(a) + width(b), 1));
+    return text_type(std::max<int64_t>(text_width(a) + text_width(b), 1));
 }
 
 // The type of a chain of left-associative operators, link by link from the
@@ -368,7 +498,7 @@ TypeInfo infer(Inference &in, ParseNode *node)
         return leaf_type(reinterpret_cast<Value *>(node));
     case NODE_DYNAMIC_PARAM: {
         size_t ordinal = static_cast<size_t>(node->field[0]);
-        if (ordinal <= in.stmt->params.size() && in.stmt->params[ordinal - 1].bound)
+        if (!in.markers_unbound && ordinal <= in.stmt->params.size() && in.stmt->params[ordinal - 1].bound)
             return parameter_type(in.stmt->params[ordinal - 1]);
         return text_type(255);
     }
@@ -435,7 +565,8 @@ void describe_type(const TypeInfo &type, int32_t odbc_version, ColumnDesc &c)
         c.sql_type = SQL_BIT, c.size = 1, c.display_size = 1, c.octet_length = 1;
         break;
     case VALUE_DOUBLE:
-        c.sql_type = SQL_DOUBLE, c.size = 15, c.display_size = 24, c.octet_length = 8;
+        // the precision in bits, as NUM_PREC_RADIX 2 says (SQLGetTypeInfo)
+        c.sql_type = SQL_DOUBLE, c.size = 53, c.display_size = 24, c.octet_length = 8;
         break;
     case VALUE_NUMERIC: {
         int32_t precision = type.precision > 0 && type.precision <= 38 ? type.precision : 38;
@@ -525,6 +656,358 @@ bool infer_types(Statement *stmt, Query &query, std::vector<ColumnDesc> &columns
         columns.push_back(c);
     }
     return true;
+}
+
+namespace {
+
+// ---- parameter descriptions ----
+
+// The type a parameter marker takes from where it stands: the marker's
+// parent, and the operand beside it. Every marker starts untyped; the
+// first place that says something of it decides.
+struct MarkerTyping {
+    Inference in;
+    std::vector<TypeInfo> types;
+    std::vector<bool> decided;
+};
+
+bool is_marker(const ParseNode *n) { return n != nullptr && n->kind == NODE_DYNAMIC_PARAM; }
+
+// The type of an operand as its neighbour sees it: false for a marker (or
+// an expression of markers alone) and for an untyped NULL, which say
+// nothing.
+bool known_type(MarkerTyping &m, ParseNode *n, TypeInfo &t)
+{
+    if (n == nullptr || is_marker(n))
+        return false;
+    if (n->kind == NODE_VALUE && reinterpret_cast<Value *>(n)->type == VALUE_NULL)
+        return false;
+    t = infer(m.in, n);
+    return t.value_type != VALUE_NULL;
+}
+
+void decide(MarkerTyping &m, ParseNode *marker, const TypeInfo &t)
+{
+    size_t i = static_cast<size_t>(marker->field[0]) - 1;
+    if (i < m.types.size() && !m.decided[i]) {
+        m.types[i] = t;
+        m.types[i].nullable = true;
+        m.decided[i] = true;
+    }
+}
+
+// A marker compared with (or in one column with) an operand of type t: t,
+// but a text of any length up to the default at least, as 'a' = ? compares
+// with longer texts too.
+TypeInfo comparand(const TypeInfo &t)
+{
+    if (t.value_type == VALUE_STRING && t.precision < 255)
+        return text_type(255);
+    return t;
+}
+
+// A marker beside an operand of type t in arithmetic: the operand's type
+// when it is a number, a double when it is text (arithmetic reads text as
+// a double), and nothing for datetimes and intervals, whose partners may be
+// of another kind.
+bool arithmetic_partner(const TypeInfo &t, TypeInfo &out)
+{
+    switch (t.value_type) {
+    case VALUE_INTEGER:
+    case VALUE_BIGINT:
+    case VALUE_NUMERIC:
+    case VALUE_DOUBLE:
+        out = t;
+        return true;
+    case VALUE_BIT:
+        out = of_type(VALUE_INTEGER);
+        return true;
+    case VALUE_STRING:
+    case VALUE_LONG_STRING:
+        out = of_type(VALUE_DOUBLE);
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The type an argument class of the function catalogue asks for: an
+// integer or a double as the class says for numbers, a text, a timestamp
+// for the datetime classes that take one.
+bool class_type(uint32_t cls, TypeInfo &out)
+{
+    if (cls & KX_CLASS_INTEGER)
+        out = of_type(VALUE_INTEGER);
+    else if (cls & KX_CLASS_DOUBLE)
+        out = of_type(VALUE_DOUBLE);
+    else if (cls & (KX_CLASS_CHAR | KX_CLASS_SPECIAL))
+        out = text_type(255);
+    else if (cls & KX_CLASS_TIMESTAMP)
+        out = of_type(VALUE_TIMESTAMP);
+    else if (cls & KX_CLASS_DATE)
+        out = of_type(VALUE_DATE);
+    else if (cls & KX_CLASS_TIME)
+        out = of_type(VALUE_TIME);
+    else
+        return false;
+    return true;
+}
+
+// The unified type of the operands of a list that are not markers; false
+// when none says anything.
+bool known_of_list(MarkerTyping &m, List *list, TypeInfo &out, ParseNode *(*item)(void *) = nullptr)
+{
+    bool any = false;
+    for (ListElement *el = ListFirst(list); el != nullptr; el = ListNext(el)) {
+        ParseNode *n = item != nullptr ? item(ListData(el)) : static_cast<ParseNode *>(ListData(el));
+        TypeInfo t;
+        if (known_type(m, n, t)) {
+            out = any ? unify(out, t) : t;
+            any = true;
+        }
+    }
+    return any;
+}
+
+void type_markers(MarkerTyping &m, ParseNode *node);
+
+// Each marker of a list takes the type the rest of the list shows; the
+// other items are walked.
+void type_list_markers(MarkerTyping &m, List *list, bool have, const TypeInfo &partner,
+                       ParseNode *(*item)(void *) = nullptr)
+{
+    for (ListElement *el = ListFirst(list); el != nullptr; el = ListNext(el)) {
+        ParseNode *n = item != nullptr ? item(ListData(el)) : static_cast<ParseNode *>(ListData(el));
+        if (is_marker(n)) {
+            if (have)
+                decide(m, n, comparand(partner));
+        } else {
+            type_markers(m, n);
+        }
+    }
+}
+
+// A chain of left-associative operators, link by link from the innermost
+// left operand upwards, in a loop (chains_left): a marker in arithmetic
+// takes its partner's number type, the operands of AND and OR and of || say
+// nothing of a marker's type.
+void type_chain_markers(MarkerTyping &m, ParseNode *top)
+{
+    std::vector<ParseNode *> links;
+    ParseNode *n = top;
+    for (; chains_left(n); n = field_node(n, 2))
+        links.push_back(n);
+    TypeInfo left;
+    bool left_known = known_type(m, n, left);
+    if (!is_marker(n))
+        type_markers(m, n);
+    for (size_t i = links.size(); i-- > 0;) {
+        const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(links[i]->field[0]);
+        ParseNode *right_node = field_node(links[i], 3);
+        TypeInfo right;
+        bool right_known = known_type(m, right_node, right);
+        bool arithmetic = pair->op_class == KX_OP_CLASS_COMPARISON && pair->op_code != KX_OP_CONCAT;
+        if (arithmetic) {
+            TypeInfo t;
+            if (is_marker(n) && i + 1 == links.size() && right_known && arithmetic_partner(right, t))
+                decide(m, n, t), left = t, left_known = true;
+            if (is_marker(right_node) && left_known && arithmetic_partner(left, t))
+                decide(m, right_node, t), right = t, right_known = true;
+        }
+        if (!is_marker(right_node))
+            type_markers(m, right_node);
+        if (!arithmetic) {
+            // || makes a text; AND and OR a truth value, which says nothing
+            left = text_type(255);
+            left_known = pair->op_class == KX_OP_CLASS_COMPARISON;
+        } else if (left_known && right_known) {
+            left = arithmetic_type(left, right, pair->op_code);
+        } else {
+            left_known = false;
+        }
+    }
+}
+
+// Two operands that say something of each other: a marker takes the other
+// operand's type (a comparison, NULLIF), or its number type (arithmetic).
+void type_pair_markers(MarkerTyping &m, ParseNode *a, ParseNode *b, bool arithmetic)
+{
+    TypeInfo ta, tb, t;
+    if (is_marker(a) && known_type(m, b, tb) && (!arithmetic || arithmetic_partner(tb, t)))
+        decide(m, a, arithmetic ? t : comparand(tb));
+    if (is_marker(b) && known_type(m, a, ta) && (!arithmetic || arithmetic_partner(ta, t)))
+        decide(m, b, arithmetic ? t : comparand(ta));
+    type_markers(m, a);
+    type_markers(m, b);
+}
+
+ParseNode *when_test(void *when) { return field_node(static_cast<ParseNode *>(when), 0); }
+ParseNode *when_result(void *when) { return field_node(static_cast<ParseNode *>(when), 1); }
+
+void type_markers(MarkerTyping &m, ParseNode *node)
+{
+    if (node == nullptr || is_marker(node))
+        return;
+    if (chains_left(node)) {
+        type_chain_markers(m, node);
+        return;
+    }
+    switch (node->kind) {
+    case KX_NODE_EXPRESSION: {
+        const OperatorPair *pair = reinterpret_cast<const OperatorPair *>(node->field[0]);
+        ParseNode *right = field_node(node, 3);
+        if (pair->op_class == KX_OP_CLASS_COMPARISON && pair->op_code == KX_OP_NEGATE) {
+            if (is_marker(right))
+                decide(m, right, of_type(VALUE_DOUBLE));
+            type_markers(m, right);
+        } else if (pair->op_class == KX_OP_CLASS_COMPARISON && pair->op_code >= KX_OP_LESS &&
+                   pair->op_code <= KX_OP_NOT_EQUAL) {
+            type_pair_markers(m, field_node(node, 2), right, false);
+        } else {
+            type_markers(m, field_node(node, 2));
+            type_markers(m, right);
+        }
+        return;
+    }
+    case KX_NODE_SCALAR_FUNCTION: {
+        const FunctionEntry *entry = reinterpret_cast<const FunctionEntry *>(node->field[kFunctionEntry]);
+        int32_t id = static_cast<int32_t>(node->field[0]);
+        std::vector<ParseNode *> args;
+        if (id < 0 && id >= -6) {
+            // the SQL-92 forms keep their operands in fields 3 to 5
+            for (int i = 2; i <= 4; ++i)
+                if (node->field[i] != 0)
+                    args.push_back(field_node(node, i));
+        } else {
+            for (ListElement *el = ListFirst(list_of(field_node(node, 1))); el != nullptr; el = ListNext(el))
+                args.push_back(static_cast<ParseNode *>(ListData(el)));
+        }
+        for (size_t k = 0; k < args.size(); ++k) {
+            if (!is_marker(args[k])) {
+                type_markers(m, args[k]);
+                continue;
+            }
+            uint32_t cls = k < 11 ? entry->arg_class[k] : 0;
+            TypeInfo t;
+            if (cls & KX_CLASS_ANY) {
+                // IFNULL: the other argument's type
+                for (size_t j = 0; j < args.size(); ++j)
+                    if (j != k && known_type(m, args[j], t)) {
+                        decide(m, args[k], comparand(t));
+                        break;
+                    }
+            }
+            if (class_type(cls & ~static_cast<uint32_t>(KX_CLASS_ANY), t))
+                decide(m, args[k], t);
+        }
+        return;
+    }
+    case KX_NODE_CAST:
+        if (is_marker(field_node(node, 0)))
+            decide(m, field_node(node, 0), cast_type(field_node(node, 1)));
+        type_markers(m, field_node(node, 0));
+        return;
+    case KX_NODE_CASE: {
+        ParseNode *operand = field_node(node, 0);
+        List *whens = list_of(field_node(node, 1));
+        TypeInfo t;
+        // CASE x WHEN y: x and the tests are compared with each other
+        if (operand != nullptr) {
+            TypeInfo o;
+            bool have = known_type(m, operand, o);
+            if (!have)
+                have = known_of_list(m, whens, o, when_test);
+            if (is_marker(operand) && have)
+                decide(m, operand, comparand(o));
+            type_markers(m, operand);
+            type_list_markers(m, whens, have, o, when_test);
+        } else {
+            type_list_markers(m, whens, false, t, when_test);
+        }
+        // the results and ELSE make one column
+        ParseNode *otherwise = field_node(node, 2);
+        bool have = known_of_list(m, whens, t, when_result);
+        TypeInfo e;
+        if (known_type(m, otherwise, e))
+            t = have ? unify(t, e) : e, have = true;
+        type_list_markers(m, whens, have, t, when_result);
+        if (is_marker(otherwise) && have)
+            decide(m, otherwise, comparand(t));
+        type_markers(m, otherwise);
+        return;
+    }
+    case KX_NODE_IN_PREDICATE: {
+        ParseNode *operand = field_node(node, 0);
+        List *candidates = list_of(field_node(node, 5));
+        TypeInfo t;
+        bool have = known_type(m, operand, t);
+        if (!have)
+            have = known_of_list(m, candidates, t);
+        if (is_marker(operand) && have)
+            decide(m, operand, comparand(t));
+        type_markers(m, operand);
+        type_list_markers(m, candidates, have, t);
+        return;
+    }
+    case KX_NODE_NULLIF:
+        type_pair_markers(m, field_node(node, 0), field_node(node, 1), false);
+        return;
+    case KX_NODE_COALESCE: {
+        List *items = list_of(field_node(node, 0));
+        TypeInfo t;
+        bool have = known_of_list(m, items, t);
+        type_list_markers(m, items, have, t);
+        return;
+    }
+    case KX_NODE_NULL_TEST:
+        type_markers(m, field_node(node, 0));
+        return;
+    default:
+        return;
+    }
+}
+
+}  // namespace
+
+void describe_parameters(Statement *stmt, Query &query, std::vector<TypeInfo> &types)
+{
+    MarkerTyping m{Inference{stmt, &query, true}, {}, {}};
+    size_t count = static_cast<size_t>(query.parameter_count);
+    m.types.assign(count, text_type(255));
+    m.decided.assign(count, false);
+    if (query.source == Query::Source::kValues) {
+        for (size_t c = 0; c < query.source_columns.size(); ++c) {
+            TypeInfo t;
+            bool have = false;
+            for (const auto &row : query.rows) {
+                TypeInfo cell;
+                if (c < row.size() && known_type(m, row[c], cell))
+                    t = have ? unify(t, cell) : cell, have = true;
+            }
+            for (const auto &row : query.rows)
+                if (c < row.size() && is_marker(row[c]) && have)
+                    decide(m, row[c], comparand(t));
+        }
+        for (const auto &row : query.rows)
+            for (ParseNode *cell : row)
+                type_markers(m, cell);
+    } else if (query.source == Query::Source::kSeries) {
+        for (ParseNode *bound : {query.series_from, query.series_to})
+            if (is_marker(bound))
+                decide(m, bound, of_type(VALUE_BIGINT));
+            else
+                type_markers(m, bound);
+        if (is_marker(query.series_date))
+            decide(m, query.series_date, of_type(VALUE_DATE));
+        else
+            type_markers(m, query.series_date);
+    }
+    for (ParseNode *item : query.items)
+        type_markers(m, item);
+    type_markers(m, query.where);
+    for (const SortKey &key : query.order)
+        type_markers(m, key.expression);
+    types = std::move(m.types);
 }
 
 namespace {

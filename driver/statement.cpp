@@ -2,9 +2,11 @@
 // cancellation, statement attributes and cursor names.
 //
 // Exports the ODBC entry points SQLPrepare, SQLExecute, SQLExecDirect,
-// SQLBindParameter, SQLNumParams, SQLParamData, SQLPutData, SQLCancel,
-// SQLSetStmtAttr, SQLGetStmtAttr, SQLSetCursorName, SQLGetCursorName,
-// SQLRowCount, SQLMoreResults and SQLCloseCursor. Parameters sent at
+// SQLBindParameter, SQLNumParams, SQLDescribeParam, SQLParamData,
+// SQLPutData, SQLCancel, SQLSetStmtAttr, SQLGetStmtAttr, SQLSetCursorName,
+// SQLGetCursorName, SQLRowCount, SQLMoreResults and SQLCloseCursor.
+// SQLDescribeParam describes a marker from where it stands in the prepared
+// statement (describe_parameters), whatever is bound. Parameters sent at
 // execution time go into library long buffers (allocate_long_buffer,
 // append_to_long_buffer). SQLCancel from another thread sets the
 // statement's cancel request, which check_timeout reports as HY008 between
@@ -197,7 +199,9 @@ KXDRV_API SQLRETURN SQL_API SQLPrepare(SQLHSTMT handle, SQLCHAR *text, SQLINTEGE
         std::string sql = app_string(text, length);
         trace_call(stmt->conn, "SQLPrepare", "%p %S", static_cast<void *>(stmt), sql.c_str(),
                    static_cast<int>(SQL_NTS));
-        return prepare(stmt, sql);
+        SQLRETURN rc = prepare(stmt, sql);
+        stmt->prepared_with_sqlprepare = rc == SQL_SUCCESS;
+        return rc;
     });
 }
 
@@ -212,6 +216,7 @@ KXDRV_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR *text, SQLINT
         std::string sql = app_string(text, length);
         trace_call(stmt->conn, "SQLExecDirect", "%p %S", static_cast<void *>(stmt), sql.c_str(),
                    static_cast<int>(SQL_NTS));
+        stmt->prepared_with_sqlprepare = false;
         if (prepare(stmt, sql) != SQL_SUCCESS)
             return SQL_ERROR;
         stmt->keep_deadline = true;
@@ -255,6 +260,32 @@ KXDRV_API SQLRETURN SQL_API SQLNumParams(SQLHSTMT handle, SQLSMALLINT *count)
             return post_error(stmt->errors, "HY010", "Function sequence error");
         if (count != nullptr)
             *count = static_cast<SQLSMALLINT>(stmt->query->parameter_count);
+        return SQL_SUCCESS;
+    });
+}
+
+KXDRV_API SQLRETURN SQL_API SQLDescribeParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT *sql_type,
+                                             SQLULEN *size, SQLSMALLINT *digits, SQLSMALLINT *nullable)
+{
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        // a statement prepared with SQLPrepare, its cursor closed
+        if (!stmt->query || !stmt->prepared_with_sqlprepare || stmt->result ||
+            stmt->state == kStateNeedData)
+            return post_error(stmt->errors, "HY010", "Function sequence error");
+        if (number < 1 || number > stmt->query->parameter_count)
+            return post_error(stmt->errors, "07009", "Invalid descriptor index");
+        std::vector<TypeInfo> types;
+        describe_parameters(stmt, *stmt->query, types);
+        ColumnDesc d;
+        describe_type(types[number - 1u], stmt->conn->env->odbc_version, d);
+        if (sql_type != nullptr)
+            *sql_type = d.sql_type;
+        if (size != nullptr)
+            *size = d.size;
+        if (digits != nullptr)
+            *digits = d.decimal_digits;
+        if (nullable != nullptr)
+            *nullable = SQL_NULLABLE;
         return SQL_SUCCESS;
     });
 }

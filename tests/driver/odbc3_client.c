@@ -9,7 +9,7 @@
  * errors (22003), bits and doubles from texts (22018); SQLGetInfo (the
  * function bitmasks follow the catalogue), SQLGetFunctions, describing a
  * prepared statement, SQLColAttribute, SQLRowCount, SQLMoreResults,
- * SQLTables; long data sent with SQLPutData and read back in pieces;
+ * SQLTables and the other catalogue functions; long data sent with SQLPutData and read back in pieces;
  * SQLGetDiagField and the ODBC 3 SQLSTATEs. Each check prints "ok" or
  * "not ok"; the exit status counts the failures.
  *
@@ -239,10 +239,16 @@ static void check_info(void)
     check(bits == (SQL_FN_SYS_DBNAME | SQL_FN_SYS_IFNULL | SQL_FN_SYS_USERNAME),
           "the system functions DATABASE, IFNULL and USER");
     SQLGetInfo(dbc, SQL_STRING_FUNCTIONS, &bits, sizeof bits, NULL);
-    check((bits & (SQL_FN_STR_SOUNDEX | SQL_FN_STR_INSERT | SQL_FN_STR_POSITION)) ==
-                  (SQL_FN_STR_SOUNDEX | SQL_FN_STR_INSERT | SQL_FN_STR_POSITION) &&
-              (bits & SQL_FN_STR_LOCATE_2) == 0,
-          "the string functions of the catalogue, and not LOCATE_2");
+    check((bits & (SQL_FN_STR_SOUNDEX | SQL_FN_STR_INSERT | SQL_FN_STR_POSITION | SQL_FN_STR_LOCATE |
+                   SQL_FN_STR_LOCATE_2)) ==
+              (SQL_FN_STR_SOUNDEX | SQL_FN_STR_INSERT | SQL_FN_STR_POSITION | SQL_FN_STR_LOCATE |
+               SQL_FN_STR_LOCATE_2),
+          "the string functions of the catalogue, LOCATE_2 (LOCATE of two arguments) too");
+    SQLHSTMT stmt = row_of("SELECT {fn LOCATE('c', 'abcabc')}");
+    SQLINTEGER at = 0;
+    SQLGetData(stmt, 1, SQL_C_SLONG, &at, 0, NULL);
+    check(at == 3, "LOCATE of two arguments searches from the start");
+    done(stmt);
     SQLGetInfo(dbc, SQL_NUMERIC_FUNCTIONS, &bits, sizeof bits, NULL);
     check(bits == 0xFFFFFF, "all 24 numeric functions");
     SQLGetInfo(dbc, SQL_DRIVER_ODBC_VER, text, sizeof text, &length);
@@ -398,6 +404,85 @@ static void check_diagnostics(void)
     done(stmt);
 }
 
+/* The catalogue functions and SQLDescribeParam through the driver manager:
+   each is the driver's (no IM001), a catalogue function answers with ODBC's
+   number of columns and no rows, and SQLGetFunctions says so. */
+static void check_catalogue(void)
+{
+    SQLHSTMT stmt;
+    SQLAllocHandle(SQL_HANDLE_STMT, dbc, &stmt);
+    SQLCHAR *t = (SQLCHAR *)"t";
+    struct {
+        const char *name;
+        SQLUSMALLINT id;
+        SQLSMALLINT columns;
+    } calls[] = {
+        {"SQLPrimaryKeys", SQL_API_SQLPRIMARYKEYS, 6},
+        {"SQLForeignKeys", SQL_API_SQLFOREIGNKEYS, 14},
+        {"SQLStatistics", SQL_API_SQLSTATISTICS, 13},
+        {"SQLSpecialColumns", SQL_API_SQLSPECIALCOLUMNS, 8},
+        {"SQLProcedures", SQL_API_SQLPROCEDURES, 8},
+        {"SQLProcedureColumns", SQL_API_SQLPROCEDURECOLUMNS, 19},
+        {"SQLTablePrivileges", SQL_API_SQLTABLEPRIVILEGES, 7},
+        {"SQLColumnPrivileges", SQL_API_SQLCOLUMNPRIVILEGES, 8},
+    };
+    for (size_t i = 0; i < sizeof calls / sizeof calls[0]; i++) {
+        SQLRETURN rc = SQL_ERROR;
+        switch (i) {
+        case 0: rc = SQLPrimaryKeys(stmt, NULL, 0, NULL, 0, t, SQL_NTS); break;
+        case 1: rc = SQLForeignKeys(stmt, NULL, 0, NULL, 0, t, SQL_NTS, NULL, 0, NULL, 0, NULL, 0); break;
+        case 2: rc = SQLStatistics(stmt, NULL, 0, NULL, 0, t, SQL_NTS, SQL_INDEX_ALL, SQL_QUICK); break;
+        case 3:
+            rc = SQLSpecialColumns(stmt, SQL_BEST_ROWID, NULL, 0, NULL, 0, t, SQL_NTS, SQL_SCOPE_SESSION,
+                                   SQL_NULLABLE);
+            break;
+        case 4: rc = SQLProcedures(stmt, NULL, 0, NULL, 0, NULL, 0); break;
+        case 5: rc = SQLProcedureColumns(stmt, NULL, 0, NULL, 0, NULL, 0, NULL, 0); break;
+        case 6: rc = SQLTablePrivileges(stmt, NULL, 0, NULL, 0, t, SQL_NTS); break;
+        case 7: rc = SQLColumnPrivileges(stmt, NULL, 0, NULL, 0, t, SQL_NTS, NULL, 0); break;
+        }
+        char what[96];
+        snprintf(what, sizeof what, "%s succeeds through the driver manager", calls[i].name);
+        check(rc == SQL_SUCCESS, what);
+        SQLSMALLINT count = 0;
+        SQLNumResultCols(stmt, &count);
+        snprintf(what, sizeof what, "%s: %d columns and no rows", calls[i].name, calls[i].columns);
+        check(count == calls[i].columns && SQLFetch(stmt) == SQL_NO_DATA, what);
+        SQLFreeStmt(stmt, SQL_CLOSE);
+        SQLUSMALLINT supported = SQL_FALSE;
+        SQLGetFunctions(dbc, calls[i].id, &supported);
+        snprintf(what, sizeof what, "SQLGetFunctions: %s is there", calls[i].name);
+        check(supported == SQL_TRUE, what);
+    }
+    /* a parameter described from the prepared statement */
+    SQLSMALLINT type = 0, digits = 0, nullable = 0, params = 0;
+    SQLULEN size = 0;
+    SQLPrepare(stmt, (SQLCHAR *)"SELECT CAST(? AS NUMERIC(10,3)), {fn SPACE(?)}", SQL_NTS);
+    check(SQLNumParams(stmt, &params) == SQL_SUCCESS && params == 2, "SQLNumParams: two markers");
+    SQLRETURN rc = SQLDescribeParam(stmt, 1, &type, &size, &digits, &nullable);
+    check(rc == SQL_SUCCESS && type == SQL_NUMERIC && size == 10 && digits == 3 && nullable == SQL_NULLABLE,
+          "SQLDescribeParam: a CAST's target type");
+    rc = SQLDescribeParam(stmt, 2, &type, &size, &digits, &nullable);
+    check(rc == SQL_SUCCESS && type == SQL_INTEGER, "SQLDescribeParam: SPACE takes an integer");
+    rc = SQLDescribeParam(stmt, 3, &type, &size, &digits, &nullable);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_STMT, stmt), "07009") == 0,
+          "SQLDescribeParam of a third marker is 07009");
+    SQLUSMALLINT supported = SQL_FALSE;
+    SQLGetFunctions(dbc, SQL_API_SQLDESCRIBEPARAM, &supported);
+    check(supported == SQL_TRUE, "SQLGetFunctions: SQLDescribeParam is there");
+    /* the driver manager's checks come first, then the driver's own */
+    rc = SQLStatistics(stmt, NULL, 0, NULL, 0, NULL, 0, SQL_INDEX_ALL, SQL_QUICK);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_STMT, stmt), "HY009") == 0,
+          "SQLStatistics without a table name is HY009");
+    rc = SQLSpecialColumns(stmt, 9, NULL, 0, NULL, 0, t, SQL_NTS, SQL_SCOPE_SESSION, SQL_NULLABLE);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_STMT, stmt), "HY097") == 0,
+          "SQLSpecialColumns with an unknown identifier type is HY097");
+    rc = SQLPrimaryKeys(stmt, (SQLCHAR *)"db", SQL_NTS, NULL, 0, t, SQL_NTS);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_STMT, stmt), "HYC00") == 0,
+          "SQLPrimaryKeys in a catalog is HYC00");
+    done(stmt);
+}
+
 int main(int argc, char **argv)
 {
     dsn = argc > 1 ? argv[1] : "kxeval";
@@ -417,6 +502,7 @@ int main(int argc, char **argv)
     check_numbers();
     check_info();
     check_descriptions();
+    check_catalogue();
     check_long_data();
     check_native_sql();
     check_diagnostics();

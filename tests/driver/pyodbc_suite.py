@@ -261,6 +261,18 @@ class Stopping(Fixture):
         self.assertLess(time.monotonic() - start, 10)
 
 
+class Descriptions(Fixture):
+    def test_described_sizes_hold_what_is_returned(self):
+        row = self.cursor.execute("SELECT {fn REPEAT('ab', 1000)}").fetchone()
+        self.assertEqual(row[0], "ab" * 1000)
+        self.assertGreaterEqual(self.cursor.description[0][3], 2000)
+        for sql in ["SELECT {fn SPACE(300)}", "SELECT {fn REPLACE('aaa', 'a', 'bbbb')}",
+                    "SELECT {fn INSERT('abc', 1, 1, 'xxxxx')}",
+                    "SELECT {fn CONCAT('x', CAST(-0.5 AS NUMERIC(38,37)))}"]:
+            value = self.value(sql)
+            self.assertGreaterEqual(self.cursor.description[0][3], len(value), sql)
+
+
 class Catalogue(Fixture):
     def test_tables_and_columns_are_empty_with_odbc_columns(self):
         self.cursor.tables()
@@ -271,9 +283,63 @@ class Catalogue(Fixture):
         self.assertEqual(len(self.cursor.description), 18)
         self.assertEqual(self.cursor.fetchall(), [])
 
+    def test_keys_statistics_and_privileges_are_empty_with_odbc_columns(self):
+        calls = [
+            (lambda: self.cursor.primaryKeys("t"),
+             ["TABLE_CAT", "TABLE_SCHEM", "TABLE_NAME", "COLUMN_NAME", "KEY_SEQ", "PK_NAME"]),
+            (lambda: self.cursor.foreignKeys(table="t"),
+             ["PKTABLE_CAT", "PKTABLE_SCHEM", "PKTABLE_NAME", "PKCOLUMN_NAME", "FKTABLE_CAT",
+              "FKTABLE_SCHEM", "FKTABLE_NAME", "FKCOLUMN_NAME", "KEY_SEQ", "UPDATE_RULE",
+              "DELETE_RULE", "FK_NAME", "PK_NAME", "DEFERRABILITY"]),
+            (lambda: self.cursor.statistics("t"),
+             ["TABLE_CAT", "TABLE_SCHEM", "TABLE_NAME", "NON_UNIQUE", "INDEX_QUALIFIER",
+              "INDEX_NAME", "TYPE", "ORDINAL_POSITION", "COLUMN_NAME", "ASC_OR_DESC",
+              "CARDINALITY", "PAGES", "FILTER_CONDITION"]),
+            (lambda: self.cursor.statistics("t", unique=True, quick=False), None),
+            (lambda: self.cursor.rowIdColumns("t"),
+             ["SCOPE", "COLUMN_NAME", "DATA_TYPE", "TYPE_NAME", "COLUMN_SIZE", "BUFFER_LENGTH",
+              "DECIMAL_DIGITS", "PSEUDO_COLUMN"]),
+            (lambda: self.cursor.rowVerColumns("t"), None),
+            (lambda: self.cursor.procedures(),
+             ["PROCEDURE_CAT", "PROCEDURE_SCHEM", "PROCEDURE_NAME", "NUM_INPUT_PARAMS",
+              "NUM_OUTPUT_PARAMS", "NUM_RESULT_SETS", "REMARKS", "PROCEDURE_TYPE"]),
+            (lambda: self.cursor.procedureColumns(), None),
+        ]
+        for call, names in calls:
+            call()
+            if names is not None:
+                self.assertEqual([d[0].upper() for d in self.cursor.description], names)
+            self.assertEqual(self.cursor.fetchall(), [])
+        self.assertEqual(len(self.cursor.procedureColumns().description), 19)
+        # nullability as ODBC defines it: KEY_SEQ is never NULL, PK_NAME may be
+        self.cursor.primaryKeys("t")
+        self.assertEqual([d[6] for d in self.cursor.description],
+                         [True, True, False, False, False, True])
+
+    def test_none_parameters_take_the_described_type(self):
+        # pyodbc binds None with the type SQLDescribeParam gives
+        self.assertEqual(self.value("SELECT {fn IFNULL(?, 5)} + 1", None), 6)
+        self.assertIsNone(self.value("SELECT CAST(? AS INTEGER)", None))
+        self.assertEqual(self.value("SELECT COALESCE(?, {d '2024-02-29'})", None),
+                         datetime.date(2024, 2, 29))
+
     def test_type_info(self):
         rows = self.cursor.getTypeInfo(pyodbc.SQL_TYPE_TIMESTAMP).fetchall()
         self.assertEqual([(r[0], r[1], r[2]) for r in rows], [("TIMESTAMP", 93, 29)])
+
+    def test_every_type(self):
+        # pyodbc reads a SMALLINT column as unsigned when SQL_DESC_UNSIGNED
+        # says so: the negative DATA_TYPEs (BIT, BIGINT, ...) read back
+        rows = {r.type_name: r for r in self.cursor.getTypeInfo().fetchall()}
+        self.assertEqual(rows["BIT"].data_type, pyodbc.SQL_BIT)
+        self.assertEqual(rows["LONG VARCHAR"].data_type, pyodbc.SQL_LONGVARCHAR)
+        # UNSIGNED_ATTRIBUTE: NULL for what is not a number, false for numbers
+        self.assertIsNone(rows["VARCHAR"].unsigned_attribute)
+        self.assertIsNone(rows["DATE"].unsigned_attribute)
+        self.assertEqual(rows["INTEGER"].unsigned_attribute, 0)
+        self.assertEqual((rows["DOUBLE"].column_size, rows["DOUBLE"].num_prec_radix), (53, 2))
+        self.assertEqual((rows["REAL"].column_size, rows["REAL"].num_prec_radix), (24, 2))
+        self.assertEqual((rows["NUMERIC"].column_size, rows["NUMERIC"].num_prec_radix), (38, 10))
 
 
 if __name__ == "__main__":
