@@ -20,7 +20,9 @@
  *  - kxstd_numeric_operation, kxstd_bigint_operation,
  *    kxstd_interval_operation and kxstd_compare_values for operators;
  *  - the kxstd_ literal builders, conversions, calendar, datetime and
- *    long-data routines below.
+ *    long-data routines below;
+ *  - the kxstd_ profile, connection-string, 16-bit copy, driver-buffer
+ *    and SQL-type routines below.
  * Nothing here changes a record a driver allocates, and the unprefixed
  * routines behave as before for every header not set with
  * kxstd_set_error_header.
@@ -354,6 +356,55 @@ KX_API int32_t kxstd_extract_from_long_buffer(LongBuffer *buffer, void *buf, int
    reports a failed write (KXSTD_IO_ERROR). Nothing is appended on an
    error. */
 KX_API int32_t kxstd_append_to_long_buffer(LongBuffer *buffer, const void *data, int32_t n);
+
+/* ---- profile store ---- */
+
+/* get_profile_string whose value (or default) is cut to output_size - 1
+   characters and terminated when it does not fit, as
+   SQLGetPrivateProfileString does: nothing is written for a size below 1,
+   only the terminator for size 1. A found value loses its trailing blanks
+   before it is cut. Returns the number of characters copied (without the
+   terminator), or -1 when the file cannot be opened (output then holds the
+   default, cut the same way; registry_error tells why). A reader installed
+   with set_ini_function answers data-source sections, its output
+   terminated at output_size - 1. A null output is allowed with a size
+   below 1. */
+KX_API int32_t kxstd_get_profile_string(ProfileHandle *handle, int32_t mode,
+                                        const char *section, const char *key,
+                                        const char *default_value, char *output,
+                                        int32_t output_size);
+/* get_default through kxstd_get_profile_string. Returns output. */
+KX_API char *kxstd_get_default(ProfileHandle *handle, const char *key, char *output,
+                               int32_t output_size);
+/* Writes one setting as SQLWritePrivateProfileString does, rewriting only
+   the line it concerns and keeping every other line of the file (other
+   sections, comments, blank lines, their order and line endings):
+    - key and value: the key line of the first section of that name is
+      given the value (the line the reader takes it from: its first line of
+      the key with a value, else its first of the key); without one, a line
+      "key = value" is added after the section's last key line (after its
+      header when it has none); without the section, "[section]" (in the
+      mode's brackets) and the line are added at the end of the file,
+      after a blank line;
+    - a null value: every line of the key in the sections of that name is
+      removed;
+    - a null key: the sections of that name are removed, each from its
+      header up to the next header.
+   A rewritten key line keeps its key, "=" and blanks as they were. The new
+   contents go to a new file in the file's directory, which is synced and
+   renamed over the file: a reader sees the old or the new file whole. The
+   file keeps its permission bits (and its owner where the writer may give
+   it); a missing file is made (0666 less the umask); a removal that finds
+   nothing leaves the file untouched; no backup is left. A symbolic link is
+   written through, as by set_profile_string. Returns 0, or -1 with the
+   error text set: the file cannot be read (or is larger than 64 MiB) or
+   written, or the setting cannot be read back as written (a null section,
+   a line break in any text, a section that holds its closing bracket, a key
+   that is empty, holds "=" or opens with "#" or a bracket, a line longer
+   than 255 octets); a refused write leaves the file untouched. */
+KX_API int32_t kxstd_set_profile_string(ProfileHandle *handle, int32_t mode,
+                                        const char *section, const char *key,
+                                        const char *value);
 
 /* ---- scalar functions ---- */
 /*
