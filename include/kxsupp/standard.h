@@ -406,6 +406,36 @@ KX_API int32_t kxstd_set_profile_string(ProfileHandle *handle, int32_t mode,
                                         const char *section, const char *key,
                                         const char *value);
 
+/* ---- connection strings ---- */
+
+/* parse_connection_string by ODBC's grammar for SQLDriverConnect: any
+   attribute's value may be given in braces, where it may hold ";" and "}}"
+   stands for one "}" (blanks between "=" and "{" are allowed; what follows
+   the closing brace up to the next ";" is passed over; an unclosed brace
+   takes the rest of the text); an empty attribute (";;", blanks only) and
+   a fragment without "=" are passed over; keywords lose their surrounding
+   blanks and compare without regard to case, and unbraced values are kept
+   as written. Pairs are made as parse_connection_string makes them
+   (append_pair: upper-cased keywords, a repeated keyword keeps its first
+   place and last value, DSN=DEFAULT added when no DSN, DRIVER or FILEDSN
+   is given and bit 0 of flags is clear), in handle. length is an octet
+   count or KX_NTS. KXSTD_OK, KXSTD_INVALID_LENGTH (a negative length other
+   than KX_NTS; the record is then empty), KXSTD_INVALID_ARGUMENT (a null
+   record) or KXSTD_NO_MEMORY (the pairs made so far stay). */
+KX_API int32_t kxstd_parse_connection_string(ConnectionString *cs, MemHandle *handle,
+                                             const char *text, int32_t length, int32_t flags);
+/* generate_connection_string whose text parses back into the same pairs
+   with kxstd_parse_connection_string: a value is braced (and its "}"
+   doubled) when it holds ";", "{" or "}" or begins or ends with a blank,
+   and always under DRIVER, SQITARGET... and REMOTESTRING...; a pair whose
+   keyword could not be read back (empty, holding "=" or ";", or with a
+   blank at an end) is left out. Otherwise as generate_connection_string: DRIVER
+   left out beside DSN, Description always, pieces that would pass size
+   characters dropped (the buffer holds size + 1 octets); an empty record
+   gives "" (buffer untouched). */
+KX_API char *kxstd_generate_connection_string(const ConnectionString *cs, char *buffer,
+                                              int32_t size);
+
 /* ---- scalar functions ---- */
 /*
  * The standard catalogue: the names, ids, argument counts and classes of
