@@ -436,6 +436,22 @@ KX_API int32_t kxstd_parse_connection_string(ConnectionString *cs, MemHandle *ha
 KX_API char *kxstd_generate_connection_string(const ConnectionString *cs, char *buffer,
                                               int32_t size);
 
+/* ---- 16-bit strings ---- */
+
+/* copy_nstr_bufferl for UTF-8 text: the source is decoded as UTF-8 into
+   UTF-16 code units (SQLWCHAR), a code point of planes 1 to 16 as a
+   surrogate pair and every maximal subpart of an ill-formed sequence as one
+   U+FFFD (an overlong form, a surrogate written in UTF-8 or a code point
+   past U+10FFFF one per octet). Counts are in code units: buffer_length
+   the buffer's room, *length_out the units of the whole source. The same
+   contract otherwise: a null source is empty; 0 when the whole text
+   fitted with its terminator, 1 when it was cut; a cut keeps at most
+   buffer_length - 1 units and never splits a surrogate pair; a buffer of
+   at least one unit is always terminated, a null one or a length below 1
+   is not written. */
+KX_API int32_t kxstd_copy_nstr_bufferl(uint16_t *destination, int32_t buffer_length,
+                                       int32_t *length_out, const char *source);
+
 /* ---- scalar functions ---- */
 /*
  * The standard catalogue: the names, ids, argument counts and classes of
