@@ -357,6 +357,51 @@ KX_API int32_t kxstd_extract_from_long_buffer(LongBuffer *buffer, void *buf, int
    error. */
 KX_API int32_t kxstd_append_to_long_buffer(LongBuffer *buffer, const void *data, int32_t n);
 
+/*
+ * Long data in 64 bits (SQLLEN lengths and offsets). The total is kept in
+ * the LongBuffer's total_length (its low 32 bits, what the family's
+ * long_buffer_length reports) and unused1 (its high 32 bits, 0 for a buffer
+ * the family's routines filled); the read position in position_high and
+ * position_low. The octets lie in the buffer's file at their own offsets,
+ * and each routine here places the stream itself (fseeko with 64-bit
+ * offsets) before it reads or writes: appends always land after the last
+ * octet, reads at the position, whatever the stream's offset was. The
+ * 32-bit kxstd_ routines above work on the same totals and positions.
+ */
+/* The total number of octets appended; 0 for a null buffer. */
+KX_API int64_t kxstd_long_buffer_length(const LongBuffer *buffer);
+/* kxstd_append_to_long_buffer with a 64-bit length (KX_NTS for text): the
+   total may pass 4 GiB, up to INT64_MAX. KXSTD_OK, KXSTD_INVALID_LENGTH
+   (as kxstd_append_to_long_buffer, or a total past INT64_MAX) or
+   KXSTD_IO_ERROR (the octets could not be written and flushed; the total
+   is then as it was). */
+KX_API int32_t kxstd_append_to_long_buffer64(LongBuffer *buffer, const void *data, int64_t n);
+/* kxstd_extract_from_long_buffer with a 64-bit size and remaining count
+   (SQLGetData's BufferLength and StrLen_or_IndPtr): at most size - 1
+   octets and a terminator (size octets when binary), *remaining_out the
+   octets left before the call (-1 for a NULL value). 0 the last piece, 1 a
+   piece with more to come, 100 no data, -1 a read error (the position is
+   then as it was); a null buf or a size below 1 asks for the length alone
+   (1 when octets remain, 0 when none) and ends nothing. The 32-bit
+   kxstd_extract_from_long_buffer reports -4 (SQL_NO_TOTAL) when the octets
+   left do not fit 32 bits. */
+KX_API int32_t kxstd_extract_from_long_buffer64(LongBuffer *buffer, void *buf, int64_t size,
+                                                int64_t *remaining_out, int32_t binary);
+/* Moves the read position to an octet offset from 0 to the total; the next
+   extraction starts there (rewind_long_buffer is position 0). KXSTD_OK, or
+   KXSTD_INVALID_LENGTH for an offset outside that range or a null buffer. */
+KX_API int32_t kxstd_seek_long_buffer(LongBuffer *buffer, int64_t position);
+/* Cuts the data to its first length octets, or lengthens it with zero
+   octets (a file system that has holes stores none of them), and moves the
+   read position to 0: length 0 empties the buffer for new data. KXSTD_OK,
+   KXSTD_INVALID_LENGTH (a negative length, a null buffer) or
+   KXSTD_IO_ERROR (the file could not take that length). */
+KX_API int32_t kxstd_truncate_long_buffer(LongBuffer *buffer, int64_t length);
+/* file_seek with the whole 64-bit offset: fseeko(stream, offset,
+   SEEK_SET). 0, or -1 for a null stream, a negative offset or a failed
+   seek. */
+KX_API int32_t kxstd_file_seek(FILE *stream, int64_t offset);
+
 /* ---- profile store ---- */
 
 /* get_profile_string whose value (or default) is cut to output_size - 1
