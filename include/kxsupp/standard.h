@@ -497,6 +497,38 @@ KX_API char *kxstd_generate_connection_string(const ConnectionString *cs, char *
 KX_API int32_t kxstd_copy_nstr_bufferl(uint16_t *destination, int32_t buffer_length,
                                        int32_t *length_out, const char *source);
 
+/* ---- SQL types and driver buffers ---- */
+
+/* sql_to_value_type with a type for every ODBC SQL type the library can
+   hold: SQL_WCHAR (-8) and SQL_WVARCHAR (-9) are VALUE_STRING (the text in
+   UTF-8), SQL_WLONGVARCHAR (-10) VALUE_LONG_STRING, SQL_GUID (-11)
+   VALUE_STRING (its 36-character text), SQL_INTERVAL_DAY_TO_HOUR (108)
+   VALUE_INTERVAL_DS; every other type as sql_to_value_type. */
+KX_API int32_t kxstd_sql_to_value_type(int32_t sql_type);
+/* get_buffer_length knowing the same types: SQL_C_WCHAR / SQL_WCHAR (-8)
+   and SQL_WVARCHAR (-9) take the declared length (in octets, as the
+   application gives it), SQL_WLONGVARCHAR (-10) 0 as the long types,
+   SQL_C_GUID / SQL_GUID (-11) 16 (SQLGUID); every other type as
+   get_buffer_length. */
+KX_API int32_t kxstd_get_buffer_length(int32_t length, int32_t type);
+/* get_dm_length for the types kxstd_sql_to_value_type adds: SQL_WCHAR and
+   SQL_WVARCHAR hold at most 4 octets of UTF-8 per character of length,
+   SQL_WLONGVARCHAR 0 (long data lives in long buffers), SQL_GUID 36;
+   every other type as get_dm_length. -1 when a character or binary length
+   is negative or its octets would pass 2147483647. */
+KX_API int32_t kxstd_get_dm_length(int32_t sql_type, int32_t length);
+/* compare_dm by the rules of kxstd_compare_values, -1, 0 or 1 (NULL
+   first): texts blank-padded to the longer one ('ab' < 'abc', 'ab' =
+   'ab  '; a text ends at its length or at a zero octet before it),
+   binaries zero-padded over their data lengths, bigints by 64 bits,
+   datetimes, numerics and intervals by value, and buffers of different
+   types as typed values (text against a number or a datetime read as
+   one). Errors as kxstd_compare_values gives them (22018, 22007, 42000),
+   and KXSTD_INVALID_LENGTH (HY090) for a buffer whose length is shorter
+   than its type's payload: through the context, or 0 without one. */
+KX_API int32_t kxstd_compare_dm(const DmBuffer *left, const DmBuffer *right,
+                                EvalContext *context);
+
 /* ---- scalar functions ---- */
 /*
  * The standard catalogue: the names, ids, argument counts and classes of
