@@ -25,8 +25,9 @@
  * section, a line opening with another bracket ends one, "#" opens a
  * comment, and a key line is "key = value" split at its first "=" (the key
  * without its trailing blanks). So what is written is what the reader then
- * finds: a setting goes to the first section of its name, a key already
- * there is rewritten in the line the reader would take it from.
+ * finds: a setting goes to the section of its name that the reader reads,
+ * a key already there is rewritten in the line the reader would take it
+ * from.
  */
 #include "kxsupp/config.h"
 #include "kxsupp/standard.h"
@@ -140,7 +141,10 @@ Line next_line(const char *data, size_t size, size_t *pos)
     return line;
 }
 
-enum class LineKind { kComment, kSectionStart, kSectionEnd, kKey, kOther };
+// kIgnored: a header of the mode's kind without its closing bracket, which
+// the reader passes over; kOther: any other line of a section (a blank line
+// too), which marks the section as one with lines for the reader.
+enum class LineKind { kComment, kSectionStart, kSectionEnd, kIgnored, kKey, kOther };
 
 // A line as the reader sees it (up to its first zero octet, as the reader's
 // string functions do). For a section start, the name; for a key line, the
@@ -166,7 +170,7 @@ Parsed parse_line(const Line &line, Brackets brackets)
     if (n > 0 && t[0] == brackets.open) {
         const void *close = std::memchr(t + 1, brackets.close, n - 1);
         if (close == nullptr) {
-            p.kind = LineKind::kOther;  // the reader passes over it
+            p.kind = LineKind::kIgnored;
             return p;
         }
         p.kind = LineKind::kSectionStart;
@@ -269,48 +273,72 @@ struct Request {
     const char *value;
 };
 
-// Where the setting goes in the file: line numbers (from 0) of the first
-// section of the name, its key line to rewrite, and the line after which a
-// new key line is added. -1 where there is none.
+// Where the setting goes in the file: line numbers (from 0) of the section
+// of the name that the reader reads (the first that has lines, or else the
+// first), its key line to rewrite, and the line after which a new key line
+// is added. -1 where there is none.
 struct Plan {
     long header = -1;
     long rewrite = -1;
     long insert_after = -1;
 };
 
-Plan plan_setting(const char *data, size_t size, const Request &r)
-{
-    Plan plan;
+// The plan within one section: its header's line and what it holds.
+struct SectionPlan {
+    long header = -1;
+    bool has_lines = false;
     long first_match = -1;    // first key line of the key
     long first_valued = -1;   // first such line with a value: the reader's
     long last_key = -1;
-    bool in_first = false;
+};
+
+Plan plan_setting(const char *data, size_t size, const Request &r)
+{
+    SectionPlan first;    // the first section of the name
+    SectionPlan read;     // the first of the name that has lines
+    SectionPlan current;
+    bool in_target = false;
+    auto close_section = [&] {
+        if (!in_target)
+            return;
+        if (first.header < 0)
+            first = current;
+        if (read.header < 0 && current.has_lines)
+            read = current;
+        in_target = false;
+    };
     size_t pos = 0;
     for (long index = 0; pos < size; index++) {
         Line line = next_line(data, size, &pos);
         Parsed p = parse_line(line, r.brackets);
         if (p.kind == LineKind::kSectionStart || p.kind == LineKind::kSectionEnd) {
-            if (in_first)
-                break;
-            if (p.kind == LineKind::kSectionStart && plan.header < 0 &&
-                same_name(p.name, p.name_length, r.section)) {
-                plan.header = index;
-                in_first = true;
+            close_section();
+            if (p.kind == LineKind::kSectionStart && same_name(p.name, p.name_length, r.section)) {
+                current = SectionPlan{};
+                current.header = index;
+                in_target = true;
             }
             continue;
         }
-        if (!in_first || p.kind != LineKind::kKey)
+        if (!in_target || p.kind == LineKind::kComment || p.kind == LineKind::kIgnored)
             continue;
-        last_key = index;
+        current.has_lines = true;
+        if (p.kind != LineKind::kKey)
+            continue;
+        current.last_key = index;
         if (!same_name(p.name, p.name_length, r.key))
             continue;
-        if (first_match < 0)
-            first_match = index;
-        if (first_valued < 0 && !p.empty_value)
-            first_valued = index;
+        if (current.first_match < 0)
+            current.first_match = index;
+        if (current.first_valued < 0 && !p.empty_value)
+            current.first_valued = index;
     }
-    plan.rewrite = first_valued >= 0 ? first_valued : first_match;
-    plan.insert_after = last_key >= 0 ? last_key : plan.header;
+    close_section();
+    const SectionPlan &chosen = read.header >= 0 ? read : first;
+    Plan plan;
+    plan.header = chosen.header;
+    plan.rewrite = chosen.first_valued >= 0 ? chosen.first_valued : chosen.first_match;
+    plan.insert_after = chosen.last_key >= 0 ? chosen.last_key : chosen.header;
     return plan;
 }
 
@@ -329,8 +357,10 @@ void append_rewritten(Text *out, const Line &line, const Parsed &p, const char *
         append(out, "\n", 1);
 }
 
-// Builds the new contents for a setting; always a change.
-void edit_setting(Text *out, const char *data, size_t size, const Request &r)
+// Builds the new contents for a setting; always a change. False when the
+// rewritten key line would pass 255 octets (the reader would take it in
+// pieces).
+bool edit_setting(Text *out, const char *data, size_t size, const Request &r)
 {
     Plan plan = plan_setting(data, size, r);
     size_t pos = 0;
@@ -339,7 +369,10 @@ void edit_setting(Text *out, const char *data, size_t size, const Request &r)
     for (long index = 0; pos < size; index++) {
         Line line = next_line(data, size, &pos);
         if (index == plan.rewrite && plan.rewrite >= 0) {
-            append_rewritten(out, line, parse_line(line, r.brackets), r.value);
+            Parsed p = parse_line(line, r.brackets);
+            if (p.value_at + std::strlen(r.value) + (line.cr ? 1 : 0) > kMaxLine)
+                return false;
+            append_rewritten(out, line, p, r.value);
             continue;
         }
         append_line(out, line);
@@ -352,7 +385,7 @@ void edit_setting(Text *out, const char *data, size_t size, const Request &r)
         }
     }
     if (plan.header >= 0)
-        return;
+        return true;
     // A new section at the end, after a blank line.
     if (size > 0) {
         if (!last_ended)
@@ -367,6 +400,7 @@ void edit_setting(Text *out, const char *data, size_t size, const Request &r)
     append_str(out, close);
     append_ending(out, false);
     append_setting(out, r.key, r.value, false);
+    return true;
 }
 
 // Builds the new contents without a key (value null) or without a section
@@ -619,10 +653,17 @@ KX_API int32_t kxstd_set_profile_string(ProfileHandle *handle, int32_t mode, con
     }
     Text out;
     bool changed = true;
-    if (key != nullptr && value != nullptr)
-        edit_setting(&out, data, size, request);
-    else
+    if (key != nullptr && value != nullptr) {
+        if (!edit_setting(&out, data, size, request)) {
+            std::free(data);
+            std::free(out.data);
+            std::snprintf(handle->error, sizeof handle->error,
+                          "Refused to write to %s, the line would pass 255 octets", handle->path);
+            return -1;
+        }
+    } else {
         changed = edit_removal(&out, data, size, request);
+    }
     std::free(data);
     if (out.failed) {
         std::free(out.data);

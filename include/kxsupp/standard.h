@@ -424,9 +424,10 @@ KX_API char *kxstd_get_default(ProfileHandle *handle, const char *key, char *out
 /* Writes one setting as SQLWritePrivateProfileString does, rewriting only
    the line it concerns and keeping every other line of the file (other
    sections, comments, blank lines, their order and line endings):
-    - key and value: the key line of the first section of that name is
-      given the value (the line the reader takes it from: its first line of
-      the key with a value, else its first of the key); without one, a line
+    - key and value: the key line of the section of that name that the
+      reader reads (the first that has lines, else the first) is given the
+      value (the line the reader takes it from: its first line of the key
+      with a value, else its first of the key); without one, a line
       "key = value" is added after the section's last key line (after its
       header when it has none); without the section, "[section]" (in the
       mode's brackets) and the line are added at the end of the file,
@@ -446,7 +447,9 @@ KX_API char *kxstd_get_default(ProfileHandle *handle, const char *key, char *out
    written, or the setting cannot be read back as written (a null section,
    a line break in any text, a section that holds its closing bracket, a key
    that is empty, holds "=" or opens with "#" or a bracket, a line longer
-   than 255 octets); a refused write leaves the file untouched. */
+   than 255 octets, which the reader would take in pieces); a refused write
+   leaves the file untouched. Lines of the file longer than 255 octets are
+   kept, but looked at whole where the reader takes them in pieces. */
 KX_API int32_t kxstd_set_profile_string(ProfileHandle *handle, int32_t mode,
                                         const char *section, const char *key,
                                         const char *value);

@@ -313,6 +313,36 @@ TEST_F(RegistryStd, TheLineTheReaderTakesIsRewritten)
     EXPECT_STREQ(out, "9");
 }
 
+// Of two sections of one name the reader reads the first that has lines;
+// the setting goes there, so that no other key of the name is hidden.
+TEST_F(RegistryStd, TheSectionTheReaderReadsTakesTheSetting)
+{
+    write_file(path_, "[S]\n# empty\n[S]\nk2 = 2\n[T]\n");
+    ASSERT_EQ(kxstd_set_profile_string(handle_, 2, "S", "k", "1"), 0);
+    EXPECT_EQ(read_file(path_), "[S]\n# empty\n[S]\nk2 = 2\nk = 1\n[T]\n");
+    char out[4];
+    EXPECT_EQ(kxstd_get_profile_string(handle_, 2, "S", "k", "", out, 4), 1);
+    EXPECT_STREQ(out, "1");
+    EXPECT_EQ(kxstd_get_profile_string(handle_, 2, "S", "k2", "", out, 4), 1);
+    EXPECT_STREQ(out, "2");
+    // a header of the mode's kind without its closing bracket is passed over
+    write_file(path_, "[S]\n[broken\nk = 1\n");
+    ASSERT_EQ(kxstd_set_profile_string(handle_, 2, "S", "k", "2"), 0);
+    EXPECT_EQ(read_file(path_), "[S]\n[broken\nk = 2\n");
+}
+
+TEST_F(RegistryStd, ARewrittenLineMustStayWithinTheReadersLine)
+{
+    std::string file = "[A]\nKey" + std::string(240, ' ') + "= old\n";
+    write_file(path_, file);
+    EXPECT_EQ(kxstd_set_profile_string(handle_, 2, "A", "Key", "a value of 20 octets"), -1);
+    EXPECT_EQ(std::strncmp(registry_error(handle_), "Refused to write to ", 20), 0);
+    EXPECT_EQ(read_file(path_), file);
+    EXPECT_EQ(kxstd_set_profile_string(handle_, 2, "A", "Key", "new"), 0);
+    char out[8];
+    EXPECT_EQ(kxstd_get_profile_string(handle_, 2, "A", "Key", "", out, 8), 3);
+}
+
 TEST_F(RegistryStd, ANewKeyIsAddedAfterTheSectionsLastKeyLine)
 {
     write_file(path_, kFile);
