@@ -380,7 +380,7 @@ bool edit_setting(Text *out, const char *data, size_t size, const Request &r)
         last_blank = line.length == 0;
         if (plan.rewrite < 0 && index == plan.insert_after) {
             if (!line.nl)
-                append_ending(out, line.cr);
+                append_str(out, "\n");  // a last line ends (its "\r" is written)
             append_setting(out, r.key, r.value, line.cr);
         }
     }

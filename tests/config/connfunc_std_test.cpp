@@ -189,12 +189,15 @@ TEST_F(ConnfuncStd, GeneratedTextParsesBackIntoTheSamePairs)
     EXPECT_STREQ(untouched, "###");
 }
 
-// Whatever request fails, the status says so and the record holds whole
-// pairs only, as many as its count.
+// Whatever request fails, the record holds whole pairs only, as many as its
+// count: all of them when the status is KXSTD_OK (the library may have got
+// round the failure), the first few when it is KXSTD_NO_MEMORY.
 TEST_F(ConnfuncStd, MemoryRunningOutIsReported)
 {
     const char *text = "DSN=a;UID={b;c};PWD=p;APP=x;DATABASE=" "0123456789012345678901234567890123456789";
-    bool failed_once = false;
+    const Pairs all = standard(text, 0);
+    ASSERT_EQ(all.size(), 5u);
+    bool reported = false;
     for (long n = 0; n < 200; ++n) {
         MemHandle *mem = kx_mem_alloc_handle(nullptr);
         ASSERT_NE(mem, nullptr);
@@ -202,16 +205,22 @@ TEST_F(ConnfuncStd, MemoryRunningOutIsReported)
         kxtest::fail_request_after(n);
         int32_t status = kxstd_parse_connection_string(&cs, mem, text, KX_NTS, 0);
         bool failed = kxtest::stop_failing();
-        EXPECT_EQ(status, failed ? KXSTD_NO_MEMORY : KXSTD_OK) << n;
-        EXPECT_EQ(cs.count, ListCount(cs.pairs)) << n;
-        for (const auto &p : pairs_of(cs))
-            EXPECT_NE(p.second, "<null>");
+        Pairs got = pairs_of(cs);
+        EXPECT_EQ(cs.count, static_cast<int32_t>(got.size())) << n;
+        if (status == KXSTD_OK) {
+            EXPECT_EQ(got, all) << n;
+        } else {
+            EXPECT_EQ(status, KXSTD_NO_MEMORY) << n;
+            EXPECT_TRUE(failed) << n;
+            ASSERT_LT(got.size(), all.size()) << n;
+            EXPECT_EQ(got, Pairs(all.begin(), all.begin() + static_cast<long>(got.size()))) << n;
+            reported = true;
+        }
         kx_mem_release_handle(mem);
-        failed_once = failed_once || failed;
         if (!failed)
             break;
     }
-    EXPECT_TRUE(failed_once);
+    EXPECT_TRUE(reported);
 }
 
 }  // namespace

@@ -293,6 +293,10 @@ TEST_F(RegistryStd, ARewrittenLineKeepsItsSpacingAndLineEnding)
     write_file(path_, "[A]\r\nKey  =   old  \r\nNext = 1\r\n");
     ASSERT_EQ(kxstd_set_profile_string(handle_, 2, "A", "key", "new"), 0);
     EXPECT_EQ(read_file(path_), "[A]\r\nKey  =   new\r\nNext = 1\r\n");
+    // a last line without its line break gets one before the new line
+    write_file(path_, "[A]\r\nKey = 1\r");
+    ASSERT_EQ(kxstd_set_profile_string(handle_, 2, "A", "Other", "2"), 0);
+    EXPECT_EQ(read_file(path_), "[A]\r\nKey = 1\r\nOther = 2\r\n");
     // an empty value gets a blank after "=" when the line had one before
     write_file(path_, "[A]\nPort =\nPort=\n");
     ASSERT_EQ(kxstd_set_profile_string(handle_, 2, "A", "Port", "7"), 0);
