@@ -957,6 +957,16 @@ unsigned long profile_cache_hits()
     return cache_hit_count;
 }
 
+void profile_forget(const char *path)
+{
+    forget_path(path);
+}
+
+void profile_write_target(const char *path, char *out, size_t size)
+{
+    write_target(path, out, size);
+}
+
 }  // namespace kx
 
 extern "C" {

@@ -296,6 +296,10 @@ KX_API LongBuffer *clone_long_buffer(LongBuffer *buffer, MemHandle *handle)
     copy->position_high = buffer->position_high;
     copy->position_low = buffer->position_low;
     copy->total_length = buffer->total_length;
+    // the words this module does not read go with the record (the standard
+    // family keeps the high word of a 64-bit total in unused1)
+    copy->unused1 = buffer->unused1;
+    copy->unused2 = buffer->unused2;
     copy->null_flag = buffer->null_flag;
     std::memcpy(copy->area, buffer->area, sizeof copy->area);
     return copy;

@@ -263,7 +263,8 @@ typedef struct LongBuffer {
     uint32_t position_high;         /* octets already extracted */
     uint32_t position_low;
     int32_t total_length;           /* octets appended so far */
-    int32_t unused1;
+    int32_t unused1;                /* the high word of the total for the
+                                       kxstd_ long-data routines */
     char area[KX_LONG_AREA_SIZE];
     int32_t null_flag;              /* the driver's to set */
     FILE *stream;

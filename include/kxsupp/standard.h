@@ -20,7 +20,9 @@
  *  - kxstd_numeric_operation, kxstd_bigint_operation,
  *    kxstd_interval_operation and kxstd_compare_values for operators;
  *  - the kxstd_ literal builders, conversions, calendar, datetime and
- *    long-data routines below.
+ *    long-data routines below;
+ *  - the kxstd_ profile, connection-string, 16-bit copy, driver-buffer
+ *    and SQL-type routines below.
  * Nothing here changes a record a driver allocates, and the unprefixed
  * routines behave as before for every header not set with
  * kxstd_set_error_header.
@@ -354,6 +356,181 @@ KX_API int32_t kxstd_extract_from_long_buffer(LongBuffer *buffer, void *buf, int
    reports a failed write (KXSTD_IO_ERROR). Nothing is appended on an
    error. */
 KX_API int32_t kxstd_append_to_long_buffer(LongBuffer *buffer, const void *data, int32_t n);
+
+/*
+ * Long data in 64 bits (SQLLEN lengths and offsets). The total is kept in
+ * the LongBuffer's total_length (its low 32 bits, what the family's
+ * long_buffer_length reports) and unused1 (its high 32 bits, 0 for a buffer
+ * the family's routines filled); the read position in position_high and
+ * position_low. The octets lie in the buffer's file at their own offsets,
+ * and each routine here places the stream itself (fseeko with 64-bit
+ * offsets) before it reads or writes: appends always land after the last
+ * octet, reads at the position, whatever the stream's offset was. The
+ * 32-bit kxstd_ routines above work on the same totals and positions.
+ */
+/* The total number of octets appended; 0 for a null buffer. */
+KX_API int64_t kxstd_long_buffer_length(const LongBuffer *buffer);
+/* kxstd_append_to_long_buffer with a 64-bit length (KX_NTS for text): the
+   total may pass 4 GiB, up to INT64_MAX. KXSTD_OK, KXSTD_INVALID_LENGTH
+   (as kxstd_append_to_long_buffer, or a total past INT64_MAX) or
+   KXSTD_IO_ERROR (the octets could not be written and flushed; the total
+   is then as it was). */
+KX_API int32_t kxstd_append_to_long_buffer64(LongBuffer *buffer, const void *data, int64_t n);
+/* kxstd_extract_from_long_buffer with a 64-bit size and remaining count
+   (SQLGetData's BufferLength and StrLen_or_IndPtr): at most size - 1
+   octets and a terminator (size octets when binary), *remaining_out the
+   octets left before the call (-1 for a NULL value). 0 the last piece, 1 a
+   piece with more to come, 100 no data, -1 a read error (the position is
+   then as it was); a null buf or a size below 1 asks for the length alone
+   (1 when octets remain, 0 when none) and ends nothing. The 32-bit
+   kxstd_extract_from_long_buffer reports -4 (SQL_NO_TOTAL) when the octets
+   left do not fit 32 bits. */
+KX_API int32_t kxstd_extract_from_long_buffer64(LongBuffer *buffer, void *buf, int64_t size,
+                                                int64_t *remaining_out, int32_t binary);
+/* Moves the read position to an octet offset from 0 to the total; the next
+   extraction starts there (rewind_long_buffer is position 0). KXSTD_OK, or
+   KXSTD_INVALID_LENGTH for an offset outside that range or a null buffer. */
+KX_API int32_t kxstd_seek_long_buffer(LongBuffer *buffer, int64_t position);
+/* Cuts the data to its first length octets, or lengthens it with zero
+   octets (a file system that has holes stores none of them), and moves the
+   read position to 0: length 0 empties the buffer for new data. KXSTD_OK,
+   KXSTD_INVALID_LENGTH (a negative length, a null buffer) or
+   KXSTD_IO_ERROR (the file could not take that length). */
+KX_API int32_t kxstd_truncate_long_buffer(LongBuffer *buffer, int64_t length);
+/* file_seek with the whole 64-bit offset: fseeko(stream, offset,
+   SEEK_SET). 0, or -1 for a null stream, a negative offset or a failed
+   seek. */
+KX_API int32_t kxstd_file_seek(FILE *stream, int64_t offset);
+
+/* ---- profile store ---- */
+
+/* get_profile_string whose value (or default) is cut to output_size - 1
+   characters and terminated when it does not fit, as
+   SQLGetPrivateProfileString does: nothing is written for a size below 1,
+   only the terminator for size 1. A found value loses its trailing blanks
+   before it is cut. Returns the number of characters copied (without the
+   terminator), or -1 when the file cannot be opened (output then holds the
+   default, cut the same way; registry_error tells why). A reader installed
+   with set_ini_function answers data-source sections, its output
+   terminated at output_size - 1. A null output is allowed with a size
+   below 1. */
+KX_API int32_t kxstd_get_profile_string(ProfileHandle *handle, int32_t mode,
+                                        const char *section, const char *key,
+                                        const char *default_value, char *output,
+                                        int32_t output_size);
+/* get_default through kxstd_get_profile_string. Returns output. */
+KX_API char *kxstd_get_default(ProfileHandle *handle, const char *key, char *output,
+                               int32_t output_size);
+/* Writes one setting as SQLWritePrivateProfileString does, rewriting only
+   the line it concerns and keeping every other line of the file (other
+   sections, comments, blank lines, their order and line endings):
+    - key and value: the key line of the section of that name that the
+      reader reads (the first that has lines, else the first) is given the
+      value (the line the reader takes it from: its first line of the key
+      with a value, else its first of the key); without one, a line
+      "key = value" is added after the section's last key line (after its
+      header when it has none); without the section, "[section]" (in the
+      mode's brackets) and the line are added at the end of the file,
+      after a blank line;
+    - a null value: every line of the key in the sections of that name is
+      removed;
+    - a null key: the sections of that name are removed, each from its
+      header up to the next header.
+   A rewritten key line keeps its key, "=" and blanks as they were. The new
+   contents go to a new file in the file's directory, which is synced and
+   renamed over the file: a reader sees the old or the new file whole. The
+   file keeps its permission bits (and its owner where the writer may give
+   it); a missing file is made (0666 less the umask); a removal that finds
+   nothing leaves the file untouched; no backup is left. A symbolic link is
+   written through, as by set_profile_string. Returns 0, or -1 with the
+   error text set: the file cannot be read (or is larger than 64 MiB) or
+   written, or the setting cannot be read back as written (a null section,
+   a line break in any text, a section that holds its closing bracket, a key
+   that is empty, holds "=" or opens with "#" or a bracket, a line longer
+   than 255 octets, which the reader would take in pieces); a refused write
+   leaves the file untouched. Lines of the file longer than 255 octets are
+   kept, but looked at whole where the reader takes them in pieces. */
+KX_API int32_t kxstd_set_profile_string(ProfileHandle *handle, int32_t mode,
+                                        const char *section, const char *key,
+                                        const char *value);
+
+/* ---- connection strings ---- */
+
+/* parse_connection_string by ODBC's grammar for SQLDriverConnect: any
+   attribute's value may be given in braces, where it may hold ";" and "}}"
+   stands for one "}" (blanks between "=" and "{" are allowed; what follows
+   the closing brace up to the next ";" is passed over; an unclosed brace
+   takes the rest of the text); an empty attribute (";;", blanks only) and
+   a fragment without "=" are passed over; keywords lose their surrounding
+   blanks and compare without regard to case, and unbraced values are kept
+   as written. Pairs are made as parse_connection_string makes them
+   (append_pair: upper-cased keywords, a repeated keyword keeps its first
+   place and last value, DSN=DEFAULT added when no DSN, DRIVER or FILEDSN
+   is given and bit 0 of flags is clear), in handle. length is an octet
+   count or KX_NTS. KXSTD_OK, KXSTD_INVALID_LENGTH (a negative length other
+   than KX_NTS; the record is then empty), KXSTD_INVALID_ARGUMENT (a null
+   record) or KXSTD_NO_MEMORY (the pairs made so far stay). */
+KX_API int32_t kxstd_parse_connection_string(ConnectionString *cs, MemHandle *handle,
+                                             const char *text, int32_t length, int32_t flags);
+/* generate_connection_string whose text parses back into the same pairs
+   with kxstd_parse_connection_string: a value is braced (and its "}"
+   doubled) when it holds ";", "{" or "}" or begins or ends with a blank,
+   and always under DRIVER, SQITARGET... and REMOTESTRING...; a pair whose
+   keyword could not be read back (empty, holding "=" or ";", or with a
+   blank at an end) is left out. Otherwise as generate_connection_string: DRIVER
+   left out beside DSN, Description always, pieces that would pass size
+   characters dropped (the buffer holds size + 1 octets); an empty record
+   gives "" (buffer untouched). */
+KX_API char *kxstd_generate_connection_string(const ConnectionString *cs, char *buffer,
+                                              int32_t size);
+
+/* ---- 16-bit strings ---- */
+
+/* copy_nstr_bufferl for UTF-8 text: the source is decoded as UTF-8 into
+   UTF-16 code units (SQLWCHAR), a code point of planes 1 to 16 as a
+   surrogate pair and every maximal subpart of an ill-formed sequence as one
+   U+FFFD (an overlong form, a surrogate written in UTF-8 or a code point
+   past U+10FFFF one per octet). Counts are in code units: buffer_length
+   the buffer's room, *length_out the units of the whole source. The same
+   contract otherwise: a null source is empty; 0 when the whole text
+   fitted with its terminator, 1 when it was cut; a cut keeps at most
+   buffer_length - 1 units and never splits a surrogate pair; a buffer of
+   at least one unit is always terminated, a null one or a length below 1
+   is not written. */
+KX_API int32_t kxstd_copy_nstr_bufferl(uint16_t *destination, int32_t buffer_length,
+                                       int32_t *length_out, const char *source);
+
+/* ---- SQL types and driver buffers ---- */
+
+/* sql_to_value_type with a type for every ODBC SQL type the library can
+   hold: SQL_WCHAR (-8) and SQL_WVARCHAR (-9) are VALUE_STRING (the text in
+   UTF-8), SQL_WLONGVARCHAR (-10) VALUE_LONG_STRING, SQL_GUID (-11)
+   VALUE_STRING (its 36-character text), SQL_INTERVAL_DAY_TO_HOUR (108)
+   VALUE_INTERVAL_DS; every other type as sql_to_value_type. */
+KX_API int32_t kxstd_sql_to_value_type(int32_t sql_type);
+/* get_buffer_length knowing the same types: SQL_C_WCHAR / SQL_WCHAR (-8)
+   and SQL_WVARCHAR (-9) take the declared length (in octets, as the
+   application gives it), SQL_WLONGVARCHAR (-10) 0 as the long types,
+   SQL_C_GUID / SQL_GUID (-11) 16 (SQLGUID); every other type as
+   get_buffer_length. */
+KX_API int32_t kxstd_get_buffer_length(int32_t length, int32_t type);
+/* get_dm_length for the types kxstd_sql_to_value_type adds: SQL_WCHAR and
+   SQL_WVARCHAR hold at most 4 octets of UTF-8 per character of length,
+   SQL_WLONGVARCHAR 0 (long data lives in long buffers), SQL_GUID 36;
+   every other type as get_dm_length. -1 when a character or binary length
+   is negative or its octets would pass 2147483647. */
+KX_API int32_t kxstd_get_dm_length(int32_t sql_type, int32_t length);
+/* compare_dm by the rules of kxstd_compare_values, -1, 0 or 1 (NULL
+   first): texts blank-padded to the longer one ('ab' < 'abc', 'ab' =
+   'ab  '; a text ends at its length or at a zero octet before it),
+   binaries zero-padded over their data lengths, bigints by 64 bits,
+   datetimes, numerics and intervals by value, and buffers of different
+   types as typed values (text against a number or a datetime read as
+   one). Errors as kxstd_compare_values gives them (22018, 22007, 42000),
+   and KXSTD_INVALID_LENGTH (HY090) for a buffer whose length is shorter
+   than its type's payload: through the context, or 0 without one. */
+KX_API int32_t kxstd_compare_dm(const DmBuffer *left, const DmBuffer *right,
+                                EvalContext *context);
 
 /* ---- scalar functions ---- */
 /*

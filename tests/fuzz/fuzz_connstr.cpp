@@ -13,6 +13,11 @@
 // application form is the longest run of whole pieces within the size, the
 // pass-on form every pair but ODBCDM, the attribute list zero-separated
 // within its size; no generator writes past its buffer; and generated text
+// parses back into the same pairs. The standard parser
+// (kxstd_parse_connection_string) gives the pairs of ODBC's grammar kept
+// here as a second model (braces for every value, "}}" for a brace, empty
+// attributes and fragments without "=" passed over, keywords trimmed), and
+// kxstd_generate_connection_string writes within its size a text that it
 // parses back into the same pairs.
 #include <strings.h>
 
@@ -113,6 +118,67 @@ Model model_parse(const std::string &text, int32_t flags)
         model_append(&m, keyword, value);
     }
     if (!has_source && (flags & 1) == 0)
+        model_append(&m, "DSN", "DEFAULT");
+    return m;
+}
+
+// The standard parser's pairs: ODBC's grammar for SQLDriverConnect.
+std::string trimmed(const std::string &s)
+{
+    size_t a = 0, b = s.size();
+    while (a < b && std::isspace(static_cast<unsigned char>(s[a])))
+        ++a;
+    while (b > a && std::isspace(static_cast<unsigned char>(s[b - 1])))
+        --b;
+    return s.substr(a, b - a);
+}
+
+Model model_standard_parse(const std::string &text, int32_t flags)
+{
+    Model m;
+    std::string t = text.substr(0, std::strlen(text.c_str()));
+    bool any = false, named = false;
+    size_t i = 0;
+    while (i < t.size()) {
+        size_t stop = t.find_first_of("=;", i);
+        if (stop == std::string::npos || t[stop] == ';') {
+            i = stop == std::string::npos ? t.size() : stop + 1;
+            continue;
+        }
+        std::string keyword = trimmed(t.substr(i, stop - i));
+        size_t brace = stop + 1;
+        while (brace < t.size() && std::isspace(static_cast<unsigned char>(t[brace])))
+            ++brace;
+        std::string value;
+        size_t end;
+        if (brace < t.size() && t[brace] == '{') {
+            size_t q = brace + 1;
+            while (q < t.size()) {
+                if (t[q] == '}') {
+                    if (q + 1 < t.size() && t[q + 1] == '}') {
+                        value += '}';
+                        q += 2;
+                        continue;
+                    }
+                    ++q;
+                    break;
+                }
+                value += t[q++];
+            }
+            end = t.find(';', q);
+        } else {
+            end = t.find(';', stop + 1);
+            value = t.substr(stop + 1, (end == std::string::npos ? t.size() : end) - (stop + 1));
+        }
+        i = end == std::string::npos ? t.size() : end + 1;
+        if (keyword.empty())
+            continue;
+        any = true;
+        if (same(keyword, "DSN") || same(keyword, "DRIVER") || same(keyword, "FILEDSN"))
+            named = true;
+        model_append(&m, keyword, value);
+    }
+    if (any && !named && (flags & 1) == 0)
         model_append(&m, "DSN", "DEFAULT");
     return m;
 }
@@ -301,6 +367,45 @@ void check_application_round_trip(const ConnectionString &cs, const Model &m, Me
                describe(got).c_str(), describe(expected).c_str());
 }
 
+// The standard parser against its model, and its generator's text parsed
+// back (DRIVER beside DSN and Description are never generated).
+void check_standard(const std::string &text, int32_t length, int32_t flags, uint8_t size_pick,
+                    MemHandle *mem)
+{
+    ConnectionString cs;
+    int32_t status = kxstd_parse_connection_string(&cs, mem, text.data(), length, flags);
+    FUZZ_CHECK(status == KXSTD_OK, "kxstd_parse_connection_string: %d", status);
+    Model m = model_standard_parse(text.substr(0, static_cast<size_t>(length)), flags);
+    check_same(cs, m, "kxstd_parse_connection_string");
+
+    bool has_dsn = false;
+    for (const auto &p : m.pairs)
+        has_dsn = has_dsn || same(p.first, "DSN");
+    Pairs expected;
+    for (const auto &p : m.pairs)
+        if (!(has_dsn && same(p.first, "DRIVER")) && !same(p.first, "Description"))
+            expected.push_back(p);
+    std::vector<char> whole(2 * text.size() + 64);
+    const char *generated = kxstd_generate_connection_string(
+        &cs, whole.data(), static_cast<int32_t>(whole.size() - 1));
+    ConnectionString again;
+    init_con_str(&again);
+    FUZZ_CHECK(kxstd_parse_connection_string(&again, mem, generated, KX_NTS, 1) == KXSTD_OK,
+               "parse of the generated text");
+    Pairs got = pairs_of(again);
+    FUZZ_CHECK(got == (m.count == 0 ? Pairs{} : expected), "[%s] parsed back as %s, expected %s",
+               generated, describe(got).c_str(), describe(expected).c_str());
+    // a smaller size: whole pieces only, nothing past size + 1 octets
+    int32_t size = static_cast<int32_t>(std::strlen(generated) * size_pick / 255);
+    kxfuzz::Guarded buffer(static_cast<size_t>(size) + 1);
+    const char *cut = kxstd_generate_connection_string(&cs, buffer.data(), size);
+    FUZZ_CHECK(buffer.guard_intact(), "kxstd_generate_connection_string wrote past %d + 1", size);
+    FUZZ_CHECK(std::strlen(cut) <= static_cast<size_t>(size) &&
+                   std::strncmp(cut, generated, std::strlen(cut)) == 0 &&
+                   (cut[0] == '\0' || cut[std::strlen(cut) - 1] == ';'),
+               "[%s] is no run of whole pieces of [%s] within %d", cut, generated, size);
+}
+
 void check_lookup(const ConnectionString &cs, const Model &m, const std::string &keyword)
 {
     const char *got = get_attribute_value(&cs, keyword.c_str());
@@ -448,6 +553,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     check_same(cs, m, "parse_connection_string");
     check_pass_on_round_trip(cs, m, mem);
     check_application_round_trip(cs, m, mem);
+    check_standard(first, length, flags & 1, operations, mem);
+    check_standard(second, static_cast<int32_t>(second.size()), (flags >> 2) & 1,
+                   static_cast<uint8_t>(operations * 7), mem);
 
     ConnectionString source;
     init_con_str(&source);

@@ -19,6 +19,13 @@
 // keeps the old file as the "~" backup, and a setting written into a section
 // that has lines is read back; a missing file reads as the default with -1
 // and an error text.
+// The standard store on the same input: kxstd_get_profile_string gives the
+// model's value (trailing blanks gone) or the default, cut to the size less
+// one and terminated, and counts what it copied; kxstd_set_profile_string,
+// on a copy of the image, either refuses (and leaves the file as it was) or
+// writes a setting that reads back, and every other setting of the file
+// reads as before (where every section name of the mode's kind is used once
+// and no line passes 254 octets, the reader taking longer lines in pieces).
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -191,6 +198,131 @@ void check_read(ProfileHandle *h, const std::string &image, int32_t mode,
                static_cast<int>(want.size()), want.c_str());
 }
 
+std::string without_trailing_blanks(std::string s)
+{
+    while (!s.empty() && blank(s.back()))
+        s.pop_back();
+    return s;
+}
+
+void check_standard_read(ProfileHandle *h, const std::string &image, int32_t mode,
+                         const std::string &section, const std::string &key,
+                         const std::string &default_value, int32_t size)
+{
+    kxfuzz::Guarded output(static_cast<size_t>(size));
+    int32_t copied = kxstd_get_profile_string(h, mode, section.c_str(), key.c_str(),
+                                              default_value.c_str(), output.data(), size);
+    FUZZ_CHECK(output.guard_intact(), "kxstd_get_profile_string wrote past %d octets", size);
+    std::string value;
+    std::string whole = model_lookup(image, mode, section, key, &value)
+                            ? without_trailing_blanks(value)
+                            : default_value.substr(0, std::strlen(default_value.c_str()));
+    std::string want = whole.substr(0, static_cast<size_t>(size - 1));
+    FUZZ_CHECK(copied == static_cast<int32_t>(want.size()) &&
+                   std::memcmp(output.data(), want.c_str(), want.size() + 1) == 0,
+               "standard read [%s] %s: %d [%.*s], expected [%s]", section.c_str(), key.c_str(),
+               copied, size, output.data(), want.c_str());
+}
+
+// The settings of a file: each key line of a section of the mode's kind, as
+// (section, key); empty when a section name is used twice or a line is
+// longer than the reader's pieces.
+std::vector<std::pair<std::string, std::string>> settings_of(const std::string &image,
+                                                             int32_t mode, bool *simple)
+{
+    char open = kOpen[bracket_index(mode)], close = kClose[bracket_index(mode)];
+    std::vector<std::pair<std::string, std::string>> settings;
+    std::vector<std::string> names;
+    std::string current;
+    bool in_section = false;
+    *simple = true;
+    for (const std::string &line : line_pieces(image)) {
+        if (line.size() >= 254)
+            *simple = false;
+        if (!line.empty() && line[0] == '#')
+            continue;
+        if (!line.empty() && line[0] == open) {
+            size_t end = line.find(close, 1);
+            if (end == std::string::npos)
+                continue;
+            current = line.substr(1, end - 1);
+            for (const std::string &n : names)
+                if (same(n, current))
+                    *simple = false;
+            names.push_back(current);
+            in_section = true;
+            continue;
+        }
+        if (!line.empty() && is_header_start(line[0])) {
+            in_section = false;
+            continue;
+        }
+        size_t equals = line.find('=');
+        if (in_section && equals != std::string::npos && settings.size() < 24) {
+            std::string k = line.substr(0, equals);
+            while (!k.empty() && blank(k.back()))
+                k.pop_back();
+            settings.emplace_back(current, k);
+        }
+    }
+    return settings;
+}
+
+void check_standard_write(const std::string &dir, const std::string &image, int32_t mode,
+                          const std::string &section, const std::string &key,
+                          const std::string &value, uint8_t what)
+{
+    const std::string path = dir + "/standard.ini";
+    if (!kxfuzz::write_whole_file(path, image))
+        return;
+    ProfileHandle *h = open_registry();
+    if (h == nullptr)
+        return;
+    set_config(h, path.c_str());
+    bool simple = false;
+    auto settings = settings_of(image, mode, &simple);
+    auto read = [&](const std::string &s, const std::string &k) {
+        std::vector<char> out(300, 'x');
+        kxstd_get_profile_string(h, mode, s.c_str(), k.c_str(), "<none>", out.data(), 300);
+        return std::string(out.data());
+    };
+    std::vector<std::string> before;
+    for (const auto &sk : settings)
+        before.push_back(read(sk.first, sk.second));
+    // a setting, or now and then the removal of the key or the section
+    const char *k = (what & 7) == 0 ? nullptr : key.c_str();
+    const char *v = (what & 7) <= 1 ? nullptr : value.c_str();
+    int32_t written = kxstd_set_profile_string(h, mode, section.c_str(), k, v);
+    if (written != 0) {
+        FUZZ_CHECK(std::strncmp(registry_error(h), "Refused to write to ", 20) == 0,
+                   "the standard write failed: %s", registry_error(h));
+        FUZZ_CHECK(kxfuzz::read_whole_file(path) == image, "a refused write leaves the file");
+        close_registry(h);
+        return;
+    }
+    if (k != nullptr && v != nullptr && simple) {
+        size_t first = 0;
+        while (first < value.size() && blank(value[first]))
+            ++first;
+        std::string expected = without_trailing_blanks(value.substr(first));
+        if (!expected.empty() && !blank(key.back()))
+            FUZZ_CHECK(read(section, key) == expected, "wrote [%s] = [%s] in [%s], read back [%s]",
+                       key.c_str(), value.c_str(), section.c_str(), read(section, key).c_str());
+    }
+    if (k != nullptr && v == nullptr && simple)
+        FUZZ_CHECK(read(section, key) == "<none>", "a removed key reads as the default");
+    if (simple)
+        for (size_t i = 0; i < settings.size(); ++i) {
+            if (same(settings[i].first, section) && (k == nullptr || same(settings[i].second, key)))
+                continue;
+            FUZZ_CHECK(read(settings[i].first, settings[i].second) == before[i],
+                       "[%s] %s changed by a write of [%s] %s", settings[i].first.c_str(),
+                       settings[i].second.c_str(), section.c_str(), key.c_str());
+        }
+    close_registry(h);
+    unlink(path.c_str());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -218,6 +350,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     set_config(h, path.c_str());
 
     check_read(h, image, mode, section, key, default_value, output_size);
+    check_standard_read(h, image, mode, section, key, default_value, output_size);
+    check_standard_write(dir, image, mode, section, key, value,
+                         static_cast<uint8_t>(output_size + image.size()));
 
     // get_default: the data source's section when one is set, else {default}
     // (an empty name is no data source).
