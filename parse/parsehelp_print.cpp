@@ -2,7 +2,11 @@
 // that pass a statement, or a condition of one, on to a back end.
 //
 // Exports sql92_print_parse_tree, sql92_print_expression and
-// sql92_print_expression_ex; everything else here has file scope.
+// sql92_print_expression_ex, the family's printing, and their kxstd_
+// counterparts, the standard printing (include/kxsupp/standard.h): the same
+// machinery, where a few node printers and the literals (in
+// parsehelp_print_std.cpp) print valid SQL-92 in place of the family's
+// texts. Everything else here has file scope.
 //
 // A tree is made of ParseNode records: a kind, then fields 1, 2, 3, ...
 // (field N is field[N - 1]) holding children, List pointers, integers, flags
@@ -30,7 +34,9 @@
 #include "kxsupp/functions.h"
 #include "kxsupp/memory.h"
 #include "kxsupp/parse.h"
+#include "kxsupp/standard.h"
 #include "kxsupp/values.h"
+#include "parse/parsehelp_print_std.h"
 
 namespace {
 
@@ -41,9 +47,10 @@ constexpr size_t kEmitArea = KX_PRINT_PIECE_SIZE;
 // text from the tree can never be mistaken for a format.
 struct Fixed {
     const char *text;
+    uint16_t length;
 
     template <size_t N>
-    consteval Fixed(const char (&literal)[N]) : text(literal)
+    consteval Fixed(const char (&literal)[N]) : text(literal), length(N - 1)
     {
         static_assert(N <= kEmitArea, "a fixed text must fit the emit area");
     }
@@ -136,13 +143,10 @@ void emit_one(PrintCallback callback, const PrintContext *context, const char *f
     callback(area, context->user_data);
 }
 
-// A format with one "%d" expanded with n.
-void emit_number(PrintCallback callback, const PrintContext *context, const char *format,
-                 int32_t n)
+// The decimal text of n at the end of digits; returns where it starts.
+char *decimal_text(char (&digits)[12], int32_t n)
 {
-    char digits[12];
-    char *end = digits + sizeof digits;
-    char *start = end;
+    char *start = digits + sizeof digits;
     uint32_t magnitude = n < 0 ? 0u - static_cast<uint32_t>(n) : static_cast<uint32_t>(n);
     do {
         *--start = static_cast<char>('0' + magnitude % 10);
@@ -150,7 +154,16 @@ void emit_number(PrintCallback callback, const PrintContext *context, const char
     } while (magnitude != 0);
     if (n < 0)
         *--start = '-';
-    emit_one(callback, context, format, start, static_cast<size_t>(end - start));
+    return start;
+}
+
+// A format with one "%d" expanded with n.
+void emit_number(PrintCallback callback, const PrintContext *context, const char *format,
+                 int32_t n)
+{
+    char digits[12];
+    char *start = decimal_text(digits, n);
+    emit_one(callback, context, format, start, static_cast<size_t>(digits + sizeof digits - start));
 }
 
 // Operator texts by operator code (1 to 12); codes 2 and 6 (binary and unary
@@ -181,6 +194,7 @@ enum class StepKind : uint8_t {
 
 struct Step {
     StepKind kind;
+    uint16_t length;  // of text: a fixed text, or kEntries' separator
     int32_t number;
     const char *text;
     const void *item;
@@ -192,10 +206,16 @@ constexpr size_t kInlineSteps = 128;
 // Direct calls for first children, at most this many active at a time.
 constexpr int kMaxNesting = 16;
 
+// Two printings share this machinery. The family's hands every piece to the
+// callback as it is made. The standard one (kxstd_sql92_print_*) prints what
+// the tree means as valid SQL-92 where the family keeps its own texts, and
+// gathers its pieces in an area of the printer, handing it to the callback
+// whenever the next piece does not fit and once at the end: a few calls for
+// a whole statement, each with a text shorter than KX_PRINT_PIECE_SIZE.
 class Printer {
 public:
-    Printer(PrintCallback callback, void *user_data, int32_t mode)
-        : callback_(callback), context_{user_data, mode}
+    Printer(PrintCallback callback, void *user_data, int32_t mode, bool standard)
+        : callback_(callback), context_{user_data, mode}, standard_(standard)
     {
     }
     ~Printer()
@@ -231,16 +251,69 @@ public:
     }
 
     int32_t mode() const { return context_.mode; }
+    bool standard() const { return standard_; }
     PrintCallback callback() const { return callback_; }
     const PrintContext *context() const { return &context_; }
+
+    // ---- output ----
+
+    // A fixed text of this file (zero-terminated, of the given length).
+    void put(const char *text, size_t length)
+    {
+        if (standard_)
+            append(text, length);
+        else
+            callback_(text, context_.user_data);
+    }
+    // A text taken from the tree, of any length: the family's slices or the
+    // standard area.
+    void put_tree_text(const char *text, size_t length);
+    // A format of one "%d" or "%s" (a Format's text) with insert in its
+    // place.
+    void put_one(const char *format, const char *insert, size_t insert_length);
+    void put_number(const char *format, int32_t n);
+
+    // The standard printing's area: text added to it, room for n octets
+    // (at most kEmitArea - 1) that a writer fills and then commits, and the
+    // area handed to the callback.
+    void append(const char *text, size_t length)
+    {
+        if (length < kEmitArea - used_) {
+            std::memcpy(area_ + used_, text, length);
+            used_ += length;
+        } else {
+            append_long(text, length);
+        }
+    }
+    char *room(size_t n)
+    {
+        if (n >= kEmitArea - used_)
+            flush();
+        return area_ + used_;
+    }
+    void commit(size_t n) { used_ += n; }
+    void flush()
+    {
+        if (used_ == 0)
+            return;
+        area_[used_] = '\0';
+        callback_(area_, context_.user_data);
+        used_ = 0;
+    }
 
 private:
     [[gnu::cold]] bool grow();
     void next_entry(const Step &step);
     void next_extract_entry(const Step &step);
+    void append_long(const char *text, size_t length);
 
     PrintCallback callback_;
     PrintContext context_;
+    bool standard_;
+    // The standard printing's text not yet handed on: used_ octets, always
+    // fewer than kEmitArea so that the terminator fits.
+    size_t used_ = 0;
+    char area_[kEmitArea];
     Step inline_steps_[kInlineSteps];
     Step *steps_ = inline_steps_;
     size_t count_ = 0;
@@ -248,6 +321,48 @@ private:
     bool stopped_ = false;
     int nesting_ = 0;
 };
+
+void Printer::append_long(const char *text, size_t length)
+{
+    while (length > 0) {
+        size_t free = kEmitArea - 1 - used_;
+        size_t slice = length < free ? length : free;
+        std::memcpy(area_ + used_, text, slice);
+        used_ += slice;
+        text += slice;
+        length -= slice;
+        if (length > 0)
+            flush();
+    }
+}
+
+void Printer::put_tree_text(const char *text, size_t length)
+{
+    if (standard_)
+        append(text, length);
+    else
+        emit_text(callback_, &context_, text, length);
+}
+
+void Printer::put_one(const char *format, const char *insert, size_t insert_length)
+{
+    if (!standard_) {
+        emit_one(callback_, &context_, format, insert, insert_length);
+        return;
+    }
+    const char *conversion = std::strchr(format, '%');
+    append(format, static_cast<size_t>(conversion - format));
+    append(insert, insert_length);
+    const char *tail = conversion + 2;
+    append(tail, std::strlen(tail));
+}
+
+void Printer::put_number(const char *format, int32_t n)
+{
+    char digits[12];
+    char *start = decimal_text(digits, n);
+    put_one(format, start, static_cast<size_t>(digits + sizeof digits - start));
+}
 
 inline bool is_leaf_kind(uint32_t kind);
 
@@ -271,20 +386,23 @@ public:
     Plan(const Plan &) = delete;
     Plan &operator=(const Plan &) = delete;
 
-    Plan &text(Fixed fixed) { return add_piece({StepKind::kText, 0, fixed.text, nullptr}); }
+    Plan &text(Fixed fixed)
+    {
+        return add_piece({StepKind::kText, fixed.length, 0, fixed.text, nullptr});
+    }
     Plan &node(intptr_t field)
     {
         if (field == 0)
             return *this;
-        return add_node({StepKind::kNode, 0, nullptr, reinterpret_cast<const void *>(field)});
+        return add_node({StepKind::kNode, 0, 0, nullptr, reinterpret_cast<const void *>(field)});
     }
     Plan &number(Format format, intptr_t value)
     {
-        return add_piece({StepKind::kNumber, static_cast<int32_t>(value), format.text, nullptr});
+        return add_piece({StepKind::kNumber, 0, static_cast<int32_t>(value), format.text, nullptr});
     }
     Plan &oper(Format format, intptr_t code)
     {
-        return add_piece({StepKind::kOperator, static_cast<int32_t>(code), format.text, nullptr});
+        return add_piece({StepKind::kOperator, 0, static_cast<int32_t>(code), format.text, nullptr});
     }
     // The entries of a List, separator after each but the last.
     Plan &list(const List *list, Fixed separator)
@@ -292,7 +410,7 @@ public:
         const ListElement *first = ListFirst(list);
         if (first == nullptr)
             return *this;
-        return keep({StepKind::kEntries, 0, separator.text, first});
+        return keep({StepKind::kEntries, separator.length, 0, separator.text, first});
     }
     // The entries of the list node in field; a child of another kind prints
     // as itself.
@@ -395,14 +513,14 @@ Plan &Plan::extract_entries(intptr_t list_field)
     const ListElement *first = ListFirst(list_of(node));
     if (first == nullptr)
         return *this;
-    return keep({StepKind::kExtractEntries, 0, nullptr, first});
+    return keep({StepKind::kExtractEntries, 0, 0, nullptr, first});
 }
 
 // ---- leaves ----
 
-void emit_fixed(const Printer &p, Fixed fixed)
+void emit_fixed(Printer &p, Fixed fixed)
 {
-    p.callback()(fixed.text, p.context()->user_data);
+    p.put(fixed.text, fixed.length);
 }
 
 // The longest "%f" of a double: a sign, 309 integer digits, the point and
@@ -415,7 +533,7 @@ static_assert(kLongestFixedDouble < kEmitArea);
 // "%f" of a finite double always has a point before the zeros it strips
 // (so the stripping stops at it and the first character stays), and "inf"
 // and "nan" end in no zero or point.
-void print_double(const Printer &p, double d)
+void print_double(Printer &p, double d)
 {
     char area[kEmitArea];
     size_t length = static_cast<size_t>(std::snprintf(area, sizeof area, "%f", d));
@@ -429,7 +547,7 @@ void print_double(const Printer &p, double d)
 
 // A string literal, one character a piece: quotes doubled, up to the
 // value's length or its first zero byte, then "' ".
-void print_string(const Printer &p, const Value *value)
+void print_string(Printer &p, const Value *value)
 {
     emit_fixed(p, "'");
     const char *text = value->payload.text;
@@ -446,7 +564,7 @@ void print_string(const Printer &p, const Value *value)
 }
 
 // Hexadecimal literal of the octets held (the data length), two digits each.
-void print_binary(const Printer &p, const Value *value)
+void print_binary(Printer &p, const Value *value)
 {
     emit_fixed(p, "X'");
     for (int32_t i = 0; value->payload.bytes != nullptr && i < value->data_length; ++i)
@@ -456,14 +574,14 @@ void print_binary(const Printer &p, const Value *value)
 
 // The value's own rendering (numeric, bit, interval literal), bounded by
 // the area.
-void print_rendered(const Printer &p, const Value *value, Fixed format)
+void print_rendered(Printer &p, const Value *value, Fixed format)
 {
     char area[kEmitArea];
     const char *text = value_as_text_n(value, area, sizeof area, nullptr);
     emit(p.callback(), p.context(), format.text, text);
 }
 
-void print_value(const Printer &p, const Value *value)
+void print_value(Printer &p, const Value *value)
 {
     const ValuePayload &v = value->payload;
     switch (value->type) {
@@ -526,9 +644,74 @@ void print_value(const Printer &p, const Value *value)
     }
 }
 
+// ---- standard leaves ----
+
+// A string literal in the standard printing: the text up to the value's
+// length or its first zero byte, every quote doubled, whole runs at a time.
+void print_string_std(Printer &p, const Value *value)
+{
+    p.append("'", 1);
+    const char *text = value->payload.text;
+    size_t length = text != nullptr && value->length > 0 ? static_cast<size_t>(value->length) : 0;
+    const void *zero = length > 0 ? std::memchr(text, '\0', length) : nullptr;
+    if (zero != nullptr)
+        length = static_cast<size_t>(static_cast<const char *>(zero) - text);
+    while (length > 0) {
+        const char *quote = static_cast<const char *>(std::memchr(text, '\'', length));
+        if (quote == nullptr) {
+            p.append(text, length);
+            break;
+        }
+        size_t run = static_cast<size_t>(quote - text) + 1;  // the quote included
+        p.append(text, run);
+        p.append("'", 1);
+        text += run;
+        length -= run;
+    }
+    p.append("' ", 2);
+}
+
+// X'...' with two upper-case hexadecimal digits an octet.
+void print_binary_std(Printer &p, const Value *value)
+{
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    constexpr size_t kChunk = 256;  // octets written into the area at a time
+    p.append("X'", 2);
+    const unsigned char *bytes = value->payload.bytes;
+    size_t length = bytes != nullptr && value->data_length > 0
+                        ? static_cast<size_t>(value->data_length) : 0;
+    while (length > 0) {
+        size_t n = length < kChunk ? length : kChunk;
+        char *out = p.room(2 * n);
+        for (size_t i = 0; i < n; ++i) {
+            out[2 * i] = kHex[bytes[i] >> 4];
+            out[2 * i + 1] = kHex[bytes[i] & 15];
+        }
+        p.commit(2 * n);
+        bytes += n;
+        length -= n;
+    }
+    p.append("'", 1);
+}
+
+void print_value_std(Printer &p, const Value *value)
+{
+    if (kx::sqlprint::literal_is_bounded(value)) {
+        char *out = p.room(kx::sqlprint::kLiteralRoom);
+        p.commit(kx::sqlprint::standard_literal(value, out));
+    } else if (value->type == VALUE_STRING) {
+        print_string_std(p, value);
+    } else {
+        print_binary_std(p, value);
+    }
+}
+
 void print_value_node(Printer &p, const ParseNode *node)
 {
-    print_value(p, reinterpret_cast<const Value *>(node));
+    if (p.standard())
+        print_value_std(p, reinterpret_cast<const Value *>(node));
+    else
+        print_value(p, reinterpret_cast<const Value *>(node));
 }
 
 void print_dynamic_parameter(Printer &p, const ParseNode *)
@@ -542,6 +725,29 @@ void print_identifier(Printer &p, const ParseNode *node)
 {
     const char *text = reinterpret_cast<const char *>(field(node, 1));
     size_t length = text != nullptr ? std::strlen(text) : 0;
+    if (p.standard()) {
+        if (field(node, 2) == 0) {
+            if (length > 0)
+                p.append(text, length);
+            return;
+        }
+        // A delimited identifier: a double quote inside it is written twice.
+        p.append("\"", 1);
+        while (length > 0) {
+            const char *quote = static_cast<const char *>(std::memchr(text, '"', length));
+            if (quote == nullptr) {
+                p.append(text, length);
+                break;
+            }
+            size_t run = static_cast<size_t>(quote - text) + 1;
+            p.append(text, run);
+            p.append("\"", 1);
+            text += run;
+            length -= run;
+        }
+        p.append("\"", 1);
+        return;
+    }
     if (field(node, 2) == 0) {
         if (length < kEmitArea)
             p.callback()(text != nullptr ? text : "", p.context()->user_data);
@@ -564,14 +770,22 @@ void print_default_option(Printer &p, const ParseNode *node)
         emit_fixed(p, " DEFAULT ");
 }
 
+// The standard printing leaves out the optional WORK, which some back ends
+// (SQLite) do not take.
 void print_commit(Printer &p, const ParseNode *)
 {
-    emit_fixed(p, "COMMIT WORK ");
+    if (p.standard())
+        emit_fixed(p, "COMMIT ");
+    else
+        emit_fixed(p, "COMMIT WORK ");
 }
 
 void print_rollback(Printer &p, const ParseNode *)
 {
-    emit_fixed(p, "ROLLBACK WORK ");
+    if (p.standard())
+        emit_fixed(p, "ROLLBACK ");
+    else
+        emit_fixed(p, "ROLLBACK WORK ");
 }
 
 // ---- statements ----
@@ -693,13 +907,15 @@ void print_insert(Printer &p, const ParseNode *node)
 }
 
 // f1 the table, f2 the grantees, f3 the drop behaviour, f4 the privileges.
-// The spelling "PRIVILIGES" is the printer's own and is kept.
+// The spelling "PRIVILIGES" is the family's own and is kept there.
 void print_revoke(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
     plan.text("REVOKE ");
     if (field(node, 4) != 0)
         plan.node(field(node, 4));
+    else if (p.standard())
+        plan.text("ALL PRIVILEGES ");
     else
         plan.text("ALL PRIVILIGES ");
     plan.text(" ON ").node(field(node, 1)).text(" FROM ");
@@ -718,8 +934,13 @@ void print_cursor_specification(Printer &p, const ParseNode *node)
         plan.text(" ORDER BY ").node(field(node, 2));
 }
 
+// Without a column list the standard printing has no OF.
 void print_for_update(Printer &p, const ParseNode *node)
 {
+    if (p.standard() && field(node, 2) == 0) {
+        Plan(p).node(field(node, 1)).text(" FOR UPDATE ");
+        return;
+    }
     Plan(p).node(field(node, 1)).text(" FOR UPDATE OF ").node(field(node, 2));
 }
 
@@ -737,7 +958,9 @@ void print_query_specification(Printer &p, const ParseNode *node)
         plan.node(field(node, 3));
     else
         plan.text("* ");
-    plan.text(" FROM ").node(field(node, 4));
+    // Without a table list the standard printing has no FROM.
+    if (!p.standard() || field(node, 4) != 0)
+        plan.text(" FROM ").node(field(node, 4));
     if (field(node, 5) != 0)
         plan.text(" WHERE ").node(field(node, 5));
 }
@@ -881,6 +1104,8 @@ void print_set_clause(Printer &p, const ParseNode *node)
     plan.node(field(node, 1)).text(" = ");
     if (field(node, 2) != 0)
         plan.text("NULL ");
+    else if (field(node, 3) != 0 && p.standard())
+        plan.text("DEFAULT ");
     else if (field(node, 3) != 0)
         plan.text("DEFAULT VALUE ");
     else if (field(node, 5) != 0)
@@ -889,10 +1114,13 @@ void print_set_clause(Printer &p, const ParseNode *node)
         plan.node(field(node, 4));
 }
 
+// GROUP BY has no order: the standard printing gives the item alone.
 void print_grouping_item(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
     plan.node(field(node, 1));
+    if (p.standard())
+        return;
     if (field(node, 2) == 2)
         plan.text(" DESC");
     else
@@ -904,7 +1132,7 @@ void print_either(Printer &p, const ParseNode *node)
     Plan(p).node(field(node, 1) != 0 ? field(node, 1) : field(node, 2));
 }
 
-// The spelling "REFERENCE" is the printer's own and is kept.
+// The spelling "REFERENCE" is the family's own and is kept there.
 void print_privilege(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
@@ -922,7 +1150,10 @@ void print_privilege(Printer &p, const ParseNode *node)
         plan.text("UPDATE");
         break;
     case 5:
-        plan.text("REFERENCE");
+        if (p.standard())
+            plan.text("REFERENCES");
+        else
+            plan.text("REFERENCE");
         break;
     default:
         return;
@@ -1147,7 +1378,14 @@ void print_column_constraint(Printer &p, const ParseNode *node)
     switch (field(node, 1)) {
     case 1: plan.text("UNIQUE "); break;
     case 2: plan.text("PRIMARY KEY "); break;
-    case 3: plan.text("CHECK ").node(field(node, 4)); break;
+    case 3:
+        // The standard printing puts the condition in the parentheses
+        // CHECK requires, whatever its kind.
+        if (p.standard())
+            plan.text("CHECK ( ").node(field(node, 4)).text(" ) ");
+        else
+            plan.text("CHECK ").node(field(node, 4));
+        break;
     case 5: plan.text("NOT NULL "); break;
     case 6:
         plan.text("REFERENCES ").node(field(node, 2));
@@ -1165,7 +1403,7 @@ constexpr Fixed kDeleteRules[] = {
     "ON DELETE SET DEFAULT ",
 };
 
-// The spelling "FOERIGN" is the printer's own and is kept.
+// The spelling "FOERIGN" is the family's own and is kept there.
 void print_table_constraint(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
@@ -1174,7 +1412,11 @@ void print_table_constraint(Printer &p, const ParseNode *node)
     case 2: plan.text(" PRIMARY KEY ( ").node(field(node, 2)).text(" ) "); break;
     case 3: plan.text(" CHECK ( ").node(field(node, 3)).text(" ) "); break;
     case 4: {
-        plan.text(" FOERIGN KEY ( ").node(field(node, 2)).text(" ) REFERENCES ");
+        if (p.standard())
+            plan.text(" FOREIGN KEY ( ");
+        else
+            plan.text(" FOERIGN KEY ( ");
+        plan.node(field(node, 2)).text(" ) REFERENCES ");
         plan.node(field(node, 4)).text(" ( ").node(field(node, 5)).text(" ) ");
         intptr_t rule = field(node, 6);
         if (rule >= 0 && rule <= 3)
@@ -1244,7 +1486,7 @@ void print_scalar_function(Printer &p, const ParseNode *node)
     const char *name = number <= INT32_MAX ? sql92_get_function_name(static_cast<int32_t>(number))
                                            : nullptr;
     if (name != nullptr)
-        emit_text(p.callback(), p.context(), name, std::strlen(name));
+        p.put_tree_text(name, std::strlen(name));
     Plan(p).text("( ").node(field(node, 2)).text(" ) ");
 }
 
@@ -1258,7 +1500,8 @@ constexpr Fixed kAllSetFunctions[] = {
 };
 
 // f1 the function, f2 DISTINCT, f3 the argument with DISTINCT, f4 without.
-// A plain COUNT prints as a row count: its argument is not printed.
+// The family prints a plain COUNT as a row count, without its argument; the
+// standard printing counts the argument's non-NULL values.
 void print_set_function(Printer &p, const ParseNode *node)
 {
     intptr_t function = field(node, 1);
@@ -1268,6 +1511,8 @@ void print_set_function(Printer &p, const ParseNode *node)
     } else if (field(node, 2) != 0) {
         if (function >= 1 && function <= 5)
             plan.text(kDistinctSetFunctions[function - 1]).node(field(node, 3)).text(" ) ");
+    } else if (function == 1 && p.standard() && field(node, 4) != 0) {
+        plan.text(" COUNT( ALL ").node(field(node, 4)).text(" ) ");
     } else if (function == 1) {
         plan.text(" COUNT(*)");
     } else if (function >= 2 && function <= 5) {
@@ -1297,14 +1542,18 @@ void print_exists(Printer &p, const ParseNode *node)
     plan.node(field(node, 1)).text(" ) ");
 }
 
-// The escape character (f4) follows the pattern with no keyword before it.
+// The family prints the escape character (f4) after the pattern with no
+// keyword before it; the standard printing with ESCAPE.
 void print_like(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
     plan.node(field(node, 1));
     if (field(node, 2) != 0)
         plan.text(" NOT ");
-    plan.text(" LIKE ").node(field(node, 3)).node(field(node, 4));
+    plan.text(" LIKE ").node(field(node, 3));
+    if (p.standard() && field(node, 4) != 0)
+        plan.text(" ESCAPE ");
+    plan.node(field(node, 4));
 }
 
 void print_null_test(Printer &p, const ParseNode *node)
@@ -1344,11 +1593,16 @@ void print_in_predicate(Printer &p, const ParseNode *node)
 
 // f1 operand, f2 operator code, f3 quantifier (1 ALL, 2 ANY, else SOME),
 // f4 NOT, f5 subquery.
+// The standard printing writes NOT before the whole comparison, where
+// SQL-92 has it.
 void print_quantified_comparison(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
+    bool negated = field(node, 4) != 0;
+    if (p.standard() && negated)
+        plan.text(" NOT ( ");
     plan.node(field(node, 1));
-    if (field(node, 4) != 0)
+    if (negated && !p.standard())
         plan.oper(" NOT %s ", field(node, 2));
     else
         plan.oper(" %s ", field(node, 2));
@@ -1359,6 +1613,8 @@ void print_quantified_comparison(Printer &p, const ParseNode *node)
     else
         plan.text(" SOME ");
     plan.text(" ( ").node(field(node, 5)).text(" ) ");
+    if (p.standard() && negated)
+        plan.text(" ) ");
 }
 
 // Field of an expression node set when its comparison has been applied
@@ -1379,12 +1635,28 @@ void print_connective(Printer &p, const ParseNode *left_of, Fixed word,
     plan.text(word).node(right).text(")");
 }
 
+// A query as an operand of a comparison (a subquery) needs parentheses.
+bool is_query(const ParseNode *node)
+{
+    return node != nullptr &&
+           (node->kind == KX_NODE_GROUPED_QUERY || node->kind == KX_NODE_QUERY_SPECIFICATION ||
+            node->kind == KX_NODE_UNION);
+}
+
+// The family parenthesises a grouped query on the right; the standard
+// printing any query on either side.
 void print_comparison(Printer &p, const ParseNode *node, int32_t op_code)
 {
     Plan plan(p);
-    plan.text("( ").node(field(node, 3)).oper(" %s ", op_code);
+    plan.text("( ");
+    if (p.standard() && is_query(child(node, 3)))
+        plan.text("( ").node(field(node, 3)).text(" )");
+    else
+        plan.node(field(node, 3));
+    plan.oper(" %s ", op_code);
     const ParseNode *right = child(node, 4);
-    if (right != nullptr && right->kind == KX_NODE_GROUPED_QUERY)
+    if (right != nullptr && (right->kind == KX_NODE_GROUPED_QUERY ||
+                             (p.standard() && is_query(right))))
         plan.text("( ").node(field(node, 4)).text(" )");
     else
         plan.node(field(node, 4));
@@ -1514,8 +1786,16 @@ static_assert(kFirstKind + kPrinterCount - 1 == KX_NODE_ROLLBACK);
 
 // A node of a kind without a printer prints its address and kind, and
 // nothing else.
-void print_unexpected(const Printer &p, const ParseNode *node)
+void print_unexpected(Printer &p, const ParseNode *node)
 {
+    if (p.standard()) {
+        constexpr size_t kRoom = 64;  // 16 hexadecimal digits and 10 decimal ones
+        char *out = p.room(kRoom);
+        int n = std::snprintf(out, kRoom, "<unexpected node type %" PRIxPTR "->%u>",
+                              reinterpret_cast<uintptr_t>(node), node->kind);
+        p.commit(static_cast<size_t>(n));
+        return;
+    }
     emit(p.callback(), p.context(), "<unexpected node type %" PRIxPTR "->%u>",
          reinterpret_cast<uintptr_t>(node), node->kind);
 }
@@ -1569,7 +1849,7 @@ void Printer::run(const Step &first)
     while (count_ > 0 && !stopped_) {
         Step step = steps_[--count_];
         if (step.kind == StepKind::kText)  // the commonest step, inline
-            callback_(step.text, context_.user_data);
+            put(step.text, step.length);
         else
             perform(step);
     }
@@ -1582,14 +1862,14 @@ void Printer::next_entry(const Step &step)
     const ListElement *element = static_cast<const ListElement *>(step.item);
     const ListElement *next = ListNext(element);
     if (next != nullptr) {
-        if (!push({StepKind::kEntries, 0, step.text, next}))
+        if (!push({StepKind::kEntries, step.length, 0, step.text, next}))
             return;
-        if (step.text[0] != '\0' && !push({StepKind::kText, 0, step.text, nullptr}))
+        if (step.length != 0 && !push({StepKind::kText, step.length, 0, step.text, nullptr}))
             return;
     }
     const void *data = ListData(element);
     if (data != nullptr)
-        push({StepKind::kNode, 0, nullptr, data});
+        push({StepKind::kNode, 0, 0, nullptr, data});
 }
 
 // EXTRACT's arguments: every entry but the last names a field, followed by
@@ -1601,7 +1881,7 @@ void Printer::next_extract_entry(const Step &step)
     const ParseNode *entry = static_cast<const ParseNode *>(ListData(element));
     if (next == nullptr) {
         if (entry != nullptr)
-            push({StepKind::kNode, 0, nullptr, entry});
+            push({StepKind::kNode, 0, 0, nullptr, entry});
         return;
     }
     const Value *word = reinterpret_cast<const Value *>(entry);
@@ -1609,26 +1889,26 @@ void Printer::next_extract_entry(const Step &step)
         word->payload.integer >= 0 && word->payload.integer <= 5)
         emit_fixed(*this, kExtractFields[word->payload.integer]);
     emit_fixed(*this, " FROM ");
-    push({StepKind::kExtractEntries, 0, nullptr, next});
+    push({StepKind::kExtractEntries, 0, 0, nullptr, next});
 }
 
 void Printer::perform(const Step &step)
 {
     switch (step.kind) {
     case StepKind::kText:
-        callback_(step.text, context_.user_data);
+        put(step.text, step.length);
         return;
     case StepKind::kNode:
         print_parse_tree(*this, static_cast<const ParseNode *>(step.item));
         return;
     case StepKind::kNumber:
-        emit_number(callback_, &context_, step.text, step.number);
+        put_number(step.text, step.number);
         return;
     case StepKind::kOperator: {
         const char *text = get_oper_text(step.number);
         if (text == nullptr)
             text = "";
-        emit_one(callback_, &context_, step.text, text, std::strlen(text));
+        put_one(step.text, text, std::strlen(text));
         return;
     }
     case StepKind::kEntries:
@@ -1642,12 +1922,27 @@ void Printer::perform(const Step &step)
 
 // A printer's first step for a node: nothing for a null node.
 void print_subtree(const ParseNode *node, PrintCallback callback, void *user_data,
-                   int32_t mode)
+                   int32_t mode, bool standard)
 {
     if (node == nullptr || callback == nullptr)
         return;
-    Printer printer(callback, user_data, mode);
-    printer.run({StepKind::kNode, 0, nullptr, node});
+    Printer printer(callback, user_data, mode, standard);
+    printer.run({StepKind::kNode, 0, 0, nullptr, node});
+    printer.flush();
+}
+
+// The statements of a root's list, "; " between two.
+void print_statements(const ParseNode *tree, PrintCallback callback, void *user_data,
+                      bool standard)
+{
+    if (tree == nullptr || callback == nullptr)
+        return;
+    const ListElement *first = ListFirst(reinterpret_cast<const List *>(tree->field[0]));
+    if (first == nullptr)
+        return;
+    Printer printer(callback, user_data, KX_PRINT_PLAIN, standard);
+    printer.run({StepKind::kEntries, 2, 0, "; ", first});
+    printer.flush();
 }
 
 }  // namespace
@@ -1657,25 +1952,37 @@ extern "C" {
 KX_API void sql92_print_parse_tree(const ParseNode *tree, PrintCallback callback,
                                    void *user_data)
 {
-    if (tree == nullptr || callback == nullptr)
-        return;
-    const ListElement *first = ListFirst(reinterpret_cast<const List *>(tree->field[0]));
-    if (first == nullptr)
-        return;
-    Printer printer(callback, user_data, KX_PRINT_PLAIN);
-    printer.run({StepKind::kEntries, 0, "; ", first});
+    print_statements(tree, callback, user_data, false);
 }
 
 KX_API void sql92_print_expression(const ParseNode *node, PrintCallback callback,
                                    void *user_data)
 {
-    print_subtree(node, callback, user_data, KX_PRINT_PLAIN);
+    print_subtree(node, callback, user_data, KX_PRINT_PLAIN, false);
 }
 
 KX_API void sql92_print_expression_ex(const ParseNode *node, PrintCallback callback,
                                       void *user_data, int32_t mode)
 {
-    print_subtree(node, callback, user_data, mode);
+    print_subtree(node, callback, user_data, mode, false);
+}
+
+KX_API void kxstd_sql92_print_parse_tree(const ParseNode *tree, PrintCallback callback,
+                                         void *user_data)
+{
+    print_statements(tree, callback, user_data, true);
+}
+
+KX_API void kxstd_sql92_print_expression(const ParseNode *node, PrintCallback callback,
+                                         void *user_data)
+{
+    print_subtree(node, callback, user_data, KX_PRINT_PLAIN, true);
+}
+
+KX_API void kxstd_sql92_print_expression_ex(const ParseNode *node, PrintCallback callback,
+                                            void *user_data, int32_t mode)
+{
+    print_subtree(node, callback, user_data, mode, true);
 }
 
 }  // extern "C"
