@@ -78,16 +78,33 @@ constexpr bool has_one_conversion(const char *text)
 }
 
 inline void format_needs_one_conversion() {}
+inline void format_needs_a_short_head_and_tail() {}
+
+constexpr size_t conversion_at(const char *text)
+{
+    size_t at = 0;
+    while (text[at] != '%')
+        ++at;
+    return at;
+}
 
 struct Format {
     const char *text;
+    // Where the conversion is, for the standard printing: the length of
+    // the text before it in the high octet, after it in the low one.
+    uint16_t split;
 
     template <size_t N>
-    consteval Format(const char (&literal)[N]) : text(literal)
+    consteval Format(const char (&literal)[N]) : text(literal), split(0)
     {
         static_assert(N + kLongestInsert <= kEmitArea, "a format must fit the emit area");
         if (!has_one_conversion(literal))
             format_needs_one_conversion();
+        size_t head = conversion_at(literal);
+        size_t tail = N - 1 - head - 2;
+        if (head > 255 || tail > 255)
+            format_needs_a_short_head_and_tail();
+        split = static_cast<uint16_t>(head << 8 | tail);
     }
 };
 
@@ -194,7 +211,8 @@ enum class StepKind : uint8_t {
 
 struct Step {
     StepKind kind;
-    uint16_t length;  // of text: a fixed text, or kEntries' separator
+    uint16_t length;  // of text: a fixed text or kEntries' separator; a
+                      // Format's split for kNumber and kOperator
     int32_t number;
     const char *text;
     const void *item;
@@ -242,13 +260,23 @@ public:
     // A plan's first child may be printed by a direct call, once the rest
     // of the plan is on the stack, while few such calls are active: this
     // saves a trip through the stack and bounds the C stack used.
+    // The standard printing goes on with a plan's next step once the direct
+    // call returns, so what the call left on the stack (where nesting went
+    // too deep) is performed before it returns.
     bool may_nest() const { return nesting_ < kMaxNesting; }
     void perform_nested(const Step &step)
     {
         ++nesting_;
+        size_t base = count_;
         perform(step);
+        if (standard_)
+            perform_down_to(base);
         --nesting_;
     }
+    // The entries of a list by a direct call, each entry's node and then
+    // (unless it is the last) the separator, for the standard printing.
+    void perform_entries_nested(const ListElement *first, const char *separator,
+                                size_t separator_length);
 
     int32_t mode() const { return context_.mode; }
     bool standard() const { return standard_; }
@@ -268,22 +296,43 @@ public:
     // A text taken from the tree, of any length: the family's slices or the
     // standard area.
     void put_tree_text(const char *text, size_t length);
-    // A format of one "%d" or "%s" (a Format's text) with insert in its
-    // place.
-    void put_one(const char *format, const char *insert, size_t insert_length);
-    void put_number(const char *format, int32_t n);
+    // A format of one "%d" or "%s" (a Format's text and split) with insert
+    // in its place.
+    void put_one(const char *format, uint16_t split, const char *insert, size_t insert_length);
+    void put_number(const char *format, uint16_t split, int32_t n);
 
     // The standard printing's area: text added to it, room for n octets
     // (at most kEmitArea - 1) that a writer fills and then commits, and the
-    // area handed to the callback.
+    // area handed to the callback. Once the printer has stopped (memory ran
+    // out), nothing more is added: the text handed on is the start of the
+    // whole text.
     void append(const char *text, size_t length)
     {
+        if (stopped_)
+            return;
         if (length < kEmitArea - used_) {
-            std::memcpy(area_ + used_, text, length);
+            copy(area_ + used_, text, length);
             used_ += length;
         } else {
             append_long(text, length);
         }
+    }
+    // A text of the tree up to its terminator, copied as it is read.
+    void append_terminated(const char *text)
+    {
+        if (stopped_)
+            return;
+        char *out = area_ + used_;
+        char *end = area_ + kEmitArea - 1;
+        while (*text != '\0') {
+            if (out == end) {
+                used_ = kEmitArea - 1;
+                flush();
+                out = area_;
+            }
+            *out++ = *text++;
+        }
+        used_ = static_cast<size_t>(out - area_);
     }
     char *room(size_t n)
     {
@@ -291,7 +340,11 @@ public:
             flush();
         return area_ + used_;
     }
-    void commit(size_t n) { used_ += n; }
+    void commit(size_t n)
+    {
+        if (!stopped_)
+            used_ += n;
+    }
     void flush()
     {
         if (used_ == 0)
@@ -302,7 +355,28 @@ public:
     }
 
 private:
+    // Most pieces are a few octets: copied with fixed-size moves that never
+    // read outside the text, rather than a call.
+    static void copy(char *to, const char *from, size_t n)
+    {
+        if (n >= 8 && n <= 16) {
+            std::memcpy(to, from, 8);
+            std::memcpy(to + n - 8, from + n - 8, 8);
+        } else if (n >= 4 && n < 8) {
+            std::memcpy(to, from, 4);
+            std::memcpy(to + n - 4, from + n - 4, 4);
+        } else if (n > 0 && n < 4) {
+            to[0] = from[0];
+            to[n / 2] = from[n / 2];
+            to[n - 1] = from[n - 1];
+        } else if (n > 16) {
+            std::memcpy(to, from, n);
+        }
+    }
+
     [[gnu::cold]] bool grow();
+    // Performs the steps on the stack above base, and the steps they lead to.
+    void perform_down_to(size_t base);
     void next_entry(const Step &step);
     void next_extract_entry(const Step &step);
     void append_long(const char *text, size_t length);
@@ -344,24 +418,24 @@ void Printer::put_tree_text(const char *text, size_t length)
         emit_text(callback_, &context_, text, length);
 }
 
-void Printer::put_one(const char *format, const char *insert, size_t insert_length)
+void Printer::put_one(const char *format, uint16_t split, const char *insert,
+                      size_t insert_length)
 {
     if (!standard_) {
         emit_one(callback_, &context_, format, insert, insert_length);
         return;
     }
-    const char *conversion = std::strchr(format, '%');
-    append(format, static_cast<size_t>(conversion - format));
+    size_t head = split >> 8;
+    append(format, head);
     append(insert, insert_length);
-    const char *tail = conversion + 2;
-    append(tail, std::strlen(tail));
+    append(format + head + 2, split & 0xFFu);
 }
 
-void Printer::put_number(const char *format, int32_t n)
+void Printer::put_number(const char *format, uint16_t split, int32_t n)
 {
     char digits[12];
     char *start = decimal_text(digits, n);
-    put_one(format, start, static_cast<size_t>(digits + sizeof digits - start));
+    put_one(format, split, start, static_cast<size_t>(digits + sizeof digits - start));
 }
 
 inline bool is_leaf_kind(uint32_t kind);
@@ -398,11 +472,13 @@ public:
     }
     Plan &number(Format format, intptr_t value)
     {
-        return add_piece({StepKind::kNumber, 0, static_cast<int32_t>(value), format.text, nullptr});
+        return add_piece(
+            {StepKind::kNumber, format.split, static_cast<int32_t>(value), format.text, nullptr});
     }
     Plan &oper(Format format, intptr_t code)
     {
-        return add_piece({StepKind::kOperator, 0, static_cast<int32_t>(code), format.text, nullptr});
+        return add_piece(
+            {StepKind::kOperator, format.split, static_cast<int32_t>(code), format.text, nullptr});
     }
     // The entries of a List, separator after each but the last.
     Plan &list(const List *list, Fixed separator)
@@ -410,6 +486,10 @@ public:
         const ListElement *first = ListFirst(list);
         if (first == nullptr)
             return *this;
+        if (count_ == 0 && printer_.standard() && printer_.may_nest()) {
+            printer_.perform_entries_nested(first, separator.text, separator.length);
+            return *this;
+        }
         return keep({StepKind::kEntries, separator.length, 0, separator.text, first});
     }
     // The entries of the list node in field; a child of another kind prints
@@ -434,12 +514,19 @@ private:
         return keep(step);
     }
     // So does a leaf node; any other first node is printed by a direct call
-    // while few are active.
+    // while few are active: in the family's printing once the rest of the
+    // plan is on the stack, in the standard printing at once, the plan going
+    // on with its next step (so that a plan whose children may all nest
+    // puts nothing on the stack).
     [[gnu::always_inline]] Plan &add_node(const Step &step)
     {
         if (count_ == 0) {
             if (is_leaf_kind(static_cast<const ParseNode *>(step.item)->kind)) {
                 printer_.perform(step);
+                return *this;
+            }
+            if (printer_.standard() && printer_.may_nest()) {
+                printer_.perform_nested(step);
                 return *this;
             }
             first_is_nested_ = printer_.may_nest();
@@ -724,13 +811,13 @@ void print_dynamic_parameter(Printer &p, const ParseNode *)
 void print_identifier(Printer &p, const ParseNode *node)
 {
     const char *text = reinterpret_cast<const char *>(field(node, 1));
+    if (p.standard() && field(node, 2) == 0) {
+        if (text != nullptr)
+            p.append_terminated(text);
+        return;
+    }
     size_t length = text != nullptr ? std::strlen(text) : 0;
     if (p.standard()) {
-        if (field(node, 2) == 0) {
-            if (length > 0)
-                p.append(text, length);
-            return;
-        }
         // A delimited identifier: a double quote inside it is written twice.
         p.append("\"", 1);
         while (length > 0) {
@@ -1846,7 +1933,12 @@ bool Printer::grow()
 void Printer::run(const Step &first)
 {
     perform(first);
-    while (count_ > 0 && !stopped_) {
+    perform_down_to(0);
+}
+
+void Printer::perform_down_to(size_t base)
+{
+    while (count_ > base && !stopped_) {
         Step step = steps_[--count_];
         if (step.kind == StepKind::kText)  // the commonest step, inline
             put(step.text, step.length);
@@ -1870,6 +1962,25 @@ void Printer::next_entry(const Step &step)
     const void *data = ListData(element);
     if (data != nullptr)
         push({StepKind::kNode, 0, 0, nullptr, data});
+}
+
+void Printer::perform_entries_nested(const ListElement *element, const char *separator,
+                                     size_t separator_length)
+{
+    ++nesting_;
+    size_t base = count_;
+    while (element != nullptr && !stopped_) {
+        const ListElement *next = ListNext(element);
+        const void *data = ListData(element);
+        if (data != nullptr) {
+            print_parse_tree(*this, static_cast<const ParseNode *>(data));
+            perform_down_to(base);
+        }
+        if (next != nullptr && separator_length != 0)
+            put(separator, separator_length);
+        element = next;
+    }
+    --nesting_;
 }
 
 // EXTRACT's arguments: every entry but the last names a field, followed by
@@ -1902,13 +2013,13 @@ void Printer::perform(const Step &step)
         print_parse_tree(*this, static_cast<const ParseNode *>(step.item));
         return;
     case StepKind::kNumber:
-        put_number(step.text, step.number);
+        put_number(step.text, step.length, step.number);
         return;
     case StepKind::kOperator: {
         const char *text = get_oper_text(step.number);
         if (text == nullptr)
             text = "";
-        put_one(step.text, text, std::strlen(text));
+        put_one(step.text, step.length, text, std::strlen(text));
         return;
     }
     case StepKind::kEntries:
