@@ -15,14 +15,19 @@
 // output as a short plan in reading order (fixed texts, children, formatted
 // numbers, the entries of a list); the plan goes onto an explicit stack of
 // steps, so the depth of a tree costs heap (beyond 128 pending steps), not C
-// stack: only a plan's first child may be printed by a direct call, and at
-// most 16 such calls are active. Leaves (values, identifiers, fixed words)
-// and a plan's leading pieces print at once.
+// stack: at most 16 direct calls for children are active. In the family's
+// printing only a plan's first child may be printed by a direct call (the
+// rest of the plan waits on the stack); in the standard printing every child
+// while the calls allow, a call performing what its subtree left on the
+// stack before it returns. Leaves (values, identifiers, fixed words) and a
+// plan's leading pieces print at once.
 //
-// Every piece reaches the caller's callback through a KX_PRINT_PIECE_SIZE
-// area: fixed texts of this file are checked to fit at compile time, texts
-// taken from the tree (names, numbers) go in area-sized slices, and string
-// literals go one character at a time. A null child prints nothing.
+// In the family's printing every piece reaches the caller's callback through
+// a KX_PRINT_PIECE_SIZE area: fixed texts of this file are checked to fit at
+// compile time, texts taken from the tree (names, numbers) go in area-sized
+// slices, and string literals go one character at a time. The standard
+// printing gathers its text in one such area of the printer and hands it on
+// when it is full and at the end. A null child prints nothing.
 #include <cinttypes>
 #include <cstdarg>
 #include <cstddef>
