@@ -1,9 +1,13 @@
 // SQL text printer: a 200-node query tree printed through a callback that
 // appends each piece to a buffer, against one snprintf of the same text
-// from a single format string (its names and numbers as conversions).
+// from a single format string (its names and numbers as conversions), in
+// the family's printing and in the standard one; and a row of 40 literals
+// in the standard printing against one snprintf of its text.
 //
 // The query: SELECT of 27 columns FROM one table, WHERE a left-deep chain
-// of 20 comparisons joined by AND, ORDER BY 4 columns.
+// of 20 comparisons joined by AND, ORDER BY 4 columns. The row: INSERT INTO
+// one table VALUES of 10 doubles, 10 strings, 10 timestamps with a
+// fraction and 10 integers, in turn.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -13,6 +17,7 @@
 #include "bench_ratio.h"
 #include "kxsupp/memory.h"
 #include "kxsupp/parse.h"
+#include "kxsupp/standard.h"
 #include "kxsupp/values.h"
 
 namespace {
@@ -20,6 +25,7 @@ namespace {
 constexpr int kItems = 27;
 constexpr int kComparisons = 20;
 constexpr int kSortKeys = 4;
+constexpr int kLiterals = 40;
 
 class TreeBuilder {
 public:
@@ -89,6 +95,44 @@ public:
         return node(KX_NODE_CURSOR_SPECIFICATION, w(select), w(list(order)));
     }
 
+    // The benchmark's row of literals (see the file's opening comment).
+    ParseNode *literal_row()
+    {
+        List *values = nullptr;
+        for (int i = 0; i < kLiterals; ++i) {
+            auto *v = static_cast<Value *>(newNode(sizeof(Value), NODE_VALUE, handle_));
+            ++count_;
+            switch (i % 4) {
+            case 0:
+                v->type = VALUE_DOUBLE;
+                v->payload.dbl = 1.25 + i;
+                break;
+            case 1: {
+                char text[16];
+                int n = std::snprintf(text, sizeof text, "name%d", i);
+                v->type = VALUE_STRING;
+                v->payload.text = static_cast<char *>(kx_mem_alloc(handle_, sizeof text));
+                std::memcpy(v->payload.text, text, sizeof text);
+                v->length = n;
+                break;
+            }
+            case 2:
+                v->type = VALUE_TIMESTAMP;
+                v->payload.timestamp = TimestampStruct{2004, 6, 16, 10, 20,
+                                                       static_cast<uint16_t>(i), 250000000};
+                break;
+            default:
+                v->type = VALUE_INTEGER;
+                v->payload.integer = i * 1000;
+                break;
+            }
+            values = append(values, reinterpret_cast<ParseNode *>(v));
+        }
+        ParseNode *table = node(KX_NODE_TABLE_NAME, 0, 0, 0, w(id("t", 0)));
+        ParseNode *source = node(KX_NODE_INSERT_SOURCE, 0, 0, 0, w(list(values)));
+        return node(KX_NODE_INSERT, w(table), w(source));
+    }
+
     int count() const { return count_; }
 
 private:
@@ -119,6 +163,31 @@ std::string query_format()
 #define KX_QUERY_ARGUMENTS                                                         \
     KX_SEQ9(0), KX_SEQ9(9), KX_SEQ9(18), KX_PAIRS5(0), KX_PAIRS5(5), KX_PAIRS5(10), \
         KX_PAIRS5(15), 0, 1, 2, 3
+
+// The row's text: the literals as conversions, as the standard printing
+// writes them ("%.17g" and an exponent for a double, the fraction's
+// significant digits).
+std::string literal_row_format()
+{
+    std::string f = "INSERT INTO t0 VALUES ( ";
+    for (int i = 0; i < kLiterals; ++i) {
+        const char *literal[] = {"%.17gE0", "'%s' ", "TIMESTAMP '2004-06-16 10:20:%02d.25'", "%d "};
+        f += literal[i % 4];
+        f += i + 1 < kLiterals ? ", " : " ) ";
+    }
+    return f;
+}
+
+// The strings of the row (its entries 1, 5, 9, ...).
+constexpr const char *kRowNames[] = {"name1",  "name5",  "name9",  "name13", "name17",
+                                     "name21", "name25", "name29", "name33", "name37"};
+// The arguments of literal_row_format, four a group: a double, a string, a
+// second and an integer.
+#define KX_ROW_GROUP(g) \
+    1.25 + 4 * (g), kRowNames[g], 4 * (g) + 2, (4 * (g) + 3) * 1000
+#define KX_ROW_ARGUMENTS                                                                  \
+    KX_ROW_GROUP(0), KX_ROW_GROUP(1), KX_ROW_GROUP(2), KX_ROW_GROUP(3), KX_ROW_GROUP(4), \
+        KX_ROW_GROUP(5), KX_ROW_GROUP(6), KX_ROW_GROUP(7), KX_ROW_GROUP(8), KX_ROW_GROUP(9)
 
 struct Buffer {
     char data[8192];
@@ -183,5 +252,73 @@ BENCHMARK(BM_SnprintfQueryText);
 
 KX_RATIO("sql92_print_expression / snprintf (200-node query, goal <= 3)",
          "BM_PrintQueryTree", "BM_SnprintfQueryText");
+
+// The standard printing of the same tree: the same text (nothing in it is
+// printed otherwise), handed on in gathered pieces.
+void BM_StdPrintQueryTree(benchmark::State &state)
+{
+    TreeBuilder builder;
+    ParseNode *tree = builder.query();
+    Buffer buffer{};
+    kxstd_sql92_print_expression(tree, append_piece, &buffer);
+    if (std::string(buffer.data, buffer.length) != printed(tree)) {
+        state.SkipWithError("the standard printing differs from the family's on this tree");
+        return;
+    }
+    for (auto _ : state) {
+        buffer.length = 0;
+        kxstd_sql92_print_expression(tree, append_piece, &buffer);
+        benchmark::DoNotOptimize(buffer.data);
+        benchmark::ClobberMemory();
+    }
+    state.counters["nodes"] = builder.count();
+    state.counters["octets"] = static_cast<double>(buffer.length);
+}
+BENCHMARK(BM_StdPrintQueryTree);
+
+KX_RATIO_GOAL("kxstd_sql92_print_expression / snprintf (200-node query)",
+              "BM_StdPrintQueryTree", "BM_SnprintfQueryText", 2.0);
+
+// ---- a row of literals, standard printing ----
+
+void BM_StdPrintLiteralRow(benchmark::State &state)
+{
+    TreeBuilder builder;
+    ParseNode *tree = builder.literal_row();
+    std::string format = literal_row_format();
+    char text[8192];
+    std::snprintf(text, sizeof text, format.c_str(), KX_ROW_ARGUMENTS);
+    Buffer buffer{};
+    kxstd_sql92_print_expression(tree, append_piece, &buffer);
+    if (std::string(buffer.data, buffer.length) != text) {
+        state.SkipWithError("the format does not give the standard printing's text");
+        return;
+    }
+    for (auto _ : state) {
+        buffer.length = 0;
+        kxstd_sql92_print_expression(tree, append_piece, &buffer);
+        benchmark::DoNotOptimize(buffer.data);
+        benchmark::ClobberMemory();
+    }
+    state.counters["literals"] = kLiterals;
+    state.counters["octets"] = static_cast<double>(buffer.length);
+}
+BENCHMARK(BM_StdPrintLiteralRow);
+
+void BM_SnprintfLiteralRow(benchmark::State &state)
+{
+    std::string format = literal_row_format();
+    char text[8192];
+    for (auto _ : state) {
+        int n = std::snprintf(text, sizeof text, format.c_str(), KX_ROW_ARGUMENTS);
+        benchmark::DoNotOptimize(n);
+        benchmark::DoNotOptimize(text);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_SnprintfLiteralRow);
+
+KX_RATIO_GOAL("kxstd_sql92_print_expression / snprintf (row of 40 literals)",
+              "BM_StdPrintLiteralRow", "BM_SnprintfLiteralRow", 2.0);
 
 }  // namespace

@@ -2,7 +2,11 @@
 // that pass a statement, or a condition of one, on to a back end.
 //
 // Exports sql92_print_parse_tree, sql92_print_expression and
-// sql92_print_expression_ex; everything else here has file scope.
+// sql92_print_expression_ex, the family's printing, and their kxstd_
+// counterparts, the standard printing (include/kxsupp/standard.h): the same
+// machinery, where a few node printers and the literals (in
+// parsehelp_print_std.cpp) print valid SQL-92 in place of the family's
+// texts. Everything else here has file scope.
 //
 // A tree is made of ParseNode records: a kind, then fields 1, 2, 3, ...
 // (field N is field[N - 1]) holding children, List pointers, integers, flags
@@ -11,14 +15,19 @@
 // output as a short plan in reading order (fixed texts, children, formatted
 // numbers, the entries of a list); the plan goes onto an explicit stack of
 // steps, so the depth of a tree costs heap (beyond 128 pending steps), not C
-// stack: only a plan's first child may be printed by a direct call, and at
-// most 16 such calls are active. Leaves (values, identifiers, fixed words)
-// and a plan's leading pieces print at once.
+// stack: at most 16 direct calls for children are active. In the family's
+// printing only a plan's first child may be printed by a direct call (the
+// rest of the plan waits on the stack); in the standard printing every child
+// while the calls allow, a call performing what its subtree left on the
+// stack before it returns. Leaves (values, identifiers, fixed words) and a
+// plan's leading pieces print at once.
 //
-// Every piece reaches the caller's callback through a KX_PRINT_PIECE_SIZE
-// area: fixed texts of this file are checked to fit at compile time, texts
-// taken from the tree (names, numbers) go in area-sized slices, and string
-// literals go one character at a time. A null child prints nothing.
+// In the family's printing every piece reaches the caller's callback through
+// a KX_PRINT_PIECE_SIZE area: fixed texts of this file are checked to fit at
+// compile time, texts taken from the tree (names, numbers) go in area-sized
+// slices, and string literals go one character at a time. The standard
+// printing gathers its text in one such area of the printer and hands it on
+// when it is full and at the end. A null child prints nothing.
 #include <cinttypes>
 #include <cstdarg>
 #include <cstddef>
@@ -30,7 +39,9 @@
 #include "kxsupp/functions.h"
 #include "kxsupp/memory.h"
 #include "kxsupp/parse.h"
+#include "kxsupp/standard.h"
 #include "kxsupp/values.h"
+#include "parse/parsehelp_print_std.h"
 
 namespace {
 
@@ -41,9 +52,10 @@ constexpr size_t kEmitArea = KX_PRINT_PIECE_SIZE;
 // text from the tree can never be mistaken for a format.
 struct Fixed {
     const char *text;
+    uint16_t length;
 
     template <size_t N>
-    consteval Fixed(const char (&literal)[N]) : text(literal)
+    consteval Fixed(const char (&literal)[N]) : text(literal), length(N - 1)
     {
         static_assert(N <= kEmitArea, "a fixed text must fit the emit area");
     }
@@ -71,16 +83,33 @@ constexpr bool has_one_conversion(const char *text)
 }
 
 inline void format_needs_one_conversion() {}
+inline void format_needs_a_short_head_and_tail() {}
+
+constexpr size_t conversion_at(const char *text)
+{
+    size_t at = 0;
+    while (text[at] != '%')
+        ++at;
+    return at;
+}
 
 struct Format {
     const char *text;
+    // Where the conversion is, for the standard printing: the length of
+    // the text before it in the high octet, after it in the low one.
+    uint16_t split;
 
     template <size_t N>
-    consteval Format(const char (&literal)[N]) : text(literal)
+    consteval Format(const char (&literal)[N]) : text(literal), split(0)
     {
         static_assert(N + kLongestInsert <= kEmitArea, "a format must fit the emit area");
         if (!has_one_conversion(literal))
             format_needs_one_conversion();
+        size_t head = conversion_at(literal);
+        size_t tail = N - 1 - head - 2;
+        if (head > 255 || tail > 255)
+            format_needs_a_short_head_and_tail();
+        split = static_cast<uint16_t>(head << 8 | tail);
     }
 };
 
@@ -136,13 +165,10 @@ void emit_one(PrintCallback callback, const PrintContext *context, const char *f
     callback(area, context->user_data);
 }
 
-// A format with one "%d" expanded with n.
-void emit_number(PrintCallback callback, const PrintContext *context, const char *format,
-                 int32_t n)
+// The decimal text of n at the end of digits; returns where it starts.
+char *decimal_text(char (&digits)[12], int32_t n)
 {
-    char digits[12];
-    char *end = digits + sizeof digits;
-    char *start = end;
+    char *start = digits + sizeof digits;
     uint32_t magnitude = n < 0 ? 0u - static_cast<uint32_t>(n) : static_cast<uint32_t>(n);
     do {
         *--start = static_cast<char>('0' + magnitude % 10);
@@ -150,7 +176,16 @@ void emit_number(PrintCallback callback, const PrintContext *context, const char
     } while (magnitude != 0);
     if (n < 0)
         *--start = '-';
-    emit_one(callback, context, format, start, static_cast<size_t>(end - start));
+    return start;
+}
+
+// A format with one "%d" expanded with n.
+void emit_number(PrintCallback callback, const PrintContext *context, const char *format,
+                 int32_t n)
+{
+    char digits[12];
+    char *start = decimal_text(digits, n);
+    emit_one(callback, context, format, start, static_cast<size_t>(digits + sizeof digits - start));
 }
 
 // Operator texts by operator code (1 to 12); codes 2 and 6 (binary and unary
@@ -181,6 +216,8 @@ enum class StepKind : uint8_t {
 
 struct Step {
     StepKind kind;
+    uint16_t length;  // of text: a fixed text or kEntries' separator; a
+                      // Format's split for kNumber and kOperator
     int32_t number;
     const char *text;
     const void *item;
@@ -192,10 +229,16 @@ constexpr size_t kInlineSteps = 128;
 // Direct calls for first children, at most this many active at a time.
 constexpr int kMaxNesting = 16;
 
+// Two printings share this machinery. The family's hands every piece to the
+// callback as it is made. The standard one (kxstd_sql92_print_*) prints what
+// the tree means as valid SQL-92 where the family keeps its own texts, and
+// gathers its pieces in an area of the printer, handing it to the callback
+// whenever the next piece does not fit and once at the end: a few calls for
+// a whole statement, each with a text shorter than KX_PRINT_PIECE_SIZE.
 class Printer {
 public:
-    Printer(PrintCallback callback, void *user_data, int32_t mode)
-        : callback_(callback), context_{user_data, mode}
+    Printer(PrintCallback callback, void *user_data, int32_t mode, bool standard)
+        : callback_(callback), context_{user_data, mode}, standard_(standard)
     {
     }
     ~Printer()
@@ -222,32 +265,183 @@ public:
     // A plan's first child may be printed by a direct call, once the rest
     // of the plan is on the stack, while few such calls are active: this
     // saves a trip through the stack and bounds the C stack used.
+    // The standard printing goes on with a plan's next step once the direct
+    // call returns, so what the call left on the stack (where nesting went
+    // too deep) is performed before it returns.
     bool may_nest() const { return nesting_ < kMaxNesting; }
     void perform_nested(const Step &step)
     {
         ++nesting_;
+        size_t base = count_;
         perform(step);
+        if (standard_)
+            perform_down_to(base);
         --nesting_;
     }
+    // The entries of a list by a direct call, each entry's node and then
+    // (unless it is the last) the separator, for the standard printing.
+    void perform_entries_nested(const ListElement *first, const char *separator,
+                                size_t separator_length);
 
     int32_t mode() const { return context_.mode; }
+    bool standard() const { return standard_; }
     PrintCallback callback() const { return callback_; }
     const PrintContext *context() const { return &context_; }
 
+    // ---- output ----
+
+    // A fixed text of this file (zero-terminated, of the given length).
+    void put(const char *text, size_t length)
+    {
+        if (standard_)
+            append(text, length);
+        else
+            callback_(text, context_.user_data);
+    }
+    // A text taken from the tree, of any length: the family's slices or the
+    // standard area.
+    void put_tree_text(const char *text, size_t length);
+    // A format of one "%d" or "%s" (a Format's text and split) with insert
+    // in its place.
+    void put_one(const char *format, uint16_t split, const char *insert, size_t insert_length);
+    void put_number(const char *format, uint16_t split, int32_t n);
+
+    // The standard printing's area: text added to it, room for n octets
+    // (at most kEmitArea - 1) that a writer fills and then commits, and the
+    // area handed to the callback. Once the printer has stopped (memory ran
+    // out), nothing more is added: the text handed on is the start of the
+    // whole text.
+    void append(const char *text, size_t length)
+    {
+        if (stopped_)
+            return;
+        if (length < kEmitArea - used_) {
+            copy(area_ + used_, text, length);
+            used_ += length;
+        } else {
+            append_long(text, length);
+        }
+    }
+    // A text of the tree up to its terminator, copied as it is read.
+    void append_terminated(const char *text)
+    {
+        if (stopped_)
+            return;
+        char *out = area_ + used_;
+        char *end = area_ + kEmitArea - 1;
+        while (*text != '\0') {
+            if (out == end) {
+                used_ = kEmitArea - 1;
+                flush();
+                out = area_;
+            }
+            *out++ = *text++;
+        }
+        used_ = static_cast<size_t>(out - area_);
+    }
+    char *room(size_t n)
+    {
+        if (n >= kEmitArea - used_)
+            flush();
+        return area_ + used_;
+    }
+    void commit(size_t n)
+    {
+        if (!stopped_)
+            used_ += n;
+    }
+    void flush()
+    {
+        if (used_ == 0)
+            return;
+        area_[used_] = '\0';
+        callback_(area_, context_.user_data);
+        used_ = 0;
+    }
+
 private:
+    // Most pieces are a few octets: copied with fixed-size moves that never
+    // read outside the text, rather than a call.
+    static void copy(char *to, const char *from, size_t n)
+    {
+        if (n >= 8 && n <= 16) {
+            std::memcpy(to, from, 8);
+            std::memcpy(to + n - 8, from + n - 8, 8);
+        } else if (n >= 4 && n < 8) {
+            std::memcpy(to, from, 4);
+            std::memcpy(to + n - 4, from + n - 4, 4);
+        } else if (n > 0 && n < 4) {
+            to[0] = from[0];
+            to[n / 2] = from[n / 2];
+            to[n - 1] = from[n - 1];
+        } else if (n > 16) {
+            std::memcpy(to, from, n);
+        }
+    }
+
     [[gnu::cold]] bool grow();
+    // Performs the steps on the stack above base, and the steps they lead to.
+    void perform_down_to(size_t base);
     void next_entry(const Step &step);
     void next_extract_entry(const Step &step);
+    void append_long(const char *text, size_t length);
 
     PrintCallback callback_;
     PrintContext context_;
-    Step inline_steps_[kInlineSteps];
+    bool standard_;
     Step *steps_ = inline_steps_;
     size_t count_ = 0;
     size_t capacity_ = kInlineSteps;
     bool stopped_ = false;
     int nesting_ = 0;
+    // The standard printing's text not yet handed on: used_ octets, always
+    // fewer than kEmitArea so that the terminator fits.
+    size_t used_ = 0;
+    Step inline_steps_[kInlineSteps];
+    char area_[kEmitArea];
 };
+
+void Printer::append_long(const char *text, size_t length)
+{
+    while (length > 0) {
+        size_t free = kEmitArea - 1 - used_;
+        size_t slice = length < free ? length : free;
+        std::memcpy(area_ + used_, text, slice);
+        used_ += slice;
+        text += slice;
+        length -= slice;
+        if (length > 0)
+            flush();
+    }
+}
+
+void Printer::put_tree_text(const char *text, size_t length)
+{
+    if (standard_)
+        append(text, length);
+    else
+        emit_text(callback_, &context_, text, length);
+}
+
+void Printer::put_one(const char *format, uint16_t split, const char *insert,
+                      size_t insert_length)
+{
+    if (!standard_) {
+        emit_one(callback_, &context_, format, insert, insert_length);
+        return;
+    }
+    size_t head = split >> 8;
+    append(format, head);
+    append(insert, insert_length);
+    append(format + head + 2, split & 0xFFu);
+}
+
+void Printer::put_number(const char *format, uint16_t split, int32_t n)
+{
+    char digits[12];
+    char *start = decimal_text(digits, n);
+    put_one(format, split, start, static_cast<size_t>(digits + sizeof digits - start));
+}
 
 inline bool is_leaf_kind(uint32_t kind);
 
@@ -271,20 +465,25 @@ public:
     Plan(const Plan &) = delete;
     Plan &operator=(const Plan &) = delete;
 
-    Plan &text(Fixed fixed) { return add_piece({StepKind::kText, 0, fixed.text, nullptr}); }
-    Plan &node(intptr_t field)
+    Plan &text(Fixed fixed)
+    {
+        return add_piece({StepKind::kText, fixed.length, 0, fixed.text, nullptr});
+    }
+    [[gnu::always_inline]] Plan &node(intptr_t field)
     {
         if (field == 0)
             return *this;
-        return add_node({StepKind::kNode, 0, nullptr, reinterpret_cast<const void *>(field)});
+        return add_node({StepKind::kNode, 0, 0, nullptr, reinterpret_cast<const void *>(field)});
     }
     Plan &number(Format format, intptr_t value)
     {
-        return add_piece({StepKind::kNumber, static_cast<int32_t>(value), format.text, nullptr});
+        return add_piece(
+            {StepKind::kNumber, format.split, static_cast<int32_t>(value), format.text, nullptr});
     }
     Plan &oper(Format format, intptr_t code)
     {
-        return add_piece({StepKind::kOperator, static_cast<int32_t>(code), format.text, nullptr});
+        return add_piece(
+            {StepKind::kOperator, format.split, static_cast<int32_t>(code), format.text, nullptr});
     }
     // The entries of a List, separator after each but the last.
     Plan &list(const List *list, Fixed separator)
@@ -292,7 +491,11 @@ public:
         const ListElement *first = ListFirst(list);
         if (first == nullptr)
             return *this;
-        return keep({StepKind::kEntries, 0, separator.text, first});
+        if (count_ == 0 && printer_.standard() && printer_.may_nest()) {
+            printer_.perform_entries_nested(first, separator.text, separator.length);
+            return *this;
+        }
+        return keep({StepKind::kEntries, separator.length, 0, separator.text, first});
     }
     // The entries of the list node in field; a child of another kind prints
     // as itself.
@@ -316,12 +519,19 @@ private:
         return keep(step);
     }
     // So does a leaf node; any other first node is printed by a direct call
-    // while few are active.
+    // while few are active: in the family's printing once the rest of the
+    // plan is on the stack, in the standard printing at once, the plan going
+    // on with its next step (so that a plan whose children may all nest
+    // puts nothing on the stack).
     [[gnu::always_inline]] Plan &add_node(const Step &step)
     {
         if (count_ == 0) {
             if (is_leaf_kind(static_cast<const ParseNode *>(step.item)->kind)) {
                 printer_.perform(step);
+                return *this;
+            }
+            if (printer_.standard() && printer_.may_nest()) {
+                printer_.perform_nested(step);
                 return *this;
             }
             first_is_nested_ = printer_.may_nest();
@@ -395,14 +605,14 @@ Plan &Plan::extract_entries(intptr_t list_field)
     const ListElement *first = ListFirst(list_of(node));
     if (first == nullptr)
         return *this;
-    return keep({StepKind::kExtractEntries, 0, nullptr, first});
+    return keep({StepKind::kExtractEntries, 0, 0, nullptr, first});
 }
 
 // ---- leaves ----
 
-void emit_fixed(const Printer &p, Fixed fixed)
+void emit_fixed(Printer &p, Fixed fixed)
 {
-    p.callback()(fixed.text, p.context()->user_data);
+    p.put(fixed.text, fixed.length);
 }
 
 // The longest "%f" of a double: a sign, 309 integer digits, the point and
@@ -415,7 +625,7 @@ static_assert(kLongestFixedDouble < kEmitArea);
 // "%f" of a finite double always has a point before the zeros it strips
 // (so the stripping stops at it and the first character stays), and "inf"
 // and "nan" end in no zero or point.
-void print_double(const Printer &p, double d)
+void print_double(Printer &p, double d)
 {
     char area[kEmitArea];
     size_t length = static_cast<size_t>(std::snprintf(area, sizeof area, "%f", d));
@@ -429,7 +639,7 @@ void print_double(const Printer &p, double d)
 
 // A string literal, one character a piece: quotes doubled, up to the
 // value's length or its first zero byte, then "' ".
-void print_string(const Printer &p, const Value *value)
+void print_string(Printer &p, const Value *value)
 {
     emit_fixed(p, "'");
     const char *text = value->payload.text;
@@ -446,7 +656,7 @@ void print_string(const Printer &p, const Value *value)
 }
 
 // Hexadecimal literal of the octets held (the data length), two digits each.
-void print_binary(const Printer &p, const Value *value)
+void print_binary(Printer &p, const Value *value)
 {
     emit_fixed(p, "X'");
     for (int32_t i = 0; value->payload.bytes != nullptr && i < value->data_length; ++i)
@@ -456,14 +666,14 @@ void print_binary(const Printer &p, const Value *value)
 
 // The value's own rendering (numeric, bit, interval literal), bounded by
 // the area.
-void print_rendered(const Printer &p, const Value *value, Fixed format)
+void print_rendered(Printer &p, const Value *value, Fixed format)
 {
     char area[kEmitArea];
     const char *text = value_as_text_n(value, area, sizeof area, nullptr);
     emit(p.callback(), p.context(), format.text, text);
 }
 
-void print_value(const Printer &p, const Value *value)
+void print_value(Printer &p, const Value *value)
 {
     const ValuePayload &v = value->payload;
     switch (value->type) {
@@ -526,9 +736,74 @@ void print_value(const Printer &p, const Value *value)
     }
 }
 
+// ---- standard leaves ----
+
+// A string literal in the standard printing: the text up to the value's
+// length or its first zero byte, every quote doubled, whole runs at a time.
+void print_string_std(Printer &p, const Value *value)
+{
+    p.append("'", 1);
+    const char *text = value->payload.text;
+    size_t length = text != nullptr && value->length > 0 ? static_cast<size_t>(value->length) : 0;
+    const void *zero = length > 0 ? std::memchr(text, '\0', length) : nullptr;
+    if (zero != nullptr)
+        length = static_cast<size_t>(static_cast<const char *>(zero) - text);
+    while (length > 0) {
+        const char *quote = static_cast<const char *>(std::memchr(text, '\'', length));
+        if (quote == nullptr) {
+            p.append(text, length);
+            break;
+        }
+        size_t run = static_cast<size_t>(quote - text) + 1;  // the quote included
+        p.append(text, run);
+        p.append("'", 1);
+        text += run;
+        length -= run;
+    }
+    p.append("' ", 2);
+}
+
+// X'...' with two upper-case hexadecimal digits an octet.
+void print_binary_std(Printer &p, const Value *value)
+{
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    constexpr size_t kChunk = 256;  // octets written into the area at a time
+    p.append("X'", 2);
+    const unsigned char *bytes = value->payload.bytes;
+    size_t length = bytes != nullptr && value->data_length > 0
+                        ? static_cast<size_t>(value->data_length) : 0;
+    while (length > 0) {
+        size_t n = length < kChunk ? length : kChunk;
+        char *out = p.room(2 * n);
+        for (size_t i = 0; i < n; ++i) {
+            out[2 * i] = kHex[bytes[i] >> 4];
+            out[2 * i + 1] = kHex[bytes[i] & 15];
+        }
+        p.commit(2 * n);
+        bytes += n;
+        length -= n;
+    }
+    p.append("'", 1);
+}
+
+void print_value_std(Printer &p, const Value *value)
+{
+    if (kx::sqlprint::literal_is_bounded(value)) {
+        char *out = p.room(kx::sqlprint::kLiteralRoom);
+        p.commit(kx::sqlprint::standard_literal(value, out));
+    } else if (value->type == VALUE_STRING) {
+        print_string_std(p, value);
+    } else {
+        print_binary_std(p, value);
+    }
+}
+
 void print_value_node(Printer &p, const ParseNode *node)
 {
-    print_value(p, reinterpret_cast<const Value *>(node));
+    if (p.standard())
+        print_value_std(p, reinterpret_cast<const Value *>(node));
+    else
+        print_value(p, reinterpret_cast<const Value *>(node));
 }
 
 void print_dynamic_parameter(Printer &p, const ParseNode *)
@@ -541,7 +816,30 @@ void print_dynamic_parameter(Printer &p, const ParseNode *)
 void print_identifier(Printer &p, const ParseNode *node)
 {
     const char *text = reinterpret_cast<const char *>(field(node, 1));
+    if (p.standard() && field(node, 2) == 0) {
+        if (text != nullptr)
+            p.append_terminated(text);
+        return;
+    }
     size_t length = text != nullptr ? std::strlen(text) : 0;
+    if (p.standard()) {
+        // A delimited identifier: a double quote inside it is written twice.
+        p.append("\"", 1);
+        while (length > 0) {
+            const char *quote = static_cast<const char *>(std::memchr(text, '"', length));
+            if (quote == nullptr) {
+                p.append(text, length);
+                break;
+            }
+            size_t run = static_cast<size_t>(quote - text) + 1;
+            p.append(text, run);
+            p.append("\"", 1);
+            text += run;
+            length -= run;
+        }
+        p.append("\"", 1);
+        return;
+    }
     if (field(node, 2) == 0) {
         if (length < kEmitArea)
             p.callback()(text != nullptr ? text : "", p.context()->user_data);
@@ -564,14 +862,22 @@ void print_default_option(Printer &p, const ParseNode *node)
         emit_fixed(p, " DEFAULT ");
 }
 
+// The standard printing leaves out the optional WORK, which some back ends
+// (SQLite) do not take.
 void print_commit(Printer &p, const ParseNode *)
 {
-    emit_fixed(p, "COMMIT WORK ");
+    if (p.standard())
+        emit_fixed(p, "COMMIT ");
+    else
+        emit_fixed(p, "COMMIT WORK ");
 }
 
 void print_rollback(Printer &p, const ParseNode *)
 {
-    emit_fixed(p, "ROLLBACK WORK ");
+    if (p.standard())
+        emit_fixed(p, "ROLLBACK ");
+    else
+        emit_fixed(p, "ROLLBACK WORK ");
 }
 
 // ---- statements ----
@@ -693,13 +999,15 @@ void print_insert(Printer &p, const ParseNode *node)
 }
 
 // f1 the table, f2 the grantees, f3 the drop behaviour, f4 the privileges.
-// The spelling "PRIVILIGES" is the printer's own and is kept.
+// The spelling "PRIVILIGES" is the family's own and is kept there.
 void print_revoke(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
     plan.text("REVOKE ");
     if (field(node, 4) != 0)
         plan.node(field(node, 4));
+    else if (p.standard())
+        plan.text("ALL PRIVILEGES ");
     else
         plan.text("ALL PRIVILIGES ");
     plan.text(" ON ").node(field(node, 1)).text(" FROM ");
@@ -718,8 +1026,13 @@ void print_cursor_specification(Printer &p, const ParseNode *node)
         plan.text(" ORDER BY ").node(field(node, 2));
 }
 
+// Without a column list the standard printing has no OF.
 void print_for_update(Printer &p, const ParseNode *node)
 {
+    if (p.standard() && field(node, 2) == 0) {
+        Plan(p).node(field(node, 1)).text(" FOR UPDATE ");
+        return;
+    }
     Plan(p).node(field(node, 1)).text(" FOR UPDATE OF ").node(field(node, 2));
 }
 
@@ -737,7 +1050,9 @@ void print_query_specification(Printer &p, const ParseNode *node)
         plan.node(field(node, 3));
     else
         plan.text("* ");
-    plan.text(" FROM ").node(field(node, 4));
+    // Without a table list the standard printing has no FROM.
+    if (!p.standard() || field(node, 4) != 0)
+        plan.text(" FROM ").node(field(node, 4));
     if (field(node, 5) != 0)
         plan.text(" WHERE ").node(field(node, 5));
 }
@@ -881,6 +1196,8 @@ void print_set_clause(Printer &p, const ParseNode *node)
     plan.node(field(node, 1)).text(" = ");
     if (field(node, 2) != 0)
         plan.text("NULL ");
+    else if (field(node, 3) != 0 && p.standard())
+        plan.text("DEFAULT ");
     else if (field(node, 3) != 0)
         plan.text("DEFAULT VALUE ");
     else if (field(node, 5) != 0)
@@ -889,10 +1206,13 @@ void print_set_clause(Printer &p, const ParseNode *node)
         plan.node(field(node, 4));
 }
 
+// GROUP BY has no order: the standard printing gives the item alone.
 void print_grouping_item(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
     plan.node(field(node, 1));
+    if (p.standard())
+        return;
     if (field(node, 2) == 2)
         plan.text(" DESC");
     else
@@ -904,7 +1224,7 @@ void print_either(Printer &p, const ParseNode *node)
     Plan(p).node(field(node, 1) != 0 ? field(node, 1) : field(node, 2));
 }
 
-// The spelling "REFERENCE" is the printer's own and is kept.
+// The spelling "REFERENCE" is the family's own and is kept there.
 void print_privilege(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
@@ -922,7 +1242,10 @@ void print_privilege(Printer &p, const ParseNode *node)
         plan.text("UPDATE");
         break;
     case 5:
-        plan.text("REFERENCE");
+        if (p.standard())
+            plan.text("REFERENCES");
+        else
+            plan.text("REFERENCE");
         break;
     default:
         return;
@@ -1147,7 +1470,14 @@ void print_column_constraint(Printer &p, const ParseNode *node)
     switch (field(node, 1)) {
     case 1: plan.text("UNIQUE "); break;
     case 2: plan.text("PRIMARY KEY "); break;
-    case 3: plan.text("CHECK ").node(field(node, 4)); break;
+    case 3:
+        // The standard printing puts the condition in the parentheses
+        // CHECK requires, whatever its kind.
+        if (p.standard())
+            plan.text("CHECK ( ").node(field(node, 4)).text(" ) ");
+        else
+            plan.text("CHECK ").node(field(node, 4));
+        break;
     case 5: plan.text("NOT NULL "); break;
     case 6:
         plan.text("REFERENCES ").node(field(node, 2));
@@ -1165,7 +1495,7 @@ constexpr Fixed kDeleteRules[] = {
     "ON DELETE SET DEFAULT ",
 };
 
-// The spelling "FOERIGN" is the printer's own and is kept.
+// The spelling "FOERIGN" is the family's own and is kept there.
 void print_table_constraint(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
@@ -1174,7 +1504,11 @@ void print_table_constraint(Printer &p, const ParseNode *node)
     case 2: plan.text(" PRIMARY KEY ( ").node(field(node, 2)).text(" ) "); break;
     case 3: plan.text(" CHECK ( ").node(field(node, 3)).text(" ) "); break;
     case 4: {
-        plan.text(" FOERIGN KEY ( ").node(field(node, 2)).text(" ) REFERENCES ");
+        if (p.standard())
+            plan.text(" FOREIGN KEY ( ");
+        else
+            plan.text(" FOERIGN KEY ( ");
+        plan.node(field(node, 2)).text(" ) REFERENCES ");
         plan.node(field(node, 4)).text(" ( ").node(field(node, 5)).text(" ) ");
         intptr_t rule = field(node, 6);
         if (rule >= 0 && rule <= 3)
@@ -1244,7 +1578,7 @@ void print_scalar_function(Printer &p, const ParseNode *node)
     const char *name = number <= INT32_MAX ? sql92_get_function_name(static_cast<int32_t>(number))
                                            : nullptr;
     if (name != nullptr)
-        emit_text(p.callback(), p.context(), name, std::strlen(name));
+        p.put_tree_text(name, std::strlen(name));
     Plan(p).text("( ").node(field(node, 2)).text(" ) ");
 }
 
@@ -1258,7 +1592,8 @@ constexpr Fixed kAllSetFunctions[] = {
 };
 
 // f1 the function, f2 DISTINCT, f3 the argument with DISTINCT, f4 without.
-// A plain COUNT prints as a row count: its argument is not printed.
+// The family prints a plain COUNT as a row count, without its argument; the
+// standard printing counts the argument's non-NULL values.
 void print_set_function(Printer &p, const ParseNode *node)
 {
     intptr_t function = field(node, 1);
@@ -1268,6 +1603,8 @@ void print_set_function(Printer &p, const ParseNode *node)
     } else if (field(node, 2) != 0) {
         if (function >= 1 && function <= 5)
             plan.text(kDistinctSetFunctions[function - 1]).node(field(node, 3)).text(" ) ");
+    } else if (function == 1 && p.standard() && field(node, 4) != 0) {
+        plan.text(" COUNT( ALL ").node(field(node, 4)).text(" ) ");
     } else if (function == 1) {
         plan.text(" COUNT(*)");
     } else if (function >= 2 && function <= 5) {
@@ -1297,14 +1634,18 @@ void print_exists(Printer &p, const ParseNode *node)
     plan.node(field(node, 1)).text(" ) ");
 }
 
-// The escape character (f4) follows the pattern with no keyword before it.
+// The family prints the escape character (f4) after the pattern with no
+// keyword before it; the standard printing with ESCAPE.
 void print_like(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
     plan.node(field(node, 1));
     if (field(node, 2) != 0)
         plan.text(" NOT ");
-    plan.text(" LIKE ").node(field(node, 3)).node(field(node, 4));
+    plan.text(" LIKE ").node(field(node, 3));
+    if (p.standard() && field(node, 4) != 0)
+        plan.text(" ESCAPE ");
+    plan.node(field(node, 4));
 }
 
 void print_null_test(Printer &p, const ParseNode *node)
@@ -1344,11 +1685,16 @@ void print_in_predicate(Printer &p, const ParseNode *node)
 
 // f1 operand, f2 operator code, f3 quantifier (1 ALL, 2 ANY, else SOME),
 // f4 NOT, f5 subquery.
+// The standard printing writes NOT before the whole comparison, where
+// SQL-92 has it.
 void print_quantified_comparison(Printer &p, const ParseNode *node)
 {
     Plan plan(p);
+    bool negated = field(node, 4) != 0;
+    if (p.standard() && negated)
+        plan.text(" NOT ( ");
     plan.node(field(node, 1));
-    if (field(node, 4) != 0)
+    if (negated && !p.standard())
         plan.oper(" NOT %s ", field(node, 2));
     else
         plan.oper(" %s ", field(node, 2));
@@ -1359,6 +1705,8 @@ void print_quantified_comparison(Printer &p, const ParseNode *node)
     else
         plan.text(" SOME ");
     plan.text(" ( ").node(field(node, 5)).text(" ) ");
+    if (p.standard() && negated)
+        plan.text(" ) ");
 }
 
 // Field of an expression node set when its comparison has been applied
@@ -1379,12 +1727,28 @@ void print_connective(Printer &p, const ParseNode *left_of, Fixed word,
     plan.text(word).node(right).text(")");
 }
 
+// A query as an operand of a comparison (a subquery) needs parentheses.
+bool is_query(const ParseNode *node)
+{
+    return node != nullptr &&
+           (node->kind == KX_NODE_GROUPED_QUERY || node->kind == KX_NODE_QUERY_SPECIFICATION ||
+            node->kind == KX_NODE_UNION);
+}
+
+// The family parenthesises a grouped query on the right; the standard
+// printing any query on either side.
 void print_comparison(Printer &p, const ParseNode *node, int32_t op_code)
 {
     Plan plan(p);
-    plan.text("( ").node(field(node, 3)).oper(" %s ", op_code);
+    plan.text("( ");
+    if (p.standard() && is_query(child(node, 3)))
+        plan.text("( ").node(field(node, 3)).text(" )");
+    else
+        plan.node(field(node, 3));
+    plan.oper(" %s ", op_code);
     const ParseNode *right = child(node, 4);
-    if (right != nullptr && right->kind == KX_NODE_GROUPED_QUERY)
+    if (right != nullptr && (right->kind == KX_NODE_GROUPED_QUERY ||
+                             (p.standard() && is_query(right))))
         plan.text("( ").node(field(node, 4)).text(" )");
     else
         plan.node(field(node, 4));
@@ -1514,8 +1878,16 @@ static_assert(kFirstKind + kPrinterCount - 1 == KX_NODE_ROLLBACK);
 
 // A node of a kind without a printer prints its address and kind, and
 // nothing else.
-void print_unexpected(const Printer &p, const ParseNode *node)
+void print_unexpected(Printer &p, const ParseNode *node)
 {
+    if (p.standard()) {
+        constexpr size_t kRoom = 64;  // 16 hexadecimal digits and 10 decimal ones
+        char *out = p.room(kRoom);
+        int n = std::snprintf(out, kRoom, "<unexpected node type %" PRIxPTR "->%u>",
+                              reinterpret_cast<uintptr_t>(node), node->kind);
+        p.commit(static_cast<size_t>(n));
+        return;
+    }
     emit(p.callback(), p.context(), "<unexpected node type %" PRIxPTR "->%u>",
          reinterpret_cast<uintptr_t>(node), node->kind);
 }
@@ -1566,9 +1938,25 @@ bool Printer::grow()
 void Printer::run(const Step &first)
 {
     perform(first);
-    while (count_ > 0 && !stopped_) {
+    perform_down_to(0);
+}
+
+void Printer::perform_down_to(size_t base)
+{
+    // The commonest step, a fixed text, inline; one loop for each printing.
+    if (standard_) {
+        while (count_ > base && !stopped_) {
+            Step step = steps_[--count_];
+            if (step.kind == StepKind::kText)
+                append(step.text, step.length);
+            else
+                perform(step);
+        }
+        return;
+    }
+    while (count_ > base && !stopped_) {
         Step step = steps_[--count_];
-        if (step.kind == StepKind::kText)  // the commonest step, inline
+        if (step.kind == StepKind::kText)
             callback_(step.text, context_.user_data);
         else
             perform(step);
@@ -1582,14 +1970,33 @@ void Printer::next_entry(const Step &step)
     const ListElement *element = static_cast<const ListElement *>(step.item);
     const ListElement *next = ListNext(element);
     if (next != nullptr) {
-        if (!push({StepKind::kEntries, 0, step.text, next}))
+        if (!push({StepKind::kEntries, step.length, 0, step.text, next}))
             return;
-        if (step.text[0] != '\0' && !push({StepKind::kText, 0, step.text, nullptr}))
+        if (step.length != 0 && !push({StepKind::kText, step.length, 0, step.text, nullptr}))
             return;
     }
     const void *data = ListData(element);
     if (data != nullptr)
-        push({StepKind::kNode, 0, nullptr, data});
+        push({StepKind::kNode, 0, 0, nullptr, data});
+}
+
+void Printer::perform_entries_nested(const ListElement *element, const char *separator,
+                                     size_t separator_length)
+{
+    ++nesting_;
+    size_t base = count_;
+    while (element != nullptr && !stopped_) {
+        const ListElement *next = ListNext(element);
+        const void *data = ListData(element);
+        if (data != nullptr) {
+            print_parse_tree(*this, static_cast<const ParseNode *>(data));
+            perform_down_to(base);
+        }
+        if (next != nullptr && separator_length != 0)
+            put(separator, separator_length);
+        element = next;
+    }
+    --nesting_;
 }
 
 // EXTRACT's arguments: every entry but the last names a field, followed by
@@ -1601,7 +2008,7 @@ void Printer::next_extract_entry(const Step &step)
     const ParseNode *entry = static_cast<const ParseNode *>(ListData(element));
     if (next == nullptr) {
         if (entry != nullptr)
-            push({StepKind::kNode, 0, nullptr, entry});
+            push({StepKind::kNode, 0, 0, nullptr, entry});
         return;
     }
     const Value *word = reinterpret_cast<const Value *>(entry);
@@ -1609,26 +2016,26 @@ void Printer::next_extract_entry(const Step &step)
         word->payload.integer >= 0 && word->payload.integer <= 5)
         emit_fixed(*this, kExtractFields[word->payload.integer]);
     emit_fixed(*this, " FROM ");
-    push({StepKind::kExtractEntries, 0, nullptr, next});
+    push({StepKind::kExtractEntries, 0, 0, nullptr, next});
 }
 
 void Printer::perform(const Step &step)
 {
     switch (step.kind) {
     case StepKind::kText:
-        callback_(step.text, context_.user_data);
+        put(step.text, step.length);
         return;
     case StepKind::kNode:
         print_parse_tree(*this, static_cast<const ParseNode *>(step.item));
         return;
     case StepKind::kNumber:
-        emit_number(callback_, &context_, step.text, step.number);
+        put_number(step.text, step.length, step.number);
         return;
     case StepKind::kOperator: {
         const char *text = get_oper_text(step.number);
         if (text == nullptr)
             text = "";
-        emit_one(callback_, &context_, step.text, text, std::strlen(text));
+        put_one(step.text, step.length, text, std::strlen(text));
         return;
     }
     case StepKind::kEntries:
@@ -1642,12 +2049,27 @@ void Printer::perform(const Step &step)
 
 // A printer's first step for a node: nothing for a null node.
 void print_subtree(const ParseNode *node, PrintCallback callback, void *user_data,
-                   int32_t mode)
+                   int32_t mode, bool standard)
 {
     if (node == nullptr || callback == nullptr)
         return;
-    Printer printer(callback, user_data, mode);
-    printer.run({StepKind::kNode, 0, nullptr, node});
+    Printer printer(callback, user_data, mode, standard);
+    printer.run({StepKind::kNode, 0, 0, nullptr, node});
+    printer.flush();
+}
+
+// The statements of a root's list, "; " between two.
+void print_statements(const ParseNode *tree, PrintCallback callback, void *user_data,
+                      bool standard)
+{
+    if (tree == nullptr || callback == nullptr)
+        return;
+    const ListElement *first = ListFirst(reinterpret_cast<const List *>(tree->field[0]));
+    if (first == nullptr)
+        return;
+    Printer printer(callback, user_data, KX_PRINT_PLAIN, standard);
+    printer.run({StepKind::kEntries, 2, 0, "; ", first});
+    printer.flush();
 }
 
 }  // namespace
@@ -1657,25 +2079,37 @@ extern "C" {
 KX_API void sql92_print_parse_tree(const ParseNode *tree, PrintCallback callback,
                                    void *user_data)
 {
-    if (tree == nullptr || callback == nullptr)
-        return;
-    const ListElement *first = ListFirst(reinterpret_cast<const List *>(tree->field[0]));
-    if (first == nullptr)
-        return;
-    Printer printer(callback, user_data, KX_PRINT_PLAIN);
-    printer.run({StepKind::kEntries, 0, "; ", first});
+    print_statements(tree, callback, user_data, false);
 }
 
 KX_API void sql92_print_expression(const ParseNode *node, PrintCallback callback,
                                    void *user_data)
 {
-    print_subtree(node, callback, user_data, KX_PRINT_PLAIN);
+    print_subtree(node, callback, user_data, KX_PRINT_PLAIN, false);
 }
 
 KX_API void sql92_print_expression_ex(const ParseNode *node, PrintCallback callback,
                                       void *user_data, int32_t mode)
 {
-    print_subtree(node, callback, user_data, mode);
+    print_subtree(node, callback, user_data, mode, false);
+}
+
+KX_API void kxstd_sql92_print_parse_tree(const ParseNode *tree, PrintCallback callback,
+                                         void *user_data)
+{
+    print_statements(tree, callback, user_data, true);
+}
+
+KX_API void kxstd_sql92_print_expression(const ParseNode *node, PrintCallback callback,
+                                         void *user_data)
+{
+    print_subtree(node, callback, user_data, KX_PRINT_PLAIN, true);
+}
+
+KX_API void kxstd_sql92_print_expression_ex(const ParseNode *node, PrintCallback callback,
+                                            void *user_data, int32_t mode)
+{
+    print_subtree(node, callback, user_data, mode, true);
 }
 
 }  // extern "C"

@@ -22,7 +22,9 @@
  *  - the kxstd_ literal builders, conversions, calendar, datetime and
  *    long-data routines below;
  *  - the kxstd_ profile, connection-string, 16-bit copy, driver-buffer
- *    and SQL-type routines below.
+ *    and SQL-type routines below;
+ *  - kxstd_sql92_print_parse_tree and kxstd_sql92_print_expression(_ex)
+ *    to print a parse tree back as SQL.
  * Nothing here changes a record a driver allocates, and the unprefixed
  * routines behave as before for every header not set with
  * kxstd_set_error_header.
@@ -550,6 +552,51 @@ KX_API const FunctionEntry *kxstd_get_function_info(int32_t id);
 /* The true argument range of every id, SQL-92 ids included (POSITION takes
    2). */
 KX_API void kxstd_get_function_arg_range(int32_t id, int32_t *min, int32_t *max);
+
+/* ---- SQL text printer ---- */
+/*
+ * The printer of parse.h (same trees, callback, modes and depth protection)
+ * whose text is valid SQL-92 that means what the tree means, where the
+ * family's printer keeps its own texts:
+ *  - COUNT(x) is COUNT( ALL x ), not a row count; COUNT(*) and
+ *    COUNT( DISTINCT x ) as before;
+ *  - FOREIGN KEY, ALL PRIVILEGES and the privilege REFERENCES spelt right;
+ *  - SET c = DEFAULT; LIKE p ESCAPE e; x NOT IN ... as before, and a negated
+ *    quantified comparison as NOT ( x = ANY ( ... ) );
+ *  - literals that read back as the same value: a double with its 17
+ *    significant digits and an exponent (1.5E-7, 2.5E0), a numeric with
+ *    every digit at its scale, DATE 'yyyy-mm-dd', TIME 'hh:mm:ss' and
+ *    TIMESTAMP 'yyyy-mm-dd hh:mm:ss.fffffffff' (the fraction's significant
+ *    digits) rather than the ODBC escapes, X'0AFF' with two digits an
+ *    octet, an interval with its sign inside the quotes and precisions wide
+ *    enough for its fields (INTERVAL '-2 03:04:05.25' DAY TO SECOND), a
+ *    bigint's 64-bit number, a string's quotes doubled, and NULL for a leaf
+ *    whose null flag is set;
+ *  - CURRENT_DATE, CURRENT_TIME, CURRENT_TIMESTAMP;
+ *  - a delimited identifier with its double quotes doubled;
+ *  - GROUP BY items without ASC or DESC;
+ *  - CHECK ( condition ) on a column; a subquery on either side of a
+ *    comparison in parentheses; FOR UPDATE without OF when no column is
+ *    named; no FROM for a query without tables; COMMIT and ROLLBACK
+ *    without WORK.
+ * What has no SQL-92 text stays as the family prints it (the ODBC call
+ * escape, data types such as LONG VARCHAR, CREATE INDEX, the outer-join
+ * marks of KX_PRINT_OUTER_JOIN_MARKS). A value that no literal writes (an
+ * infinite or NaN double, a fraction of a second of 10^9 nanoseconds or
+ * more, an interval kind outside 1 to 13) prints "<unexpected value>", and
+ * a type without a literal (long data among them) "<unexpected value
+ * type>", so that a back end refuses the text rather than reading another
+ * value. Pieces are gathered: the callback receives a few texts, each
+ * shorter than KX_PRINT_PIECE_SIZE and cut anywhere; only their
+ * concatenation is the text.
+ */
+KX_API void kxstd_sql92_print_parse_tree(const ParseNode *tree, PrintCallback callback,
+                                         void *user_data);
+KX_API void kxstd_sql92_print_expression(const ParseNode *node, PrintCallback callback,
+                                         void *user_data);
+/* In the given mode (KX_PRINT_* of parse.h). */
+KX_API void kxstd_sql92_print_expression_ex(const ParseNode *node, PrintCallback callback,
+                                            void *user_data, int32_t mode);
 
 #ifdef __cplusplus
 }

@@ -3,8 +3,9 @@
 // WHEN clauses, identifiers, table names and references, select items,
 // SELECT query blocks, literal leaves of every value type, parameter
 // markers, unknown kinds, and long chains of nesting) are printed with
-// sql92_print_parse_tree and sql92_print_expression_ex in every mode.
-// Exports LLVMFuzzerTestOneInput.
+// sql92_print_parse_tree and sql92_print_expression_ex in every mode, and
+// in the standard printing with kxstd_sql92_print_parse_tree and
+// kxstd_sql92_print_expression_ex. Exports LLVMFuzzerTestOneInput.
 //
 // Input: a stream of choices read by the tree builder; texts (identifiers,
 // string literals) end at a zero octet.
@@ -14,7 +15,16 @@
 // again gives the same text; the root prints its statements joined by "; ";
 // every identifier's text appears in the output, quoted ones in double
 // quotes; an unknown kind prints its "<unexpected node type ...>" text and
-// printing goes on after it.
+// printing goes on after it. The same for the standard printing, where a
+// quoted identifier's double quotes are doubled; and there every literal
+// leaf, printed alone, reads back as the same value: integers, bigints and
+// doubles by the C library (an infinite or NaN double prints the
+// unexpected-value text), numerics by kxstd_text_to_numeric, strings and
+// binaries undone by hand, real dates, times and timestamps by
+// kxstd_make_literal, intervals by kxstd_make_interval at the precisions
+// their qualifier names (kxstd_interval_length the same).
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -51,6 +61,8 @@ public:
     };
     std::vector<Snapshot> records;
     std::vector<std::string> identifiers;   // as they must appear in the text
+    std::vector<std::string> std_identifiers;   // the same in the standard printing
+    std::vector<const Value *> values;      // every literal leaf
     size_t unknown_nodes = 0;
 
     ParseNode *node(uint32_t kind)
@@ -83,6 +95,10 @@ public:
         n->field[0] = word(texts_.back().c_str());
         n->field[1] = in_.byte() % 4 == 0 ? 1 : 0;
         identifiers.push_back(n->field[1] != 0 ? "\"" + text + "\"" : text);
+        std::string doubled;
+        for (char c : text)
+            doubled += c == '"' ? "\"\"" : std::string(1, c);
+        std_identifiers.push_back(n->field[1] != 0 ? "\"" + doubled + "\"" : text);
         return n;
     }
 
@@ -138,6 +154,7 @@ public:
         }
         }
         v->null_flag = in_.byte() % 16 == 0 ? -1 : 0;
+        values.push_back(v);
         return reinterpret_cast<ParseNode *>(v);
     }
 
@@ -317,6 +334,189 @@ std::string print(const ParseNode *node, int32_t mode)
     return sink.text;
 }
 
+std::string std_print(const void *node, int32_t mode)
+{
+    Sink sink;
+    kxstd_sql92_print_expression_ex(static_cast<const ParseNode *>(node), Sink::collect, &sink,
+                                    mode);
+    return sink.text;
+}
+
+// ---- standard literals read back ----
+
+bool starts_with(const std::string &text, const char *prefix)
+{
+    return text.compare(0, std::strlen(prefix), prefix) == 0;
+}
+
+// The text between the first two single quotes of an interval or datetime
+// literal (none of these has a quote inside).
+std::string quoted_body(const std::string &text)
+{
+    size_t open = text.find('\'');
+    size_t close = text.find('\'', open + 1);
+    FUZZ_CHECK(open != std::string::npos && close != std::string::npos, "[%s] has no quotes",
+               text.c_str());
+    return text.substr(open + 1, close - open - 1);
+}
+
+// The precisions an interval literal's qualifier names: "(p)" or "(p, s)"
+// after the leading field, "(s)" after TO SECOND; 2 and 6 where none is.
+void qualifier_precisions(const std::string &text, int32_t *leading, int32_t *seconds)
+{
+    *leading = 2;
+    *seconds = 6;
+    size_t at = text.find('\'', text.find('\'') + 1) + 2;
+    size_t to = text.find(" TO ", at);
+    std::string first = text.substr(at, to == std::string::npos ? std::string::npos : to - at);
+    size_t paren = first.find('(');
+    if (paren != std::string::npos) {
+        char *end = nullptr;
+        *leading = static_cast<int32_t>(std::strtol(first.c_str() + paren + 1, &end, 10));
+        if (*end == ',')
+            *seconds = static_cast<int32_t>(std::strtol(end + 1, nullptr, 10));
+    }
+    if (to != std::string::npos) {
+        size_t second = text.find('(', to);
+        if (second != std::string::npos)
+            *seconds = static_cast<int32_t>(std::strtol(text.c_str() + second + 1, nullptr, 10));
+    }
+}
+
+bool real_time(uint32_t hour, uint32_t minute, uint32_t second)
+{
+    return hour < 24 && minute < 60 && second < 60;
+}
+
+void check_datetime(const Value *v, const std::string &text, int32_t kind, size_t size,
+                    MemHandle *mem)
+{
+    int32_t status = -1;
+    Value *back = kxstd_make_literal(kind, text.c_str(), mem, &status);
+    FUZZ_CHECK(back != nullptr, "[%s] is not read back (status %d)", text.c_str(), status);
+    FUZZ_CHECK(std::memcmp(&back->payload, &v->payload, size) == 0,
+               "[%s] reads back as other fields", text.c_str());
+}
+
+// Every literal leaf, printed alone, reads back as the same value.
+void check_literal(const Value *v, MemHandle *mem)
+{
+    std::string text = std_print(v, KX_PRINT_PLAIN);
+    const ValuePayload &p = v->payload;
+    if (v->null_flag != 0 || v->type == VALUE_NULL) {
+        FUZZ_CHECK(text == " NULL ", "a NULL prints [%s]", text.c_str());
+        return;
+    }
+    switch (v->type) {
+    case VALUE_INTEGER:
+        FUZZ_CHECK(std::strtol(text.c_str(), nullptr, 10) == p.integer && text.back() == ' ',
+                   "integer %d prints [%s]", p.integer, text.c_str());
+        break;
+    case VALUE_BIGINT: {
+        int64_t n = static_cast<int64_t>(
+            (static_cast<uint64_t>(static_cast<uint32_t>(p.bigint.high)) << 32) | p.bigint.low);
+        FUZZ_CHECK(std::strtoll(text.c_str(), nullptr, 10) == n, "bigint prints [%s]",
+                   text.c_str());
+        break;
+    }
+    case VALUE_DOUBLE:
+        if (!std::isfinite(p.dbl)) {
+            FUZZ_CHECK(text == "<unexpected value>", "a non-finite double prints [%s]",
+                       text.c_str());
+        } else {
+            char *end = nullptr;
+            double back = std::strtod(text.c_str(), &end);
+            FUZZ_CHECK(*end == '\0' && text.find('E') != std::string::npos,
+                       "[%s] is no approximate literal", text.c_str());
+            FUZZ_CHECK(std::memcmp(&back, &p.dbl, sizeof back) == 0, "[%s] reads back as %.17g",
+                       text.c_str(), back);
+        }
+        break;
+    case VALUE_NUMERIC: {
+        NumericStruct back;
+        if (p.numeric.scale >= 0 && p.numeric.scale <= 38) {
+            int32_t status = kxstd_text_to_numeric(text.c_str(), &back);
+            FUZZ_CHECK(status == KXSTD_OK, "[%s] is not read back (status %d)", text.c_str(),
+                       status);
+            FUZZ_CHECK(kxstd_numeric_compare(&back, &p.numeric) == 0,
+                       "[%s] reads back as another number", text.c_str());
+        }
+        break;
+    }
+    case VALUE_STRING: {
+        FUZZ_CHECK(text.size() >= 3 && text[0] == '\'' && text.compare(text.size() - 2, 2, "' ") == 0,
+                   "a string prints [%s]", text.c_str());
+        std::string body;
+        for (size_t i = 1; i + 2 < text.size(); ++i) {
+            body += text[i];
+            if (text[i] == '\'') {
+                FUZZ_CHECK(text[i + 1] == '\'', "a lone quote in [%s]", text.c_str());
+                ++i;
+            }
+        }
+        std::string held(p.text, static_cast<size_t>(v->length));
+        FUZZ_CHECK(body == held.substr(0, std::strlen(held.c_str())),
+                   "a string reads back as another text");
+        break;
+    }
+    case VALUE_BINARY: {
+        std::string hex = "X'";
+        static const char digits[] = "0123456789ABCDEF";
+        for (int32_t i = 0; i < v->data_length; ++i) {
+            hex += digits[p.bytes[i] >> 4];
+            hex += digits[p.bytes[i] & 15];
+        }
+        FUZZ_CHECK(text == hex + "'", "a binary prints [%s]", text.c_str());
+        break;
+    }
+    case VALUE_DATE:
+        if (kxstd_valid_date(p.date.year, p.date.month, p.date.day))
+            check_datetime(v, text, KX_LITERAL_DATE, sizeof(DateStruct), mem);
+        break;
+    case VALUE_TIME:
+        if (real_time(p.time.hour, p.time.minute, p.time.second))
+            check_datetime(v, text, KX_LITERAL_TIME, sizeof(TimeStruct), mem);
+        break;
+    case VALUE_TIMESTAMP:
+        if (p.timestamp.fraction >= 1000000000u)
+            FUZZ_CHECK(text == "<unexpected value>", "a fraction of a whole second prints [%s]",
+                       text.c_str());
+        else if (kxstd_valid_date(p.timestamp.year, p.timestamp.month, p.timestamp.day) &&
+                 real_time(p.timestamp.hour, p.timestamp.minute, p.timestamp.second))
+            check_datetime(v, text, KX_LITERAL_TIMESTAMP, sizeof(TimestampStruct), mem);
+        break;
+    case VALUE_INTERVAL_YM:
+    case VALUE_INTERVAL_DS: {
+        int32_t kind = p.interval.interval_type;
+        if (kind < 1 || kind > 13) {
+            FUZZ_CHECK(text == "<unexpected value>", "interval kind %d prints [%s]", kind,
+                       text.c_str());
+            break;
+        }
+        FUZZ_CHECK(starts_with(text, "INTERVAL '"), "an interval prints [%s]", text.c_str());
+        int32_t leading, seconds;
+        qualifier_precisions(text, &leading, &seconds);
+        if (leading > 9)
+            break;   // beyond the precisions the standard reader takes
+        int32_t status = -1;
+        std::string body = "'" + quoted_body(text) + "'";
+        Value *back = kxstd_make_interval(body.c_str(), kind, leading, seconds, mem, &status);
+        FUZZ_CHECK(back != nullptr, "[%s] is not read back (status %d)", text.c_str(), status);
+        int64_t units = 0, back_units = 0;
+        int32_t nanos = 0, back_nanos = 0;
+        FUZZ_CHECK(kxstd_interval_length(&p.interval, &units, &nanos) == KXSTD_OK &&
+                       kxstd_interval_length(&back->payload.interval, &back_units,
+                                             &back_nanos) == KXSTD_OK,
+                   "interval lengths");
+        FUZZ_CHECK(units == back_units && nanos == back_nanos,
+                   "[%s] reads back as another length", text.c_str());
+        break;
+    }
+    default:
+        break;
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -357,6 +557,28 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             FUZZ_CHECK(whole.text.find("<unexpected node type ") != std::string::npos,
                        "an unknown kind prints its unexpected text");
         FUZZ_CHECK(tree.unchanged(), "printing changed the tree");
+
+        // The standard printing, with the same properties.
+        Sink standard;
+        kxstd_sql92_print_parse_tree(root, Sink::collect, &standard);
+        FUZZ_CHECK(tree.unchanged(), "the standard printing changed the tree");
+        std::string std_joined;
+        for (size_t i = 0; i < statements.size(); ++i)
+            std_joined += (i > 0 ? "; " : "") + std_print(statements[i], KX_PRINT_PLAIN);
+        FUZZ_CHECK(standard.text == std_joined,
+                   "the standard root prints its statements joined by \"; \"");
+        std::string std_text = std_print(statements[0], mode);
+        FUZZ_CHECK(std_text == std_print(statements[0], mode),
+                   "standard printing again gives the same text");
+        for (const std::string &id : tree.std_identifiers)
+            FUZZ_CHECK(standard.text.find(id) != std::string::npos,
+                       "identifier [%s] is missing from the standard text", id.c_str());
+        if (tree.unknown_nodes > 0)
+            FUZZ_CHECK(standard.text.find("<unexpected node type ") != std::string::npos,
+                       "an unknown kind prints its unexpected text in the standard printing");
+        for (const Value *v : tree.values)
+            check_literal(v, mem);
+        FUZZ_CHECK(tree.unchanged(), "the standard printing changed the tree");
     }
     kx_mem_release_handle(mem);
     return 0;
