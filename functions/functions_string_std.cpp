@@ -234,8 +234,122 @@ inline bool ascii8(const Octet *p, const Octet *end)
     return end - p >= 8 && (load8(p) & kHighBits) == 0;
 }
 
-// The characters of [p, end), end on a character boundary.
-int64_t count_chars(const Octet *p, const Octet *end)
+// ---- counting by words ----
+//
+// Well-formed UTF-8 has one character per octet that is no continuation
+// octet (80 to BF), so a text that is well-formed is counted by checking it
+// and counting its continuation octets, eight octets a word at a time with
+// no branch on the octets (SWAR, bit 7 of each octet a flag). A text that
+// is not well-formed is walked character by character.
+
+// Bit 7 of each octet set where the octet is at least k (0x80 to 0xFF):
+// the low seven bits plus 0x100 - k carry into bit 7 exactly then, and into
+// no other octet.
+inline uint64_t at_least(uint64_t low7, uint64_t high, uint32_t k)
+{
+    return (low7 + kOnes * (0x100 - k)) & high;
+}
+
+// The number of octets whose bit 7 is set in flags (bit 7 only): their
+// ones summed into the top octet by one multiplication.
+inline int64_t flags_set(uint64_t flags)
+{
+    return static_cast<int64_t>(((flags >> 7) * kOnes) >> 56);
+}
+
+// The checks of one word, carried from word to word: continuation octets
+// owed to the next word (and after which leads), what was wrong, and the
+// continuation octets counted.
+struct WordScan {
+    uint64_t owed = 0;
+    uint64_t after_e0 = 0, after_ed = 0, after_f0 = 0, after_f4 = 0;
+    uint64_t wrong = 0;
+    int64_t continuations = 0;
+};
+
+// ASCII and two-octet sequences (C2 to DF, then 80 to BF) only: an octet
+// from E0 up counts as wrong here, and sends the text to the full check.
+inline void scan_two(uint64_t w, WordScan &s)
+{
+    uint64_t high = w & kHighBits;
+    uint64_t low7 = w & ~kHighBits;
+    uint64_t c0 = at_least(low7, high, 0xC0);
+    uint64_t c2 = at_least(low7, high, 0xC2);
+    uint64_t e0 = at_least(low7, high, 0xE0);
+    uint64_t continuation = high & ~c0;
+    uint64_t lead = c2 & ~e0;
+    uint64_t expected = (lead << 8) | s.owed;
+    s.owed = lead >> 56;
+    s.wrong |= (c0 & ~c2) | e0 | (expected ^ continuation);
+    s.continuations += flags_set(continuation);
+}
+
+// Every well-formed sequence: leads C2 to F4 owe one to three continuation
+// octets; after E0, ED, F0 and F4 the second octet has a narrower range.
+inline void scan_full(uint64_t w, WordScan &s)
+{
+    uint64_t high = w & kHighBits;
+    uint64_t low7 = w & ~kHighBits;
+    uint64_t c0 = at_least(low7, high, 0xC0);
+    uint64_t c2 = at_least(low7, high, 0xC2);
+    uint64_t e0 = at_least(low7, high, 0xE0);
+    uint64_t e1 = at_least(low7, high, 0xE1);
+    uint64_t ed = at_least(low7, high, 0xED);
+    uint64_t ee = at_least(low7, high, 0xEE);
+    uint64_t f0 = at_least(low7, high, 0xF0);
+    uint64_t f1 = at_least(low7, high, 0xF1);
+    uint64_t f4 = at_least(low7, high, 0xF4);
+    uint64_t f5 = at_least(low7, high, 0xF5);
+    uint64_t x90 = at_least(low7, high, 0x90);
+    uint64_t xa0 = at_least(low7, high, 0xA0);
+    uint64_t continuation = high & ~c0;
+    uint64_t owes1 = c2 & ~f5;  // every lead owes one
+    uint64_t owes2 = e0 & ~f5;  // three and four octets owe a second
+    uint64_t owes3 = f0 & ~f5;  // four a third
+    uint64_t expected = (owes1 << 8) | (owes2 << 16) | (owes3 << 24) | s.owed;
+    s.owed = (owes1 >> 56) | (owes2 >> 48) | (owes3 >> 40);
+    uint64_t is_e0 = e0 & ~e1, is_ed = ed & ~ee, is_f0 = f0 & ~f1, is_f4 = f4 & ~f5;
+    uint64_t second = (((is_e0 << 8) | s.after_e0) & ~xa0) |  // A0 to BF
+                      (((is_ed << 8) | s.after_ed) & xa0) |   // 80 to 9F
+                      (((is_f0 << 8) | s.after_f0) & ~x90) |  // 90 to BF
+                      (((is_f4 << 8) | s.after_f4) & x90);    // 80 to 8F
+    s.after_e0 = is_e0 >> 56;
+    s.after_ed = is_ed >> 56;
+    s.after_f0 = is_f0 >> 56;
+    s.after_f4 = is_f4 >> 56;
+    s.wrong |= (c0 & ~c2) | f5 | (expected ^ continuation) | (second & kHighBits);
+    s.continuations += flags_set(continuation);
+}
+
+// The characters of [p, end) when it is well-formed UTF-8 (and, for the
+// two-octet check, has no sequence longer than two octets), else -1. The
+// last word is read as the text's last eight octets, those already checked
+// shifted out; a text shorter than a word is copied into a zeroed one.
+template <void (*Scan)(uint64_t, WordScan &)>
+int64_t count_well_formed(const Octet *p, const Octet *end)
+{
+    WordScan s;
+    size_t n = static_cast<size_t>(end - p);
+    const Octet *q = p;
+    for (; end - q >= 8; q += 8)
+        Scan(load8(q), s);
+    size_t rest = static_cast<size_t>(end - q);
+    if (rest > 0) {
+        uint64_t w = 0;
+        if (n >= 8)
+            w = load8(end - 8) >> (8 * (8 - rest));
+        else
+            std::memcpy(&w, q, rest);
+        Scan(w, s);
+    }
+    if ((s.wrong | s.owed) != 0)
+        return -1;
+    return static_cast<int64_t>(n) - s.continuations;
+}
+
+// The characters of [p, end), end on a character boundary, walked one by
+// one.
+int64_t walk_count(const Octet *p, const Octet *end)
 {
     int64_t n = 0;
     while (p < end) {
@@ -248,6 +362,26 @@ int64_t count_chars(const Octet *p, const Octet *end)
         ++n;
     }
     return n;
+}
+
+// The characters of [p, end), end on a character boundary: by words where
+// the text is well-formed, one by one where it is not.
+int64_t count_chars(const Octet *p, const Octet *end)
+{
+    int64_t n = count_well_formed<scan_two>(p, end);
+    if (n < 0)
+        n = count_well_formed<scan_full>(p, end);
+    if (n < 0)
+        n = walk_count(p, end);
+    return n;
+}
+
+// The place k characters after p in NUL-terminated text, or its end.
+inline const Octet *skip_to_nul(const Octet *p, int64_t k)
+{
+    for (; k > 0 && *p != 0; --k)
+        p += char_octets(p);
+    return p;
 }
 
 // The place k characters after p, or end when [p, end) has fewer; *passed,
@@ -317,15 +451,17 @@ const Octet *find_whole(const Octet *p, const Octet *end, const Octet *needle, s
 
 // ---- case ----
 
-// Eight ASCII octets with the letters of one case turned to the other:
-// each octet is below 0x80, so adding to it carries into no other.
+// Eight octets with the ASCII letters of one case turned to the other;
+// octets from 0x80 up stay. Only the low seven bits are added to, so no
+// octet carries into another.
 template <bool kUpper>
 inline uint64_t ascii_case8(uint64_t w)
 {
     constexpr uint64_t first = kUpper ? 'a' : 'A';
-    uint64_t from_first = w + kOnes * (0x80 - first);
-    uint64_t past_last = w + kOnes * (0x80 - (first + 26));
-    uint64_t letters = from_first & ~past_last & kHighBits;
+    uint64_t low7 = w & ~kHighBits;
+    uint64_t from_first = low7 + kOnes * (0x80 - first);
+    uint64_t past_last = low7 + kOnes * (0x80 - (first + 26));
+    uint64_t letters = from_first & ~past_last & ~w & kHighBits;  // ASCII octets only
     return w ^ (letters >> 2);
 }
 
@@ -349,21 +485,15 @@ inline uint32_t map_code(uint32_t cp)
     return static_cast<uint32_t>(static_cast<int32_t>(cp) + delta);
 }
 
-// The octets of [p, end) mapped, written at out; their count. ASCII stays
-// ASCII and a character grows by one octet at most, from two to three (the
-// generator checks both), so out needs len + len / 2 octets.
+// The octets of [p, end) mapped one character at a time, written at out;
+// their count. ASCII stays ASCII and a character grows by one octet at
+// most, from two to three (the generator checks both), so out needs
+// len + len / 2 octets.
 template <bool kUpper>
-size_t map_case(const Octet *p, const Octet *end, Octet *out)
+size_t map_case_walk(const Octet *p, const Octet *end, Octet *out)
 {
     Octet *o = out;
     while (p < end) {
-        if (ascii8(p, end)) {
-            uint64_t w = ascii_case8<kUpper>(load8(p));
-            std::memcpy(o, &w, sizeof w);
-            p += 8;
-            o += 8;
-            continue;
-        }
         Octet c = *p;
         if (c < 0x80) {
             *o++ = ascii_case<kUpper>(c);
@@ -387,6 +517,68 @@ size_t map_case(const Octet *p, const Octet *end, Octet *out)
         p += n;
     }
     return static_cast<size_t>(o - out);
+}
+
+// The same, by words: the text is copied with its ASCII letters mapped
+// eight octets at a time (octets from 0x80 up left as they are), then each other
+// character is mapped in place while its mapping keeps its length; from the
+// first one that does not, the rest goes one character at a time. The
+// characters are read from the source, whose NUL ends every sequence.
+template <bool kUpper>
+size_t map_case(const Octet *p, const Octet *end, Octet *out)
+{
+    size_t n = static_cast<size_t>(end - p);
+    uint64_t high = 0;
+    size_t i = 0;
+    for (; n - i >= 8; i += 8) {
+        uint64_t w = load8(p + i);
+        high |= w & kHighBits;
+        w = ascii_case8<kUpper>(w);
+        std::memcpy(out + i, &w, sizeof w);
+    }
+    for (; i < n; ++i) {
+        high |= p[i] & 0x80u;
+        out[i] = ascii_case<kUpper>(p[i]);
+    }
+    if (high == 0)
+        return n;
+    for (i = 0; i < n;) {
+        // to the next octet from 0x80 up
+        if (n - i >= 8) {
+            uint64_t w = load8(p + i) & kHighBits;
+            if (w == 0) {
+                i += 8;
+                continue;
+            }
+            i += static_cast<size_t>(__builtin_ctzll(w)) / 8;
+        } else if (p[i] < 0x80) {
+            ++i;
+            continue;
+        }
+        // two octets that stay two octets, the common case, first
+        const Octet *c = p + i;
+        if (c[0] - 0xC2u < 0x1Eu && is_continuation(c[1])) {
+            uint32_t mapped = map_code<kUpper>((c[0] & 0x1Fu) << 6 | (c[1] & 0x3Fu));
+            if (mapped - 0x80u < 0x780u) {
+                out[i] = static_cast<Octet>(0xC0 | mapped >> 6);
+                out[i + 1] = static_cast<Octet>(0x80 | (mapped & 0x3F));
+                i += 2;
+                continue;
+            }
+        }
+        uint32_t length = char_octets(p + i);
+        if (length > 1) {
+            uint32_t cp = code_point(p + i, length);
+            uint32_t mapped = map_code<kUpper>(cp);
+            if (mapped != cp) {
+                if (encoded_length(mapped) != length)
+                    return i + map_case_walk<kUpper>(p + i, end, out + i);
+                encode(mapped, out + i);
+            }
+        }
+        i += length;
+    }
+    return n;
 }
 
 // The octets map_case would write, counted without writing.
@@ -441,13 +633,17 @@ bool american_soundex(const Octet *p, char *code)
     char last = kSoundexDigits[*p];  // the first letter's digit counts as written
     int n = 1;
     for (++p; *p != 0 && n < 4; ++p) {
-        char d = kSoundexDigits[*p];
-        // written when a digit differs from the last one; stored always,
-        // kept only when written (the place is written again or padded)
-        bool written = d > '0' && d != last;
-        code[n] = d;
-        n += written ? 1 : 0;
-        last = d != 0 ? d : last;  // a vowel parts, H, W and the rest do not
+        // Without a branch on the letters: a digit is stored always and
+        // kept only when written (a digit that differs from the last one);
+        // the place is written again or padded.
+        uint32_t d = static_cast<uint8_t>(kSoundexDigits[*p]);
+        uint32_t written = static_cast<uint32_t>(d - '1' < 6u) &
+                           static_cast<uint32_t>(d != static_cast<uint8_t>(last));
+        code[n] = static_cast<char>(d);
+        n += static_cast<int>(written);
+        // a vowel parts two digits, H, W and the rest do not
+        uint32_t keep = 0u - static_cast<uint32_t>(d != 0);
+        last = static_cast<char>((d & keep) | (static_cast<uint8_t>(last) & ~keep));
     }
     for (; n < 4; ++n)
         code[n] = '0';
@@ -518,6 +714,15 @@ TextArg text_arg(EvalContext *context, Value *value)
         }
     }
     return TextArg{const_cast<char *>(""), 0, false, nullptr};
+}
+
+// The same where the length is not needed: the text up to its NUL, without
+// measuring it (text.length is 0 for a VALUE_STRING).
+TextArg unmeasured_text_arg(EvalContext *context, Value *value)
+{
+    if (value->type == VALUE_STRING && value->payload.text != nullptr)
+        return TextArg{value->payload.text, 0, false, value};
+    return text_arg(context, value);
 }
 
 void release(EvalContext *context, TextArg &text)
@@ -746,8 +951,8 @@ KX_SCALAR_FUNCTION(kxstd_func_left)
     int64_t count = int_arg(context, n);
     if (count < 0)
         fail(context, kSubstringState, kSubstringMessage);
-    TextArg text = text_arg(context, s);
-    Value *result = copy_result(context, begin(text), skip_chars(begin(text), end(text), count));
+    TextArg text = unmeasured_text_arg(context, s);
+    Value *result = copy_result(context, begin(text), skip_to_nul(begin(text), count));
     release(context, text);
     return result;
 }
@@ -787,17 +992,19 @@ KX_SCALAR_FUNCTION(kxstd_func_substring)
     int64_t length = has_length ? int_arg(context, length_value) : 0;
     if (length < 0)
         fail(context, kSubstringState, kSubstringMessage);
-    TextArg text = text_arg(context, s);
+    TextArg text = unmeasured_text_arg(context, s);
     // the positions start to start + length - 1 that the text has
     int64_t first = start < 1 ? 1 : start;
-    const Octet *from = skip_chars(begin(text), end(text), first - 1);
-    const Octet *to = end(text);
+    const Octet *from = skip_to_nul(begin(text), first - 1);
+    const Octet *to;
     if (has_length) {
         // start + length, held at INT64_MAX (length is not negative)
         int64_t past;
         if (__builtin_add_overflow(start, length, &past))
             past = INT64_MAX;
-        to = past <= first ? from : skip_chars(from, end(text), past - first);
+        to = past <= first ? from : skip_to_nul(from, past - first);
+    } else {
+        to = from + std::strlen(reinterpret_cast<const char *>(from));
     }
     Value *result = copy_result(context, from, to);
     release(context, text);
@@ -964,7 +1171,7 @@ KX_SCALAR_FUNCTION(kxstd_func_soundex)
     Value *s = arg(argc, argv, 0);
     if (is_null(s))
         return null_text(context);
-    TextArg text = text_arg(context, s);
+    TextArg text = unmeasured_text_arg(context, s);
     Value *result = text_result(context, 4);
     if (!american_soundex(begin(text), result->payload.text)) {
         result->payload.text[0] = '\0';  // no letter, no code
@@ -984,8 +1191,8 @@ KX_SCALAR_FUNCTION(kxstd_func_difference)
     Value *b = arg(argc, argv, 1);
     if (is_null(a) || is_null(b))
         return null_integer(context);
-    TextArg left = text_arg(context, a);
-    TextArg right = text_arg(context, b);
+    TextArg left = unmeasured_text_arg(context, a);
+    TextArg right = unmeasured_text_arg(context, b);
     char code_a[4];
     char code_b[4];
     int32_t same = 0;

@@ -718,6 +718,9 @@ TEST(StdStringFunctions, CaseMapsEachCodePointSimply)
     EXPECT_EQ(text_of(c.standard("LCASE", {T("\xE2\x84\xAA")})), "k");
     EXPECT_EQ(text_of(c.standard("LCASE", {T("ȺȺȺ")})), "ⱥⱥⱥ");
     EXPECT_EQ(text_of(c.standard("UCASE", {T("ⱥⱥ")})), "ȺȺ");
+    // after characters that keep their length, and across words of eight
+    EXPECT_EQ(text_of(c.standard("UCASE", {T("é-ü-ö-ä-ıx-é")})), "É-Ü-Ö-Ä-IX-É");
+    EXPECT_EQ(text_of(c.standard("LCASE", {T("ÀÉÎÕÜ-ȺXYZ-ÀÉÎÕÜ")})), "àéîõü-ⱥxyz-àéîõü");
     // titlecase digraphs: 'ǅ'.upper() is 'Ǆ', 'ǅ'.lower() 'ǆ'
     EXPECT_EQ(text_of(c.standard("UCASE", {T("ǅ")})), "Ǆ");
     EXPECT_EQ(text_of(c.standard("LCASE", {T("ǅ")})), "ǆ");
@@ -1013,6 +1016,8 @@ TEST(StdStringFunctions, MemoryRunningOutPostsHY001)
 const char *const kPieces[] = {
     "a", "b", "Z", " ", "  ", "é", "É", "ß", "日", "本", "\xF0\x9F\x98\x80", "\xCC\x81",
     "\xE9", "\x80", "\xE3\x81", "\xC0\x80", "\xED\xA0\x80", "\xF0\x9F\x98", "\xFF", "ab",
+    "ı", "Ⱥ", "ⱥ", "한", "\xF4\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xE0\xA4\x85", "\xE0\x80\x80",
+    "\xF0\x90\x90\x80", "abcdefgh", "ABCDEFGHIJ",
 };
 
 std::string random_text(std::mt19937 &random, int most)
@@ -1037,8 +1042,9 @@ TEST(StdStringFunctions, AgreesWithTheOracleOnSeededTexts)
 {
     std::mt19937 random(1234567);
     Calls c;
-    for (int round = 0; round < 1500; ++round) {
-        std::string s = random_text(random, 10);
+    locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr));
+    for (int round = 0; round < 3000; ++round) {
+        std::string s = random_text(random, round % 3 == 0 ? 30 : 10);
         std::u32string u = decode(s);
         int64_t n = static_cast<int64_t>(u.size());
         int64_t a = static_cast<int64_t>(random() % 16) - 3;
@@ -1094,7 +1100,22 @@ TEST(StdStringFunctions, AgreesWithTheOracleOnSeededTexts)
                   b % 4 == 0 ? "" : b % 4 == 1 ? s : b % 4 == 2 ? s + s : s + s + s);
         int64_t code = u.empty() ? 0 : u[0] >= kStray ? u[0] - kStray : u[0];
         EXPECT_EQ(int_of(c.standard("ASCII", {T(s)})), code);
+
+        // case, code point by code point, octets that begin no character kept
+        if (utf8 != static_cast<locale_t>(nullptr)) {
+            std::u32string upper = u, lower = u;
+            for (size_t i = 0; i < u.size(); ++i) {
+                if (u[i] >= kStray)
+                    continue;
+                upper[i] = static_cast<char32_t>(towupper_l(static_cast<wint_t>(u[i]), utf8));
+                lower[i] = static_cast<char32_t>(towlower_l(static_cast<wint_t>(u[i]), utf8));
+            }
+            EXPECT_EQ(text_of(c.standard("UCASE", {T(s)})), encode(upper));
+            EXPECT_EQ(text_of(c.standard("LCASE", {T(s)})), encode(lower));
+        }
     }
+    if (utf8 != static_cast<locale_t>(nullptr))
+        freelocale(utf8);
 }
 
 }  // namespace
