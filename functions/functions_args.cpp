@@ -24,9 +24,9 @@ using kx::fn::TextArg;
 // text and its terminator, and the full length.
 constexpr int32_t kProbeSize = 2;
 // ASCII only needs the first octet but reads a little more.
-constexpr int32_t kFirstOctetProbeSize = 20;
+constexpr int32_t kFirstOctetProbeSize = kx::fn::kLongPrefixSize;
 
-enum LongRead : int32_t { kAllRead = 0, kMoreData = 1 };
+enum ReadCode : int32_t { kAllRead = 0, kMoreData = 1 };
 
 DriverConnection *connection_of(const EvalContext *context)
 {
@@ -35,22 +35,28 @@ DriverConnection *connection_of(const EvalContext *context)
     return context->stmt->connection;
 }
 
-// Rewinds a long argument and reads its first part into destination; takes
-// the error exit when the connection cannot give it. Returns the read's code
-// (0 or 1) and the full length through length.
-int32_t start_long_read(EvalContext *context, Value *value, char *destination,
-                        int32_t size, int32_t *length)
+// Rewinds a long argument and reads its first part into destination. Returns
+// false when the connection cannot give it; otherwise *code is the read's
+// code (0 or 1) and *length the full length.
+bool try_start_long_read(EvalContext *context, Value *value, char *destination, int32_t size,
+                         int32_t *length, int32_t *code)
 {
     DriverConnection *connection = connection_of(context);
     if (connection == nullptr || connection->long_rewind == nullptr ||
         connection->long_read == nullptr || value->long_buffer == nullptr)
-        kx::fn::fail(context, "HY000", kx::fn::kLongReadError);
+        return false;
     connection->long_rewind(value->long_buffer, value->type);
     *length = 0;
-    int32_t code = connection->long_read(value->long_buffer, destination, size, length, 0);
-    if (code != kAllRead && code != kMoreData)
-        kx::fn::fail(context, "HY000", kx::fn::kLongReadError);
-    if (*length < 0)
+    *code = connection->long_read(value->long_buffer, destination, size, length, 0);
+    return (*code == kAllRead || *code == kMoreData) && *length >= 0;
+}
+
+// The same, taking the error exit when the connection cannot give it.
+int32_t start_long_read(EvalContext *context, Value *value, char *destination,
+                        int32_t size, int32_t *length)
+{
+    int32_t code = 0;
+    if (!try_start_long_read(context, value, destination, size, length, &code))
         kx::fn::fail(context, "HY000", kx::fn::kLongReadError);
     return code;
 }
@@ -60,15 +66,17 @@ int32_t start_long_read(EvalContext *context, Value *value, char *destination,
 namespace kx::fn {
 
 // The whole of a long argument, copied into a buffer of length + 1 octets.
-TextArg read_long_text(EvalContext *context, Value *value, const char *alloc_message)
+LongRead try_read_long_text(EvalContext *context, Value *value, TextArg *out)
 {
     char probe[kProbeSize] = {0, 0};
     int32_t length = 0;
-    int32_t code = start_long_read(context, value, probe, kProbeSize, &length);
+    int32_t code = 0;
+    if (!try_start_long_read(context, value, probe, kProbeSize, &length, &code))
+        return LongRead::kReadError;
     char *copy = static_cast<char *>(
         kx_mem_alloc(context->mem, static_cast<size_t>(length) + 1));
     if (copy == nullptr)
-        kx::fn::fail(context, "HY001", alloc_message);
+        return LongRead::kNoMemory;
     size_t first = length > 0 ? 1 : 0;
     std::memcpy(copy, probe, first);
     copy[first] = '\0';
@@ -80,10 +88,25 @@ TextArg read_long_text(EvalContext *context, Value *value, const char *alloc_mes
         int32_t rest = connection->long_read(value->long_buffer, copy + 1, length,
                                              &rest_length, 0);
         if (rest != kAllRead && rest != kMoreData)
-            kx::fn::fail(context, "HY000", kx::fn::kLongReadError);
+            return LongRead::kReadError;   // the copy goes with the handle
     }
     copy[length] = '\0';
-    return TextArg{copy, std::strlen(copy), true, value};
+    *out = TextArg{copy, std::strlen(copy), true, value};
+    return LongRead::kOk;
+}
+
+TextArg read_long_text(EvalContext *context, Value *value, const char *alloc_message)
+{
+    TextArg text{};
+    switch (try_read_long_text(context, value, &text)) {
+    case LongRead::kOk:
+        break;
+    case LongRead::kNoMemory:
+        kx::fn::fail(context, "HY001", alloc_message);
+    case LongRead::kReadError:
+        kx::fn::fail(context, "HY000", kx::fn::kLongReadError);
+    }
+    return text;
 }
 
 }  // namespace kx::fn
@@ -152,18 +175,26 @@ Value *null_result(EvalContext *context, int32_t type)
     return value;
 }
 
+Value *try_text_result(EvalContext *context, int32_t length)
+{
+    Value *value = NewValue(context->mem, length + 1);
+    if (value == nullptr)
+        return nullptr;
+    clear_record(value);
+    value->type = VALUE_STRING;
+    value->length = length;
+    value->payload.text[length] = '\0';
+    return value;
+}
+
 Value *new_text_result(EvalContext *context, int64_t length, const char *message)
 {
     // A text longer than a value's length field can say cannot be made.
     if (length < 0 || length >= INT32_MAX)
         fail(context, "HY001", message);
-    Value *value = NewValue(context->mem, static_cast<int32_t>(length) + 1);
+    Value *value = try_text_result(context, static_cast<int32_t>(length));
     if (value == nullptr)
         fail(context, "HY001", message);
-    clear_record(value);
-    value->type = VALUE_STRING;
-    value->length = static_cast<int32_t>(length);
-    value->payload.text[length] = '\0';
     return value;
 }
 
@@ -198,12 +229,27 @@ int32_t long_length(EvalContext *context, Value *value)
     return length;
 }
 
+bool try_long_length(EvalContext *context, Value *value, int32_t *length)
+{
+    char probe[kProbeSize] = {0, 0};
+    int32_t code = 0;
+    return try_start_long_read(context, value, probe, kProbeSize, length, &code);
+}
+
 char long_first_octet(EvalContext *context, Value *value)
 {
     char probe[kFirstOctetProbeSize] = {};
     int32_t length = 0;
     start_long_read(context, value, probe, kFirstOctetProbeSize, &length);
     return length > 0 ? probe[0] : '\0';
+}
+
+bool try_long_prefix(EvalContext *context, Value *value, char (&prefix)[kLongPrefixSize + 1],
+                     int32_t *length)
+{
+    std::memset(prefix, 0, sizeof prefix);
+    int32_t code = 0;
+    return try_start_long_read(context, value, prefix, kLongPrefixSize, length, &code);
 }
 
 }  // namespace kx::fn

@@ -208,6 +208,10 @@ Value *new_text_result(EvalContext *context, int64_t length, const char *message
 // A NULL VALUE_STRING result: empty text, length 0, null flag -1.
 Value *null_text_result(EvalContext *context, const char *message);
 
+// new_text_result's record without the exit: null when the room cannot be
+// had. length is below INT32_MAX.
+Value *try_text_result(EvalContext *context, int32_t length);
+
 // Non-NULL integer and double results; null when the record cannot be made.
 Value *integer_result(EvalContext *context, int32_t n);
 Value *double_result(EvalContext *context, double d);
@@ -232,6 +236,11 @@ struct TextArg {
 };
 
 TextArg read_long_text(EvalContext *context, Value *value, const char *alloc_message);
+
+// The same reads without the error exit, for routines that report in their
+// own way: what went wrong, if anything.
+enum class LongRead { kOk, kReadError, kNoMemory };
+LongRead try_read_long_text(EvalContext *context, Value *value, TextArg *out);
 void free_text_copy(EvalContext *context, char *copy);
 void trim_trailing_spaces(TextArg &text);
 
@@ -264,6 +273,14 @@ inline void trim_trailing(TextArg &text)
 int32_t long_length(EvalContext *context, Value *value);
 // The first octet of a long argument, read with a 20-octet destination.
 char long_first_octet(EvalContext *context, Value *value);
+
+// The same two reads without the error exit: false when the long argument
+// cannot be read. try_long_prefix reads the first octets (at most
+// kLongPrefixSize, the rest of prefix zero) and the full length.
+inline constexpr int32_t kLongPrefixSize = 20;
+bool try_long_length(EvalContext *context, Value *value, int32_t *length);
+bool try_long_prefix(EvalContext *context, Value *value, char (&prefix)[kLongPrefixSize + 1],
+                     int32_t *length);
 
 // An integer argument: the common case without a call, anything else
 // through get_int_from_value.

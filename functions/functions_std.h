@@ -14,6 +14,26 @@
 
 extern "C" {
 
+// string functions (functions_string_std.cpp)
+KX_SCALAR_FUNCTION(kxstd_func_ascii);
+KX_SCALAR_FUNCTION(kxstd_func_bit_length);
+KX_SCALAR_FUNCTION(kxstd_func_char);
+KX_SCALAR_FUNCTION(kxstd_func_char_length);
+KX_SCALAR_FUNCTION(kxstd_func_concat);
+KX_SCALAR_FUNCTION(kxstd_func_difference);
+KX_SCALAR_FUNCTION(kxstd_func_insert);
+KX_SCALAR_FUNCTION(kxstd_func_lcase);
+KX_SCALAR_FUNCTION(kxstd_func_left);
+KX_SCALAR_FUNCTION(kxstd_func_length);
+KX_SCALAR_FUNCTION(kxstd_func_locate);
+KX_SCALAR_FUNCTION(kxstd_func_octet_length);
+KX_SCALAR_FUNCTION(kxstd_func_position);
+KX_SCALAR_FUNCTION(kxstd_func_repeat);
+KX_SCALAR_FUNCTION(kxstd_func_replace);
+KX_SCALAR_FUNCTION(kxstd_func_right);
+KX_SCALAR_FUNCTION(kxstd_func_soundex);
+KX_SCALAR_FUNCTION(kxstd_func_substring);
+KX_SCALAR_FUNCTION(kxstd_func_ucase);
 // date and time functions (functions_datetime_std.cpp)
 KX_SCALAR_FUNCTION(kxstd_func_curdate);
 KX_SCALAR_FUNCTION(kxstd_func_curtime);

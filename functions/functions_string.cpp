@@ -15,6 +15,7 @@
 //
 // Every routine may leave through the error exit (a longjmp): no frame here
 // holds an object with a destructor.
+#include <array>
 #include <cctype>
 #include <cstring>
 
@@ -44,6 +45,20 @@ ptrdiff_t find_text(const char *haystack, size_t offset, const char *needle)
     return hit ? hit - haystack : -1;
 }
 
+// kSound by octet: the digit of each of 'A' to 'Z', '0' for every other
+// octet, so that a letter outside A to Z (other locales) carries no digit.
+constexpr std::array<char, 256> make_sound_of_octet()
+{
+    std::array<char, 256> t{};
+    for (char &d : t)
+        d = '0';
+    for (int i = 0; i < 26; ++i)
+        t['A' + i] = kSound[i];
+    return t;
+}
+
+constexpr std::array<char, 256> kSoundOfOctet = make_sound_of_octet();
+
 // The four-character soundex code of text into code (5 octets); false when
 // the text does not begin with a letter, which makes the code invalid.
 bool soundex_code(const char *text, char code[5])
@@ -58,18 +73,20 @@ bool soundex_code(const char *text, char code[5])
     char last = code[0];  // the second digit is compared with the letter itself
     for (const char *p = text + 1; *p != '\0' && written < 4; ++p) {
         unsigned char c = static_cast<unsigned char>(*p);
-        if (!chars.is_alpha(c))
-            continue;
-        int upper = chars.to_upper(c);
-        // letters outside A to Z (other locales) carry no digit
-        if (upper < 'A' || upper > 'Z')
-            continue;
-        char digit = kSound[upper - 'A'];
-        // a vowel, H, W or Y neither writes nor separates two equal digits
-        if (digit != '0' && digit != last) {
-            code[written++] = digit;
-            last = digit;
-        }
+        // A letter's digit: '0' for anything that is no letter or upper-cases
+        // outside A to Z. A '0' (vowels, H, W, Y) neither writes nor
+        // separates two equal digits. Without a branch on the letters: the
+        // place to write holds '0' until it is written.
+        uint32_t upper = static_cast<uint32_t>(chars.to_upper(c));
+        uint32_t letter = static_cast<uint32_t>(chars.is_alpha(c)) &
+                          static_cast<uint32_t>(upper < 256);
+        uint32_t digit = static_cast<uint8_t>(kSoundOfOctet[upper & 0xFF]);
+        uint32_t write = letter & static_cast<uint32_t>(digit != '0') &
+                         static_cast<uint32_t>(digit != static_cast<uint8_t>(last));
+        uint32_t mask = 0u - write;  // all ones when written
+        code[written] = static_cast<char>((digit & mask) | ('0' & ~mask));
+        written += static_cast<int>(write);
+        last = static_cast<char>((digit & mask) | (static_cast<uint8_t>(last) & ~mask));
     }
     return true;
 }
@@ -472,7 +489,10 @@ KX_SCALAR_FUNCTION(func_soundex)
     Value *s = arg(argc, argv, 0);
     if (is_null(s))
         return null_text_result(context, kMemoryError);
-    TextArg text = read_text(context, s, kMemoryError);
+    // the code reads up to the terminator: a VALUE_STRING needs no length
+    TextArg text = s->type == VALUE_STRING && s->payload.text != nullptr
+                       ? TextArg{s->payload.text, 0, false, s}
+                       : read_text(context, s, kMemoryError);
     Value *result = new_text_result(context, 4, kMemoryError);
     if (!soundex_code(text.text, result->payload.text))
         result->null_flag = -1;  // no initial letter, no code

@@ -76,7 +76,7 @@ class ScalarFunctions(Fixture):
         ("{fn RIGHT('abcdef', 2)}", "ef"),
         ("{fn LOCATE('c', 'abcabc', 4)}", 6),
         ("{fn REPLACE('banana', 'an', 'AN')}", "bANANa"),
-        ("{fn SOUNDEX('Tymczak')}", "T520"),
+        ("{fn SOUNDEX('Tymczak')}", "T522"),
         ("{fn ASCII('a')}", 97),
         ("{fn CHAR(97)}", "a"),
         ("POSITION('na' IN 'banana')", 3),
