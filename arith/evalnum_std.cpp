@@ -235,6 +235,60 @@ void store_bigint(Value *result, int64_t v)
     result->payload.bigint.low = static_cast<uint32_t>(bits);
 }
 
+// The 64-bit operation on x and y into result; never wraps.
+inline void bigint_result(int64_t x, int64_t y, Value *result, EvalContext *context, int32_t op)
+{
+    if (is_comparison(op)) {
+        set_trivalue_in_value(result, truth_of(x < y ? -1 : (x > y ? 1 : 0), op) ? 1 : 0);
+        return;
+    }
+    int64_t r = 0;
+    bool overflow;
+    switch (op) {
+    case KX_OP_ADD:
+        overflow = __builtin_add_overflow(x, y, &r);
+        break;
+    case KX_OP_SUBTRACT:
+        overflow = __builtin_sub_overflow(x, y, &r);
+        break;
+    case KX_OP_MULTIPLY:
+        overflow = __builtin_mul_overflow(x, y, &r);
+        break;
+    default:
+        if (y == 0)
+            return fail(result, context, op, VALUE_BIGINT, KXSTD_DIVISION_BY_ZERO);
+        // the one quotient beyond the range: -2^63 / -1
+        overflow = x == INT64_MIN && y == -1;
+        if (!overflow)
+            r = x / y;
+        break;
+    }
+    if (overflow)
+        return fail(result, context, op, VALUE_BIGINT, KXSTD_NUMERIC_OUT_OF_RANGE);
+    store_bigint(result, r);
+}
+
+// kxstd_bigint_operation's operands of any other kind: NULLs, numerics,
+// doubles and text read by kxstd_get_bigint_from_value, and what is no
+// number refused. Out of line, so that the common path stays short.
+__attribute__((noinline)) void bigint_operands(Value *a, Value *b, Value *result,
+                                               EvalContext *context, int32_t op)
+{
+    if (kx::stdnum::number_kind(a) == NumberKind::kOther ||
+        kx::stdnum::number_kind(b) == NumberKind::kOther)
+        return fail(result, context, op, VALUE_BIGINT, KXSTD_TYPE_MISMATCH);
+    if (kx::stdnum::is_null_value(a) || kx::stdnum::is_null_value(b))
+        return null_result(result, op, VALUE_BIGINT);
+    int64_t x = 0;
+    int64_t y = 0;
+    int32_t status = kxstd_get_bigint_from_value(a, &x);
+    if (status == KXSTD_OK)
+        status = kxstd_get_bigint_from_value(b, &y);
+    if (status != KXSTD_OK)
+        return fail(result, context, op, VALUE_BIGINT, status);
+    bigint_result(x, y, result, context, op);
+}
+
 }  // namespace
 
 extern "C" {
@@ -267,49 +321,13 @@ KX_API void kxstd_bigint_operation(Value *a, Value *b, Value *result, EvalContex
     if (a == nullptr || b == nullptr || result == nullptr ||
         !(is_arithmetic(op) || is_comparison(op)))
         return;
-    int64_t x = 0;
-    int64_t y = 0;
+    int64_t x;
+    int64_t y;
     // integers and bigints, the common operands, are read in place
-    if (!plain_integer(a, &x) || !plain_integer(b, &y)) {
-        if (kx::stdnum::number_kind(a) == NumberKind::kOther ||
-            kx::stdnum::number_kind(b) == NumberKind::kOther)
-            return fail(result, context, op, VALUE_BIGINT, KXSTD_TYPE_MISMATCH);
-        if (kx::stdnum::is_null_value(a) || kx::stdnum::is_null_value(b))
-            return null_result(result, op, VALUE_BIGINT);
-        int32_t status = kxstd_get_bigint_from_value(a, &x);
-        if (status == KXSTD_OK)
-            status = kxstd_get_bigint_from_value(b, &y);
-        if (status != KXSTD_OK)
-            return fail(result, context, op, VALUE_BIGINT, status);
-    }
-    if (is_comparison(op)) {
-        set_trivalue_in_value(result, truth_of(x < y ? -1 : (x > y ? 1 : 0), op) ? 1 : 0);
-        return;
-    }
-    int64_t r = 0;
-    bool overflow;
-    switch (op) {
-    case KX_OP_ADD:
-        overflow = __builtin_add_overflow(x, y, &r);
-        break;
-    case KX_OP_SUBTRACT:
-        overflow = __builtin_sub_overflow(x, y, &r);
-        break;
-    case KX_OP_MULTIPLY:
-        overflow = __builtin_mul_overflow(x, y, &r);
-        break;
-    default:
-        if (y == 0)
-            return fail(result, context, op, VALUE_BIGINT, KXSTD_DIVISION_BY_ZERO);
-        // the one quotient beyond the range: -2^63 / -1
-        overflow = x == INT64_MIN && y == -1;
-        if (!overflow)
-            r = x / y;
-        break;
-    }
-    if (overflow)
-        return fail(result, context, op, VALUE_BIGINT, KXSTD_NUMERIC_OUT_OF_RANGE);
-    store_bigint(result, r);
+    if (plain_integer(a, &x) && plain_integer(b, &y))
+        bigint_result(x, y, result, context, op);
+    else
+        bigint_operands(a, b, result, context, op);
 }
 
 }  // extern "C"
