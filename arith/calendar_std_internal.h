@@ -52,11 +52,13 @@ constexpr bool is_leap(int64_t year)
     return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
 }
 
+// The months' lengths in a common year (one table, not one per call).
+inline constexpr int8_t kMonthLengths[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+
 // Length of a month 1..12 of a year.
 constexpr int32_t days_in_month(int64_t year, int32_t month)
 {
-    constexpr int8_t lengths[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    return month == 2 && is_leap(year) ? 29 : lengths[month - 1];
+    return month == 2 && is_leap(year) ? 29 : kMonthLengths[month - 1];
 }
 
 // Days from 1970-01-01 to a date, months counted from March so that the
@@ -65,6 +67,17 @@ constexpr int32_t days_in_month(int64_t year, int32_t month)
 constexpr int64_t days_from_civil(int64_t year, int32_t month, int64_t day)
 {
     int64_t y = year - (month <= 2);
+    if (y >= 0 && y < (int64_t{1} << 40) && day >= 1 && day <= 31) {
+        // the years from 0 on, every real date's: the same count in
+        // unsigned arithmetic, whose divisions need no sign corrections
+        uint64_t uy = static_cast<uint64_t>(y);
+        uint64_t era = uy / 400;
+        uint64_t year_of_era = uy - era * 400;
+        uint64_t month_index = static_cast<uint64_t>(month > 2 ? month - 3 : month + 9);
+        uint64_t day_of_year = (153 * month_index + 2) / 5 + static_cast<uint64_t>(day) - 1;
+        uint64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
+        return static_cast<int64_t>(era * 146097 + day_of_era) - 719468;
+    }
     int64_t era = floor_div(y, 400);
     int64_t year_of_era = y - era * 400;                                  // 0..399
     int64_t day_of_year = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
@@ -81,6 +94,19 @@ struct Civil {
 // The date of a day count from 1970-01-01 (the inverse of days_from_civil).
 constexpr Civil civil_from_days(int64_t days)
 {
+    if (days >= -719468 && days < (int64_t{1} << 40)) {
+        // from 0000-03-01 on, every real date's: unsigned arithmetic
+        uint64_t z = static_cast<uint64_t>(days + 719468);
+        uint64_t era = z / 146097;
+        uint64_t day_of_era = z - era * 146097;
+        uint64_t year_of_era =
+            (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+        uint64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+        uint64_t mp = (5 * day_of_year + 2) / 153;
+        int32_t day = static_cast<int32_t>(day_of_year - (153 * mp + 2) / 5 + 1);
+        int32_t month = static_cast<int32_t>(mp < 10 ? mp + 3 : mp - 9);
+        return Civil{static_cast<int64_t>(year_of_era + era * 400) + (month <= 2), month, day};
+    }
     int64_t z = days + 719468;
     int64_t era = floor_div(z, 146097);
     int64_t day_of_era = z - era * 146097;                                              // 0..146096
@@ -124,6 +150,32 @@ constexpr Instant instant_of(i128 nanos)
 {
     return Instant{static_cast<int64_t>(floor_div128(nanos, kNanosPerDay)),
                    static_cast<int64_t>(floor_mod128(nanos, kNanosPerDay))};
+}
+
+// An instant moved by seconds and nanoseconds of any sign: the instant
+// instant_of(total_nanos(t) + seconds x 10^9 + nanoseconds), worked out in
+// 64 bits without a 128-bit division. Each shift is split into whole days
+// and a part of a day; the parts of a day add up to less than three days.
+// t must be a real instant (nanos 0 .. kNanosPerDay - 1) whose days lie
+// within +-2^40, as every datetime's do.
+constexpr Instant shifted(const Instant &t, int64_t seconds, int64_t nanoseconds)
+{
+    // remainders taken first, so that no product passes 64 bits
+    int64_t second_days = seconds / kSecondsPerDay;
+    int64_t second_rest = seconds % kSecondsPerDay;
+    if (second_rest < 0) {
+        second_rest += kSecondsPerDay;   // 0 .. 86399
+        second_days -= 1;
+    }
+    int64_t nano_days = nanoseconds / kNanosPerDay;
+    int64_t nano_rest = nanoseconds % kNanosPerDay;
+    if (nano_rest < 0) {
+        nano_rest += kNanosPerDay;   // 0 .. one day less 1 ns
+        nano_days -= 1;
+    }
+    int64_t nanos = t.nanos + second_rest * kNanosPerSecond + nano_rest;  // below 3 days
+    int64_t carry = nanos / kNanosPerDay;
+    return Instant{t.days + second_days + nano_days + carry, nanos - carry * kNanosPerDay};
 }
 
 constexpr int64_t time_nanos(int64_t hour, int64_t minute, int64_t second, int64_t fraction)
@@ -178,6 +230,37 @@ constexpr bool valid(const TimestampStruct &t)
            t.fraction < kNanosPerSecond;
 }
 
+static_assert(shifted(Instant{5, 0}, -1, 0).days == 4);
+static_assert(shifted(Instant{5, 0}, -1, 0).nanos == kNanosPerDay - kNanosPerSecond);
+static_assert(shifted(Instant{0, kNanosPerDay - 1}, 86399, kNanosPerDay + 1).days == 2);
+static_assert(shifted(Instant{0, kNanosPerDay - 1}, 86399, kNanosPerDay + 1).nanos ==
+              86399 * kNanosPerSecond);
+static_assert(shifted(Instant{7, 1}, INT64_MIN, INT64_MIN).nanos ==
+              instant_of(total_nanos(Instant{7, 1}) +
+                         static_cast<i128>(INT64_MIN) * kNanosPerSecond + INT64_MIN)
+                  .nanos);
+static_assert(shifted(Instant{7, 1}, INT64_MIN, INT64_MIN).days ==
+              instant_of(total_nanos(Instant{7, 1}) +
+                         static_cast<i128>(INT64_MIN) * kNanosPerSecond + INT64_MIN)
+                  .days);
+static_assert(shifted(Instant{-7, 5}, INT64_MAX, INT64_MAX).days ==
+              instant_of(total_nanos(Instant{-7, 5}) +
+                         static_cast<i128>(INT64_MAX) * kNanosPerSecond + INT64_MAX)
+                  .days);
+// The unsigned branches agree with the signed formulas around their edges.
+constexpr bool both_ways_agree(int64_t from, int64_t to)
+{
+    for (int64_t d = from; d <= to; ++d) {
+        Civil c = civil_from_days(d);
+        if (days_from_civil(c.year, c.month, c.day) != d)
+            return false;
+    }
+    return true;
+}
+static_assert(both_ways_agree(-719468 - 800, -719468 + 800));   // around 0000-03-01
+static_assert(both_ways_agree(-800, 800));
+static_assert(civil_from_days(-719469).year == 0 && civil_from_days(-719469).month == 2 &&
+              civil_from_days(-719469).day == 29);
 static_assert(days_from_civil(1970, 1, 1) == 0);
 static_assert(days_from_civil(2000, 1, 1) + kEpochJdn == 2451545);
 static_assert(civil_from_days(days_from_civil(2004, 2, 29)).day == 29);

@@ -9,7 +9,9 @@
  * its signed length: months for the year-month kinds (YEAR, MONTH, YEAR TO
  * MONTH), nanoseconds for the day-time kinds, in 64 bits (months, seconds)
  * or 128 bits (nanoseconds), so no sum of real intervals can wrap; a result
- * whose leading field passes its precision is 22015. A datetime is worked on
+ * whose leading field passes its precision is 22015. Lengths, shifts and
+ * differences that fit 64 bits (every real one within 273 years) are worked
+ * out in 64 bits, dividing by constants, with the same results. A datetime is worked on
  * as an instant: days from 1970-01-01 by the proleptic Gregorian calendar
  * and nanoseconds into the day (calendar_std_internal.h).
  *
@@ -99,10 +101,80 @@ int64_t power_of_ten(int32_t n)
     return p;
 }
 
+// 10^0 to 10^9: the limits of the leading precisions.
+constexpr uint64_t kLeadingLimit[10] = {1,      10,      100,      1000,      10000,
+                                        100000, 1000000, 10000000, 100000000, 1000000000};
+
+// spread64 divides by the fields' units and ranges as constants.
+static_assert(kFieldUnit[0] == 12 && kFieldUnit[2] == 86400 && kFieldUnit[3] == 3600 &&
+              kFieldUnit[4] == 60 && kFieldUnit[1] == 1 && kFieldUnit[5] == 1);
+static_assert(kFieldRange[1] == 12 && kFieldRange[3] == 24 && kFieldRange[4] == 60 &&
+              kFieldRange[5] == 60 && kFieldRange[0] == 0 && kFieldRange[2] == 0);
+
 // Spreads a length (months, or nanoseconds) over the fields of kind into
-// iv: KXSTD_OK or KXSTD_INTERVAL_OVERFLOW, iv untouched on an error. Fields
-// below the kind's last are truncated toward zero.
+// iv: KXSTD_OK or KXSTD_INTERVAL_OVERFLOW, iv untouched on an error (so
+// that iv may be a result's own record). Fields below the kind's last are
+// truncated toward zero. spread64 takes a length within 64 bits, and
+// divides by constants only; a longer one goes to spread_wide.
+int32_t spread_wide(i128 length, int32_t kind, int32_t leading_precision, IntervalStruct *iv);
+
+int32_t spread64(int64_t length, int32_t kind, int32_t leading_precision, IntervalStruct *iv)
+{
+    if (length == INT64_MIN || leading_precision < 0 || leading_precision > 9)
+        return spread_wide(length, kind, leading_precision, iv);
+    bool negative = length < 0;
+    uint64_t magnitude =
+        negative ? 0 - static_cast<uint64_t>(length) : static_cast<uint64_t>(length);
+    uint64_t w = magnitude;  // months, or seconds
+    uint32_t fraction = 0;
+    bool months = year_month_kind(kind);
+    if (!months) {
+        w = magnitude / kNanosPerSecond;
+        fraction = static_cast<uint32_t>(magnitude % kNanosPerSecond);
+    }
+    int32_t first = kFirstField[kind];
+    int32_t last = kLastField[kind];
+    // the leading field keeps all its units, the others their units in
+    // their range (kFieldUnit and kFieldRange as constants)
+    uint64_t v[6] = {};
+    if (months) {
+        v[0] = w / 12;
+        v[1] = first == 1 ? w : w % 12;
+    } else {
+        v[2] = w / 86400;
+        v[3] = first == 3 ? w / 3600 : w / 3600 % 24;
+        v[4] = first == 4 ? w / 60 : w / 60 % 60;
+        v[5] = first == 5 ? w : w % 60;
+    }
+    if (v[first] >= kLeadingLimit[leading_precision])
+        return KXSTD_INTERVAL_OVERFLOW;
+    // from here on iv is written field by field (a record built aside and
+    // copied whole would be read back before its stores land)
+    memset(iv, 0, sizeof *iv);
+    bool any = false;
+    for (int32_t f = first; f <= last; ++f) {
+        *field_word(iv, f) = static_cast<uint32_t>(v[f]);
+        any = any || v[f] != 0;
+    }
+    iv->interval_type = kind;
+    if (last == kSecondField) {
+        iv->intval.day_second.fraction = fraction;
+        any = any || fraction != 0;
+    }
+    // a length truncated to nothing is zero, and zero has no sign
+    iv->interval_sign = negative && any ? 1 : 0;
+    return KXSTD_OK;
+}
+
 int32_t spread(i128 length, int32_t kind, int32_t leading_precision, IntervalStruct *iv)
+{
+    if (length < INT64_MIN || length > INT64_MAX)
+        return spread_wide(length, kind, leading_precision, iv);
+    return spread64(static_cast<int64_t>(length), kind, leading_precision, iv);
+}
+
+__attribute__((noinline)) int32_t spread_wide(i128 length, int32_t kind,
+                                              int32_t leading_precision, IntervalStruct *iv)
 {
     bool negative = length < 0;
     i128 magnitude = negative ? -length : length;
@@ -190,20 +262,51 @@ int32_t instant_of_value(const Value *v, Instant *out)
     }
 }
 
-// The day after a shift of months: the same day of the month, or the new
-// month's last day when it is shorter. False outside the years 1..9999.
-bool shift_months(int64_t days, int64_t months, int64_t *shifted)
+// A datetime value's fields as a timestamp's: a date at midnight, a time on
+// 1970-01-01 (its instant's day 0). KXSTD_INVALID_DATETIME when they are no
+// real date or time.
+int32_t fields_of_value(const Value *v, TimestampStruct *out)
 {
-    Civil c = civil_from_days(days);
-    // |months| / 12 passes any year here long before 128 bits run out
-    i128 index = static_cast<i128>(c.year) * 12 + (c.month - 1) + months;
-    i128 year = floor_div128(index, 12);
+    const ValuePayload &p = v->payload;
+    switch (v->type) {
+    case VALUE_DATE:
+        if (!valid(p.date))
+            return KXSTD_INVALID_DATETIME;
+        *out = TimestampStruct{p.date.year, p.date.month, p.date.day, 0, 0, 0, 0};
+        return KXSTD_OK;
+    case VALUE_TIME:
+        if (!valid(p.time))
+            return KXSTD_INVALID_DATETIME;
+        *out = TimestampStruct{1970, 1, 1, p.time.hour, p.time.minute, p.time.second, 0};
+        return KXSTD_OK;
+    case VALUE_TIMESTAMP:
+        if (!valid(p.timestamp))
+            return KXSTD_INVALID_DATETIME;
+        *out = p.timestamp;
+        return KXSTD_OK;
+    default:
+        return KXSTD_TYPE_MISMATCH;
+    }
+}
+
+// A real date shifted by months: the same day of the month, or the new
+// month's last day when it is shorter. False outside the years 1..9999.
+bool shift_months(TimestampStruct *t, int64_t months)
+{
+    // the months from year 0: a sum that passes 64 bits lies far beyond
+    // the year 9999
+    int64_t index;
+    if (__builtin_add_overflow(int64_t{t->year} * 12 + (t->month - 1), months, &index))
+        return false;
+    int64_t year = floor_div(index, 12);
     if (year < kMinYear || year > kMaxYear)
         return false;
-    int32_t month = static_cast<int32_t>(floor_mod128(index, 12)) + 1;
-    int64_t y = static_cast<int64_t>(year);
-    int32_t last = days_in_month(y, month);
-    *shifted = days_from_civil(y, month, c.day < last ? c.day : last);
+    int32_t month = static_cast<int32_t>(index - year * 12) + 1;
+    int32_t last = days_in_month(year, month);
+    t->year = static_cast<int16_t>(year);
+    t->month = static_cast<uint16_t>(month);
+    if (t->day > last)
+        t->day = static_cast<uint16_t>(last);
     return true;
 }
 
@@ -488,19 +591,38 @@ void fail(EvalContext *context, Value *result, int32_t status)
     result->null_flag = -1;
 }
 
-// The result record of an interval plan, with length spread over its kind.
-int32_t store_interval(const Plan &plan, i128 length, Value *result)
+// The result record of an interval plan, with length spread over its kind
+// (a length that fits 64 bits through spread64).
+template <typename Length>
+int32_t store_interval(const Plan &plan, Length length, Value *result)
 {
-    IntervalStruct iv;
-    int32_t status = spread(length, plan.kind, static_cast<int32_t>(plan.leading), &iv);
+    int32_t status;
+    if constexpr (sizeof(Length) == sizeof(int64_t))
+        status = spread64(length, plan.kind, static_cast<int32_t>(plan.leading),
+                          &result->payload.interval);
+    else
+        status = spread(length, plan.kind, static_cast<int32_t>(plan.leading),
+                        &result->payload.interval);
     if (status != KXSTD_OK)
         return status;
     result->type = plan.type;
     result->null_flag = 0;
     result->attr[2] = plan.leading;
     result->attr[3] = plan.seconds;
-    result->payload.interval = iv;
     return KXSTD_OK;
+}
+
+// A date shifted by a day-time interval with a time part: the date as its
+// midnight, a timestamp. Out of line, with the copy it makes.
+__attribute__((noinline)) int32_t shift_date_as_timestamp(const Value *date, Value *result,
+                                                          int64_t months, int64_t seconds,
+                                                          int64_t nanoseconds)
+{
+    Value source = *date;
+    DateStruct d = source.payload.date;
+    source.type = VALUE_TIMESTAMP;
+    source.payload.timestamp = TimestampStruct{d.year, d.month, d.day, 0, 0, 0, 0};
+    return kxstd_timestamp_add(result, &source, months, seconds, nanoseconds);
 }
 
 int32_t run_shift(const Plan &plan, int32_t op, Value *result)
@@ -512,17 +634,17 @@ int32_t run_shift(const Plan &plan, int32_t op, Value *result)
     int64_t months = 0, seconds = 0, nanoseconds = 0;
     if (plan.other->type == VALUE_INTERVAL_YM) {
         months = static_cast<int64_t>(length);
+    } else if (length >= INT64_MIN && length <= INT64_MAX) {
+        // a 64-bit division where the length allows it
+        seconds = static_cast<int64_t>(length) / kNanosPerSecond;
+        nanoseconds = static_cast<int64_t>(length) % kNanosPerSecond;
     } else {
         seconds = static_cast<int64_t>(length / kNanosPerSecond);
         nanoseconds = static_cast<int64_t>(length % kNanosPerSecond);
     }
-    Value source = *plan.datetime;
-    if (plan.type == VALUE_TIMESTAMP && source.type == VALUE_DATE) {
-        DateStruct d = source.payload.date;
-        source.type = VALUE_TIMESTAMP;
-        source.payload.timestamp = TimestampStruct{d.year, d.month, d.day, 0, 0, 0, 0};
-    }
-    return kxstd_timestamp_add(result, &source, months, seconds, nanoseconds);
+    if (plan.type == VALUE_TIMESTAMP && plan.datetime->type == VALUE_DATE)
+        return shift_date_as_timestamp(plan.datetime, result, months, seconds, nanoseconds);
+    return kxstd_timestamp_add(result, plan.datetime, months, seconds, nanoseconds);
 }
 
 int32_t run_difference(const Plan &plan, Value *result)
@@ -533,6 +655,9 @@ int32_t run_difference(const Plan &plan, Value *result)
         status = instant_of_value(plan.other, &b);
     if (status != KXSTD_OK)
         return status;
+    int64_t days = a.days - b.days;
+    if (days > -100000 && days < 100000)   // within 273 years: 64 bits
+        return store_interval(plan, days * kNanosPerDay + (a.nanos - b.nanos), result);
     return store_interval(plan, total_nanos(a) - total_nanos(b), result);
 }
 
@@ -608,6 +733,20 @@ constexpr int64_t kUnitNanos[] = {1,
                                   3600 * kNanosPerSecond,
                                   kNanosPerDay,
                                   7 * kNanosPerDay};
+
+// nanoseconds / kUnitNanos[u], truncated toward zero, for the units up to
+// a week.
+constexpr int64_t whole_units_of(int64_t nanoseconds, DiffUnit u)
+{
+    switch (u) {
+    case kFrac: return nanoseconds;
+    case kSecond: return nanoseconds / kUnitNanos[kSecond];
+    case kMinute: return nanoseconds / kUnitNanos[kMinute];
+    case kHour: return nanoseconds / kUnitNanos[kHour];
+    case kDay: return nanoseconds / kUnitNanos[kDay];
+    default: return nanoseconds / kUnitNanos[kWeek];
+    }
+}
 
 bool same_word_ignoring_case(const char *a, const char *b)
 {
@@ -687,20 +826,24 @@ KX_API int32_t kxstd_timestamp_add(Value *result, const Value *source, int64_t m
     const int32_t type = source->type;
     if (type == VALUE_TIME && months != 0)
         return KXSTD_TYPE_MISMATCH;
-    Instant start;
-    int32_t status = instant_of_value(source, &start);
+    // The months move the date by its fields; the seconds and nanoseconds,
+    // when there are any, move the instant, and the fields are read back.
+    TimestampStruct t;
+    int32_t status = fields_of_value(source, &t);
     if (status != KXSTD_OK)
         return status;
-    if (months != 0 && !shift_months(start.days, months, &start.days))
+    if (months != 0 && !shift_months(&t, months))
         return KXSTD_DATETIME_OVERFLOW;
-    i128 shift = static_cast<i128>(seconds) * kNanosPerSecond + nanoseconds;
-    Instant end = instant_of(total_nanos(start) + shift);
-    if (type == VALUE_TIME)
-        end.days = 0;
-    else if (!day_in_range(end.days))
-        return KXSTD_DATETIME_OVERFLOW;
+    if (seconds != 0 || nanoseconds != 0) {
+        Instant start = instant_of(t);   // a time's is on day 0
+        Instant end = shifted(start, seconds, nanoseconds);
+        if (type == VALUE_TIME)
+            end.days = 0;
+        else if (!day_in_range(end.days))
+            return KXSTD_DATETIME_OVERFLOW;
+        t = timestamp_of(end);
+    }
 
-    TimestampStruct t = timestamp_of(end);
     copy_value_part(result, source);
     result->null_flag = 0;
     if (type == VALUE_DATE)
@@ -830,10 +973,16 @@ KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const V
         int64_t months = whole_months(a, b);
         n = u == kMonth ? months : u == kQuarter ? months / 3 : months / 12;
     } else {
-        i128 difference = (total_nanos(b) - total_nanos(a)) / kUnitNanos[u];
-        if (difference > INT64_MAX || difference < INT64_MIN)
-            return KXSTD_NUMERIC_OUT_OF_RANGE;
-        n = static_cast<int64_t>(difference);
+        i128 difference = total_nanos(b) - total_nanos(a);
+        if (difference >= INT64_MIN && difference <= INT64_MAX) {
+            // within 292 years: a 64-bit division, by a constant
+            n = whole_units_of(static_cast<int64_t>(difference), u);
+        } else {
+            difference /= kUnitNanos[u];
+            if (difference > INT64_MAX || difference < INT64_MIN)
+                return KXSTD_NUMERIC_OUT_OF_RANGE;
+            n = static_cast<int64_t>(difference);
+        }
     }
     if (out != nullptr)
         *out = n;

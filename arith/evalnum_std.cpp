@@ -26,6 +26,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "arith/numeric_std_internal.h"
 #include "diagnostics/standard_exit.h"
 #include "kxsupp/arith.h"
 #include "kxsupp/standard.h"
@@ -175,6 +176,57 @@ void exact(Value *a, Value *b, Value *result, EvalContext *context, int32_t op)
     numeric_result(result, x);
 }
 
+// The common numeric case: two non-NULL numerics under + - or *, answered
+// by the short path of numeric_std_internal.h (the same record the exact
+// routines give). False when it is not that case, or the short path leaves
+// it to the general one; the result is then untouched.
+inline bool numerics_short(const Value *a, const Value *b, Value *result, int32_t op)
+{
+    if (a->type != VALUE_NUMERIC || b->type != VALUE_NUMERIC || a->null_flag != 0 ||
+        b->null_flag != 0)
+        return false;
+    NumericStruct x = a->payload.numeric;
+    const NumericStruct *y = &b->payload.numeric;
+    bool done;
+    switch (op) {
+    case KX_OP_ADD:
+        done = kx::stdnum::add_short(&x, y, kx::stdnum::is_negative(&x),
+                                     kx::stdnum::is_negative(y));
+        break;
+    case KX_OP_SUBTRACT:
+        done = kx::stdnum::add_short(&x, y, kx::stdnum::is_negative(&x),
+                                     !kx::stdnum::is_negative(y));
+        break;
+    case KX_OP_MULTIPLY:
+        done = kx::stdnum::multiply_short(&x, y);
+        break;
+    default:
+        return false;
+    }
+    if (done)
+        numeric_result(result, x);
+    return done;
+}
+
+// A non-NULL integer, bit or bigint read as 64 bits, as
+// kxstd_get_bigint_from_value reads it; false for anything else.
+inline bool plain_integer(const Value *v, int64_t *out)
+{
+    if (v->null_flag != 0)
+        return false;
+    if (v->type == VALUE_BIGINT) {
+        uint64_t bits = (static_cast<uint64_t>(static_cast<uint32_t>(v->payload.bigint.high)) << 32) |
+                        v->payload.bigint.low;
+        *out = static_cast<int64_t>(bits);
+        return true;
+    }
+    if (v->type == VALUE_INTEGER || v->type == VALUE_BIT) {
+        *out = v->payload.integer;
+        return true;
+    }
+    return false;
+}
+
 void store_bigint(Value *result, int64_t v)
 {
     start_result(result, VALUE_BIGINT, false);
@@ -183,48 +235,9 @@ void store_bigint(Value *result, int64_t v)
     result->payload.bigint.low = static_cast<uint32_t>(bits);
 }
 
-}  // namespace
-
-extern "C" {
-
-KX_API void kxstd_numeric_operation(Value *a, Value *b, Value *result, EvalContext *context,
-                                    int32_t op)
+// The 64-bit operation on x and y into result; never wraps.
+inline void bigint_result(int64_t x, int64_t y, Value *result, EvalContext *context, int32_t op)
 {
-    if (a == nullptr || b == nullptr || result == nullptr ||
-        !(is_arithmetic(op) || is_comparison(op)))
-        return;
-    NumberKind ka = kx::stdnum::number_kind(a);
-    NumberKind kb = kx::stdnum::number_kind(b);
-    bool approximate_kind = ka == NumberKind::kDouble || kb == NumberKind::kDouble;
-    int32_t type = approximate_kind ? VALUE_DOUBLE : VALUE_NUMERIC;
-    if (ka == NumberKind::kOther || kb == NumberKind::kOther)
-        return fail(result, context, op, type, KXSTD_TYPE_MISMATCH);
-    if (kx::stdnum::is_null_value(a) || kx::stdnum::is_null_value(b))
-        return null_result(result, op, type);
-    if (approximate_kind)
-        approximate(a, b, result, context, op);
-    else
-        exact(a, b, result, context, op);
-}
-
-KX_API void kxstd_bigint_operation(Value *a, Value *b, Value *result, EvalContext *context,
-                                   int32_t op)
-{
-    if (a == nullptr || b == nullptr || result == nullptr ||
-        !(is_arithmetic(op) || is_comparison(op)))
-        return;
-    if (kx::stdnum::number_kind(a) == NumberKind::kOther ||
-        kx::stdnum::number_kind(b) == NumberKind::kOther)
-        return fail(result, context, op, VALUE_BIGINT, KXSTD_TYPE_MISMATCH);
-    if (kx::stdnum::is_null_value(a) || kx::stdnum::is_null_value(b))
-        return null_result(result, op, VALUE_BIGINT);
-    int64_t x = 0;
-    int64_t y = 0;
-    int32_t status = kxstd_get_bigint_from_value(a, &x);
-    if (status == KXSTD_OK)
-        status = kxstd_get_bigint_from_value(b, &y);
-    if (status != KXSTD_OK)
-        return fail(result, context, op, VALUE_BIGINT, status);
     if (is_comparison(op)) {
         set_trivalue_in_value(result, truth_of(x < y ? -1 : (x > y ? 1 : 0), op) ? 1 : 0);
         return;
@@ -253,6 +266,68 @@ KX_API void kxstd_bigint_operation(Value *a, Value *b, Value *result, EvalContex
     if (overflow)
         return fail(result, context, op, VALUE_BIGINT, KXSTD_NUMERIC_OUT_OF_RANGE);
     store_bigint(result, r);
+}
+
+// kxstd_bigint_operation's operands of any other kind: NULLs, numerics,
+// doubles and text read by kxstd_get_bigint_from_value, and what is no
+// number refused. Out of line, so that the common path stays short.
+__attribute__((noinline)) void bigint_operands(Value *a, Value *b, Value *result,
+                                               EvalContext *context, int32_t op)
+{
+    if (kx::stdnum::number_kind(a) == NumberKind::kOther ||
+        kx::stdnum::number_kind(b) == NumberKind::kOther)
+        return fail(result, context, op, VALUE_BIGINT, KXSTD_TYPE_MISMATCH);
+    if (kx::stdnum::is_null_value(a) || kx::stdnum::is_null_value(b))
+        return null_result(result, op, VALUE_BIGINT);
+    int64_t x = 0;
+    int64_t y = 0;
+    int32_t status = kxstd_get_bigint_from_value(a, &x);
+    if (status == KXSTD_OK)
+        status = kxstd_get_bigint_from_value(b, &y);
+    if (status != KXSTD_OK)
+        return fail(result, context, op, VALUE_BIGINT, status);
+    bigint_result(x, y, result, context, op);
+}
+
+}  // namespace
+
+extern "C" {
+
+KX_API void kxstd_numeric_operation(Value *a, Value *b, Value *result, EvalContext *context,
+                                    int32_t op)
+{
+    if (a == nullptr || b == nullptr || result == nullptr ||
+        !(is_arithmetic(op) || is_comparison(op)))
+        return;
+    if (numerics_short(a, b, result, op))
+        return;
+    NumberKind ka = kx::stdnum::number_kind(a);
+    NumberKind kb = kx::stdnum::number_kind(b);
+    bool approximate_kind = ka == NumberKind::kDouble || kb == NumberKind::kDouble;
+    int32_t type = approximate_kind ? VALUE_DOUBLE : VALUE_NUMERIC;
+    if (ka == NumberKind::kOther || kb == NumberKind::kOther)
+        return fail(result, context, op, type, KXSTD_TYPE_MISMATCH);
+    if (kx::stdnum::is_null_value(a) || kx::stdnum::is_null_value(b))
+        return null_result(result, op, type);
+    if (approximate_kind)
+        approximate(a, b, result, context, op);
+    else
+        exact(a, b, result, context, op);
+}
+
+KX_API void kxstd_bigint_operation(Value *a, Value *b, Value *result, EvalContext *context,
+                                   int32_t op)
+{
+    if (a == nullptr || b == nullptr || result == nullptr ||
+        !(is_arithmetic(op) || is_comparison(op)))
+        return;
+    int64_t x;
+    int64_t y;
+    // integers and bigints, the common operands, are read in place
+    if (plain_integer(a, &x) && plain_integer(b, &y))
+        bigint_result(x, y, result, context, op);
+    else
+        bigint_operands(a, b, result, context, op);
 }
 
 }  // extern "C"

@@ -20,24 +20,30 @@
 //
 // The exact intermediate is a Wide, an unsigned integer of 18 64-bit words:
 // a magnitude aligned across the whole scale range (2^128 x 10^260 at most)
-// fits with room. Nothing here allocates, posts or jumps, and the routines
-// write their result record only on success.
+// fits with room. + - * and comparison first try the short path of
+// numeric_std_internal.h (scales 0 to 38, everything within 128 bits and
+// below 10^38), which gives the same record without a Wide. Nothing here
+// allocates, posts or jumps, and the routines write their result record
+// only on success.
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include <bit>
-
 #include "arith/numeric_std_internal.h"
 #include "kxsupp/standard.h"
 
 namespace {
 
-typedef unsigned __int128 u128;
-
+using kx::stdnum::u128;
+using kx::stdnum::add_short;
+using kx::stdnum::is_negative;
 using kx::stdnum::kMaxDigits;
+using kx::stdnum::kTen38;
+using kx::stdnum::load_magnitude;
+using kx::stdnum::make_record;
+using kx::stdnum::pow10_128;
 using kx::stdnum::Rounding;
 
 constexpr uint64_t kTen19 = 10000000000000000000ULL;
@@ -64,17 +70,6 @@ constexpr uint64_t kPow10[20] = {
     1000000000000000000ULL,
     10000000000000000000ULL,
 };
-
-constexpr u128 pow10_128(int k)
-{
-    u128 p = 1;
-    for (int i = 0; i < k; i++)
-        p *= 10;
-    return p;
-}
-
-// 10^38: the first magnitude a standard numeric cannot hold.
-constexpr u128 kTen38 = pow10_128(38);
 
 // ---- the wide unsigned integer ----
 
@@ -287,47 +282,6 @@ void drop_digits(Wide &m, int64_t k, Rounding how, bool negative)
 
 // ---- the record ----
 
-u128 load_magnitude(const NumericStruct *n)
-{
-    uint64_t lo, hi;
-    std::memcpy(&lo, n->val, 8);
-    std::memcpy(&hi, n->val + 8, 8);
-    if constexpr (std::endian::native == std::endian::big) {
-        lo = __builtin_bswap64(lo);
-        hi = __builtin_bswap64(hi);
-    }
-    return (static_cast<u128>(hi) << 64) | lo;
-}
-
-void store_magnitude(NumericStruct *n, u128 m)
-{
-    uint64_t lo = static_cast<uint64_t>(m);
-    uint64_t hi = static_cast<uint64_t>(m >> 64);
-    if constexpr (std::endian::native == std::endian::big) {
-        lo = __builtin_bswap64(lo);
-        hi = __builtin_bswap64(hi);
-    }
-    std::memcpy(n->val, &lo, 8);
-    std::memcpy(n->val + 8, &hi, 8);
-}
-
-// ODBC's convention: sign 0 is negative, anything else positive.
-bool is_negative(const NumericStruct *n)
-{
-    return n->sign == 0;
-}
-
-NumericStruct make_record(u128 magnitude, int32_t scale, bool negative)
-{
-    NumericStruct out;
-    std::memset(&out, 0, sizeof out);
-    out.precision = kMaxDigits;
-    out.scale = static_cast<int8_t>(scale);
-    out.sign = (negative && magnitude != 0) ? 0 : 1;
-    store_magnitude(&out, magnitude);
-    return out;
-}
-
 // The exact value (-1 if negative) x m x 10^(-scale) as a standard numeric
 // of scale at most max_scale (0 to 38): digits beyond it, or beyond 38 in
 // all, are rounded half away from zero; a whole part of more than 38 digits
@@ -379,6 +333,8 @@ int32_t add_signed(NumericStruct *a, const NumericStruct *b, bool flip_b)
 {
     bool negative_a = is_negative(a);
     bool negative_b = is_negative(b) != flip_b;
+    if (add_short(a, b, negative_a, negative_b))
+        return KXSTD_OK;   // the common sum, exact within 128 bits
     int32_t scale = a->scale > b->scale ? a->scale : b->scale;
     Wide x = aligned(a, scale);
     Wide y = aligned(b, scale);
@@ -826,6 +782,8 @@ KX_API int32_t kxstd_mult_numeric(NumericStruct *a, const NumericStruct *b)
 {
     if (a == nullptr || b == nullptr)
         return KXSTD_INVALID_ARGUMENT;
+    if (kx::stdnum::multiply_short(a, b))
+        return KXSTD_OK;   // the common product, exact within 128 bits
     Wide product = multiply_by(wide_of(load_magnitude(a)), load_magnitude(b));
     int64_t scale = static_cast<int64_t>(a->scale) + b->scale;
     NumericStruct result;
@@ -880,8 +838,11 @@ KX_API int32_t kxstd_numeric_compare(const NumericStruct *a, const NumericStruct
         return sign_a < sign_b ? -1 : 1;
     if (sign_a == 0)
         return 0;
-    int32_t scale = a->scale > b->scale ? a->scale : b->scale;
-    int c = compare(aligned(a, scale), aligned(b, scale));
+    int c;
+    if (!kx::stdnum::compare_short_magnitudes(a, b, &c)) {
+        int32_t scale = a->scale > b->scale ? a->scale : b->scale;
+        c = compare(aligned(a, scale), aligned(b, scale));
+    }
     return sign_a < 0 ? -c : c;
 }
 

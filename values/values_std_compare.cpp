@@ -103,6 +103,13 @@ TimestampStruct fields_of(const Value *v)
     return t;
 }
 
+// A date's fields as one number in the same order: the year above the
+// month above the day (each of those two below 2^16).
+inline int64_t date_key(const DateStruct &d)
+{
+    return static_cast<int64_t>(d.year) * (int64_t{1} << 32) + (int64_t{d.month} << 16) + d.day;
+}
+
 int32_t compare_datetimes(const Value *a, const Value *b)
 {
     TimestampStruct x = fields_of(a), y = fields_of(b);
@@ -199,6 +206,23 @@ int32_t text_as_datetime(const Value *text, int32_t type, Value *out)
     return KXSTD_OK;
 }
 
+int32_t compare_present(const Value *a, const Value *b, int32_t *status);
+
+// A text against a datetime: the text read as a literal of the datetime's
+// type, then the two compared. Out of line, with the record it reads into,
+// so that the other comparisons do not clear one.
+__attribute__((noinline)) int32_t compare_text_as_datetime(const Value *a, const Value *b,
+                                                           int32_t *status)
+{
+    Value read{};
+    if (a->type == VALUE_STRING) {
+        *status = text_as_datetime(a, b->type, &read);
+        return *status == KXSTD_OK ? compare_present(&read, b, status) : 0;
+    }
+    *status = text_as_datetime(b, a->type, &read);
+    return *status == KXSTD_OK ? compare_present(a, &read, status) : 0;
+}
+
 // The order of two non-NULL values, or a status in *status.
 int32_t compare_present(const Value *a, const Value *b, int32_t *status)
 {
@@ -211,15 +235,8 @@ int32_t compare_present(const Value *a, const Value *b, int32_t *status)
         *status = kx::stdnum::compare_numbers(a, b, &order);
         return order;
     }
-    Value read{};
-    if (ta == VALUE_STRING && is_datetime(tb)) {
-        *status = text_as_datetime(a, tb, &read);
-        return *status == KXSTD_OK ? compare_present(&read, b, status) : 0;
-    }
-    if (tb == VALUE_STRING && is_datetime(ta)) {
-        *status = text_as_datetime(b, ta, &read);
-        return *status == KXSTD_OK ? compare_present(a, &read, status) : 0;
-    }
+    if ((ta == VALUE_STRING && is_datetime(tb)) || (tb == VALUE_STRING && is_datetime(ta)))
+        return compare_text_as_datetime(a, b, status);
     if (ta == VALUE_STRING && tb == VALUE_STRING)
         return compare_texts(a->payload.text, text_length(a), b->payload.text, text_length(b));
     if (ta == VALUE_BINARY && tb == VALUE_BINARY)
@@ -247,6 +264,14 @@ extern "C" {
 
 KX_API int32_t kxstd_compare_values(const Value *left, const Value *right, EvalContext *context)
 {
+    // Two dates, a common pair, by their fields at once: year, then month,
+    // then day, as compare_datetimes orders them.
+    if (left != nullptr && right != nullptr && left->type == VALUE_DATE &&
+        right->type == VALUE_DATE && left->null_flag == 0 && right->null_flag == 0) {
+        int64_t x = date_key(left->payload.date);
+        int64_t y = date_key(right->payload.date);
+        return x < y ? -1 : x > y ? 1 : 0;
+    }
     bool left_null = is_null(left), right_null = is_null(right);
     if (left_null || right_null)
         return left_null == right_null ? 0 : left_null ? -1 : 1;

@@ -959,4 +959,226 @@ TEST(EvalintStd, RandomTimestampDiffMatchesTheReference)
     }
 }
 
+
+
+// ---- where the 64-bit arithmetic gives way to the 128-bit one ----
+//
+// Shifts, differences and interval lengths are worked out in 64 bits where
+// they fit (day counts and the parts of a day apart, differences within
+// 100000 days, lengths below 2^63 nanoseconds) and in 128 bits otherwise.
+// The cases below sit on both sides of each of those edges and are checked
+// against the reference above.
+
+// The fields of a signed length of nanoseconds in a day-time kind, worked
+// out from the rule: the leading field keeps all its units, each other
+// field its units within its range, the fraction the nanoseconds.
+std::string ref_day_time(int32_t kind, i128 length)
+{
+    bool negative = length < 0;
+    i128 m = negative ? -length : length;
+    i128 seconds = m / kBillion;
+    uint32_t fraction = static_cast<uint32_t>(m % kBillion);
+    // DAY 3, HOUR 4, MINUTE 5, SECOND 6, DAY TO HOUR 8 ... MINUTE TO SECOND 13
+    static const int first_of[] = {0, 0, 0, 2, 3, 4, 5, 0, 2, 2, 2, 3, 3, 4};
+    static const int last_of[] = {0, 0, 0, 2, 3, 4, 5, 0, 3, 4, 5, 4, 5, 5};
+    static const i128 unit[] = {0, 0, 86400, 3600, 60, 1};
+    static const i128 range[] = {0, 0, 0, 24, 60, 60};
+    i128 v[6] = {};
+    for (int f = first_of[kind]; f <= last_of[kind]; ++f)
+        v[f] = f == first_of[kind] ? seconds / unit[f] : seconds / unit[f] % range[f];
+    if (last_of[kind] != 5)
+        fraction = 0;
+    bool any = fraction != 0;
+    for (i128 x : v)
+        any = any || x != 0;
+    IntervalStruct i = day_second(kind, static_cast<uint32_t>(v[2]), static_cast<uint32_t>(v[3]),
+                                  static_cast<uint32_t>(v[4]), static_cast<uint32_t>(v[5]),
+                                  fraction, negative && any ? 1 : 0);
+    return iv_text(i);
+}
+
+TEST(EvalintStd, TimestampAddAtTheEdgesOfItsArithmetic)
+{
+    const TimestampStruct sources[] = {
+        {1, 1, 1, 0, 0, 0, 0},           {1, 1, 1, 23, 59, 59, 999999999},
+        {1970, 1, 1, 0, 0, 0, 0},        {2000, 2, 29, 12, 30, 0, 5},
+        {9999, 12, 31, 0, 0, 0, 0},      {9999, 12, 31, 23, 59, 59, 999999999},
+    };
+    const int64_t day = 86400;
+    const int64_t shifts[] = {0, 1, -1, day - 1, day, -day, -day - 1, kBillion,
+                              3652058 * day, -3652058 * day, 3652059 * day, INT64_MAX / kBillion,
+                              INT64_MAX, INT64_MIN, INT64_MAX - 1, INT64_MIN + 1};
+    const int64_t nanos[] = {0, 1, -1, kBillion - 1, -kBillion, 86400 * kBillion - 1,
+                             86400 * kBillion, -86400 * kBillion - 1, INT64_MAX, INT64_MIN};
+    const i128 first = ref_instant(TimestampStruct{1, 1, 1, 0, 0, 0, 0});
+    const i128 last = ref_instant(TimestampStruct{9999, 12, 31, 23, 59, 59, 999999999});
+    int checked = 0;
+    for (const TimestampStruct &t : sources)
+        for (int64_t s : shifts)
+            for (int64_t ns : nanos) {
+                std::string label = ts_text(t) + " + " + std::to_string(s) + " s " +
+                                    std::to_string(ns) + " ns";
+                i128 end = ref_instant(t) + i128{s} * kBillion + ns;
+                Value source = blank(VALUE_TIMESTAMP);
+                source.payload.timestamp = t;
+                Value r = blank();
+                int32_t status = kxstd_timestamp_add(&r, &source, 0, s, ns);
+                if (end < first || end > last) {
+                    EXPECT_EQ(status, KXSTD_DATETIME_OVERFLOW) << label;
+                } else {
+                    ASSERT_EQ(status, KXSTD_OK) << label;
+                    EXPECT_EQ(ts_text(r.payload.timestamp), ts_text(ref_timestamp(end))) << label;
+                    ++checked;
+                }
+                // a time of day wraps modulo a day, whatever the shift
+                Value clock = time_of_day(t.hour, t.minute, t.second);
+                Value c = blank();
+                ASSERT_EQ(kxstd_timestamp_add(&c, &clock, 0, s, ns), KXSTD_OK) << label;
+                i128 of_day = ((t.hour * i128{60} + t.minute) * 60 + t.second) * kBillion +
+                              i128{s} * kBillion + ns;
+                of_day %= kNanosPerDay;
+                if (of_day < 0)
+                    of_day += kNanosPerDay;
+                TimestampStruct wrapped = ref_timestamp(of_day);
+                EXPECT_EQ(time_text(c.payload.time),
+                          time_text(TimeStruct{wrapped.hour, wrapped.minute, wrapped.second}))
+                    << label;
+            }
+    EXPECT_GT(checked, 200);
+    // month shifts that pass 64 bits or the years 1..9999, with and without
+    // seconds
+    Value source = blank(VALUE_TIMESTAMP);
+    source.payload.timestamp = TimestampStruct{2004, 1, 31, 0, 0, 0, 0};
+    Value r = blank();
+    // (2004-01 is month 24048 from year 0; 9999-12 is month 119999)
+    for (int64_t months : {INT64_MAX, INT64_MIN, INT64_MAX - 24047, INT64_MAX - 24048,
+                           int64_t{12 - 24048 - 1}, int64_t{119999 - 24048 + 1}})
+        for (int64_t s : {int64_t{0}, int64_t{1}})
+            EXPECT_EQ(kxstd_timestamp_add(&r, &source, months, s, 0), KXSTD_DATETIME_OVERFLOW)
+                << months;
+    // the last month that is still a year of 1..9999 either way
+    ASSERT_EQ(kxstd_timestamp_add(&r, &source, 119999 - 24048, 0, 0), KXSTD_OK);
+    EXPECT_EQ(ts_text(r.payload.timestamp), "9999-12-31 00:00:00.000000000");
+    ASSERT_EQ(kxstd_timestamp_add(&r, &source, 12 - 24048, -31 * 86400, 0),
+              KXSTD_DATETIME_OVERFLOW);
+    ASSERT_EQ(kxstd_timestamp_add(&r, &source, 12 - 24048, 0, 0), KXSTD_OK);
+    EXPECT_EQ(ts_text(r.payload.timestamp), "0001-01-31 00:00:00.000000000");
+    // a date moved by seconds keeps the date of the instant, a time's
+    // months are refused, and months alone keep the time of day
+    Value d = date(2004, 2, 29);
+    ASSERT_EQ(kxstd_timestamp_add(&r, &d, 12, -1, 0), KXSTD_OK);
+    EXPECT_EQ(date_text(r.payload.date), "2005-02-27");
+    Value clock = time_of_day(1, 2, 3);
+    EXPECT_EQ(kxstd_timestamp_add(&r, &clock, 1, 0, 0), KXSTD_TYPE_MISMATCH);
+    source.payload.timestamp = TimestampStruct{2004, 3, 31, 23, 59, 59, 999999999};
+    ASSERT_EQ(kxstd_timestamp_add(&r, &source, -1, 0, 0), KXSTD_OK);
+    EXPECT_EQ(ts_text(r.payload.timestamp), "2004-02-29 23:59:59.999999999");
+}
+
+TEST_F(EvalintStdOperation, DifferencesOnEitherSideOf100000Days)
+{
+    const TimestampStruct starts[] = {{1, 1, 1, 0, 0, 0, 0}, {1900, 6, 15, 12, 0, 0, 1}};
+    const int64_t spans_in_days[] = {0, 1, 99999, 100000, 100001, 106751, 106752, 3652058};
+    for (const TimestampStruct &start : starts)
+        for (int64_t days : spans_in_days)
+            for (i128 extra : {i128{0}, i128{1}, i128{-1}, kNanosPerDay - 1}) {
+                i128 later = ref_instant(start) + days * kNanosPerDay + extra;
+                if (later < ref_instant(start) ||
+                    later > ref_instant(TimestampStruct{9999, 12, 31, 23, 59, 59, 999999999}))
+                    continue;
+                Value a = blank(VALUE_TIMESTAMP);
+                a.payload.timestamp = ref_timestamp(later);
+                Value b = blank(VALUE_TIMESTAMP);
+                b.payload.timestamp = start;
+                std::string label = ts_text(a.payload.timestamp) + " - " + ts_text(start);
+                i128 span = later - ref_instant(start);
+                ASSERT_EQ(run(a, b, KX_OP_SUBTRACT), "") << label;
+                EXPECT_EQ(iv_text(result.payload.interval),
+                          ref_day_time(KX_IS_DAY_TO_SECOND, span))
+                    << label;
+                EXPECT_EQ(result.attr[2], 9);
+                ASSERT_EQ(run(b, a, KX_OP_SUBTRACT), "") << label;
+                EXPECT_EQ(iv_text(result.payload.interval),
+                          ref_day_time(KX_IS_DAY_TO_SECOND, -span))
+                    << label;
+                // dates by whole days
+                Value da = date(a.payload.timestamp.year, a.payload.timestamp.month,
+                                a.payload.timestamp.day);
+                Value db = date(start.year, start.month, start.day);
+                i128 whole_days = ref_days(a.payload.timestamp.year, a.payload.timestamp.month,
+                                           a.payload.timestamp.day) -
+                                  ref_days(start.year, start.month, start.day);
+                ASSERT_EQ(run(da, db, KX_OP_SUBTRACT), "") << label;
+                EXPECT_EQ(iv_text(result.payload.interval),
+                          ref_day_time(KX_IS_DAY, whole_days * kNanosPerDay))
+                    << label;
+            }
+}
+
+TEST(EvalintStd, LengthsAroundTwoTo63Nanoseconds)
+{
+    // 2^63 ns is 9223372036 s and 854775808 ns
+    const int64_t s63 = 9223372036;
+    const int32_t kinds[] = {KX_IS_DAY,         KX_IS_HOUR,           KX_IS_MINUTE,
+                             KX_IS_SECOND,      KX_IS_DAY_TO_HOUR,    KX_IS_DAY_TO_MINUTE,
+                             KX_IS_DAY_TO_SECOND, KX_IS_HOUR_TO_MINUTE, KX_IS_HOUR_TO_SECOND,
+                             KX_IS_MINUTE_TO_SECOND};
+    int spread = 0;
+    for (int32_t kind : kinds)
+        for (int64_t units : {s63, -s63, s63 + 1, -s63 - 1, int64_t{99999} * 86400})
+            for (int32_t ns : {854775806, 854775807, 854775808, 854775809, -854775808,
+                               -854775809, 0, 999999999})
+                for (int32_t precision : {2, 6, 9}) {
+                    Value r = blank(VALUE_INTERVAL_DS);
+                    r.payload.interval.interval_type = kind;
+                    i128 length = i128{units} * kBillion + ns;
+                    int32_t status = kxstd_normalise_interval(units, ns, precision, &r);
+                    // the leading field against 10^precision
+                    static const i128 unit[] = {0, 0, 0, 86400, 3600, 60, 1, 0, 86400, 86400,
+                                                86400, 3600, 3600, 60};
+                    i128 p = 1;
+                    for (int k = 0; k < precision; ++k)
+                        p *= 10;
+                    i128 magnitude = length < 0 ? -length : length;
+                    std::string label = std::to_string(kind) + " " + std::to_string(units) +
+                                        " s " + std::to_string(ns) + " ns (" +
+                                        std::to_string(precision) + ")";
+                    if (magnitude / kBillion / unit[kind] >= p) {
+                        EXPECT_EQ(status, KXSTD_INTERVAL_OVERFLOW) << label;
+                        continue;
+                    }
+                    ASSERT_EQ(status, KXSTD_OK) << label;
+                    EXPECT_EQ(iv_text(r.payload.interval), ref_day_time(kind, length)) << label;
+                    ++spread;
+                }
+    EXPECT_GT(spread, 50);
+}
+
+TEST(EvalintStd, TimestampDiffAroundTwoTo63Nanoseconds)
+{
+    const i128 two63 = i128{1} << 63;
+    const TimestampStruct start{1700, 3, 1, 0, 0, 0, 0};
+    for (i128 span : {two63 - 1, two63, two63 + 1, -two63, -two63 - 1, -two63 + 1}) {
+        Value from = blank(VALUE_TIMESTAMP), to = blank(VALUE_TIMESTAMP);
+        from.payload.timestamp = start;
+        to.payload.timestamp = ref_timestamp(ref_instant(start) + span);
+        std::string label = ts_text(start) + " -> " + ts_text(to.payload.timestamp);
+        int64_t n = 0;
+        int32_t status = kxstd_timestamp_diff("SQL_TSI_FRAC_SECOND", &from, &to, nullptr, &n);
+        if (span > INT64_MAX || span < INT64_MIN) {
+            EXPECT_EQ(status, KXSTD_NUMERIC_OUT_OF_RANGE) << label;
+        } else {
+            ASSERT_EQ(status, KXSTD_OK) << label;
+            EXPECT_EQ(n, static_cast<int64_t>(span)) << label;
+        }
+        static const char *const units[] = {"", "SQL_TSI_SECOND", "SQL_TSI_MINUTE",
+                                            "SQL_TSI_HOUR", "SQL_TSI_DAY", "SQL_TSI_WEEK"};
+        for (int unit = 1; unit <= 5; ++unit) {
+            ASSERT_EQ(kxstd_timestamp_diff(units[unit], &from, &to, nullptr, &n), KXSTD_OK)
+                << label;
+            EXPECT_EQ(n, ref_diff(unit, start, to.payload.timestamp)) << units[unit] << label;
+        }
+    }
+}
+
 }  // namespace

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "kxsupp/arith.h"
 #include "kxsupp/diagnostics.h"
@@ -355,6 +356,55 @@ TEST(StdBigintOperation, ExactResults)
     EXPECT_EQ(truth(std_big(bigint(1), null_b, KX_OP_EQUAL)), 2);
     // a double beyond 64 bits cannot be an operand: 22003, NULL here
     EXPECT_EQ(std_big(dbl(1e19), bigint(1), KX_OP_ADD).null_flag, -1);
+}
+
+// Integers, bits and bigints are read in place, every other operand
+// through kxstd_get_bigint_from_value: each pair of operand kinds gives the
+// 128-bit answer of the values the getter reads, NULL (no context) where
+// that answer passes 64 bits or a division is by zero.
+TEST(StdBigintOperation, EveryOperandKindAgreesWithTheGetter)
+{
+    std::vector<Value> operands = {
+        integer(0),          integer(-7),          integer(INT32_MAX),  integer(1, VALUE_BIT),
+        bigint(INT64_MAX),   bigint(INT64_MIN),    bigint(-4294967296LL), bigint(3),
+        num("-12345", 2),    num("922337203685477580799", 2), text(" -9223372036854775808 "),
+        text("41"),          dbl(-2.75),           dbl(9.2e18),
+    };
+    const int32_t ops[] = {KX_OP_ADD, KX_OP_SUBTRACT, KX_OP_MULTIPLY, KX_OP_DIVIDE,
+                           KX_OP_LESS, KX_OP_EQUAL};
+    int exact = 0;
+    for (const Value &a : operands)
+        for (const Value &b : operands)
+            for (int32_t op : ops) {
+                int64_t x = 0;
+                int64_t y = 0;
+                ASSERT_EQ(kxstd_get_bigint_from_value(&a, &x), KXSTD_OK);
+                ASSERT_EQ(kxstd_get_bigint_from_value(&b, &y), KXSTD_OK);
+                Value r = std_big(a, b, op);
+                if (op == KX_OP_LESS || op == KX_OP_EQUAL) {
+                    EXPECT_EQ(truth(r), op == KX_OP_LESS ? (x < y) : (x == y)) << x << " " << y;
+                    continue;
+                }
+                __int128 wide = op == KX_OP_ADD        ? static_cast<__int128>(x) + y
+                                : op == KX_OP_SUBTRACT ? static_cast<__int128>(x) - y
+                                : op == KX_OP_MULTIPLY ? static_cast<__int128>(x) * y
+                                : y == 0               ? 0
+                                                       : static_cast<__int128>(x) / y;
+                EXPECT_EQ(r.type, VALUE_BIGINT);
+                if (y == 0 && op == KX_OP_DIVIDE) {
+                    EXPECT_EQ(r.null_flag, -1) << x << " / 0";
+                } else if (wide > INT64_MAX || wide < INT64_MIN) {
+                    EXPECT_EQ(r.null_flag, -1) << x << " op " << op << " " << y;
+                } else {
+                    ASSERT_EQ(r.null_flag, 0) << x << " op " << op << " " << y;
+                    EXPECT_EQ(bigint_of(r), static_cast<int64_t>(wide))
+                        << x << " op " << op << " " << y;
+                    EXPECT_EQ(r.length, 0);
+                    EXPECT_EQ(r.attr[0], 0);
+                    ++exact;
+                }
+            }
+    EXPECT_GT(exact, 400);
 }
 
 // ---- the error exit ----

@@ -971,3 +971,248 @@ TEST(StdNumericRandom, AgreesWithADecimalReference)
 }
 
 }  // namespace
+
+// ---- where the 128-bit path gives way to the wide one ----
+//
+// + - * and comparison answer operands whose scales are 0 to 38 and whose
+// aligned magnitudes and result stay within 128 bits and below 10^38
+// directly, and everything else through the wide arithmetic. Operands on
+// either side of each of those edges are checked against the decimal
+// reference above, through the record routines and through
+// kxstd_numeric_operation.
+
+namespace edges {
+
+u128 pow10(int k)
+{
+    u128 p = 1;
+    for (int i = 0; i < k; ++i)
+        p *= 10;
+    return p;
+}
+
+Operand operand(u128 m, int scale, bool negative = false)
+{
+    Operand o;
+    std::string text = kxtest::decimal(m);
+    for (char c : text)
+        o.ref.digits.push_back(c - '0');
+    o.ref.digits = trim(o.ref.digits);
+    o.ref.scale = scale;
+    o.ref.negative = negative && !o.ref.digits.empty();
+    o.record = of_u128(m, scale, negative);
+    return o;
+}
+
+// The magnitudes around each edge: 10^19 and 2^64 (the one-word product),
+// 10^38 (the largest result), 2^127 and 2^128 - 1 (the 128-bit limit).
+std::vector<u128> magnitudes()
+{
+    const u128 two64 = static_cast<u128>(1) << 64;
+    std::vector<u128> m = {0, 1, 2, 5, 9, 10};
+    for (u128 centre : {pow10(19), two64, pow10(37), pow10(38), kTwo127}) {
+        m.push_back(centre - 1);
+        m.push_back(centre);
+        m.push_back(centre + 1);
+    }
+    m.push_back(pow10(19) / 2);
+    m.push_back(pow10(38) / 2);
+    m.push_back(kMax128 - 1);
+    m.push_back(kMax128);
+    return m;
+}
+
+// Checks a record routine's answer for a op b against the reference.
+void check(const Operand &a, const Operand &b, int op)
+{
+    Ref expected;
+    bool fits;
+    NumericStruct r = a.record;
+    int32_t rc;
+    const char *name;
+    switch (op) {
+    case 0:
+        expected = ref_add(a.ref, b.ref, false);
+        fits = settle_ref(expected);
+        rc = kxstd_add_numeric(&r, &b.record);
+        name = "+";
+        break;
+    case 1:
+        expected = ref_add(a.ref, b.ref, true);
+        fits = settle_ref(expected);
+        rc = kxstd_subtract_numeric(&r, &b.record);
+        name = "-";
+        break;
+    default:
+        expected = ref_mul(a.ref, b.ref);
+        fits = settle_ref(expected);
+        rc = kxstd_mult_numeric(&r, &b.record);
+        name = "*";
+        break;
+    }
+    if (!fits) {
+        EXPECT_EQ(rc, KXSTD_NUMERIC_OUT_OF_RANGE) << label(a, name, b);
+        EXPECT_EQ(show(r), show(a.record)) << "untouched on an error: " << label(a, name, b);
+    } else {
+        ASSERT_EQ(rc, KXSTD_OK) << label(a, name, b);
+        EXPECT_EQ(show(r), ref_show(expected)) << label(a, name, b);
+        EXPECT_EQ(r.precision, 38);
+    }
+
+    // the operator: a VALUE_NUMERIC of the same record, NULL on an error
+    // (no context)
+    static const int32_t kOps[] = {KX_OP_ADD, KX_OP_SUBTRACT, KX_OP_MULTIPLY};
+    Value va = kxtest::blank(VALUE_NUMERIC);
+    va.payload.numeric = a.record;
+    Value vb = kxtest::blank(VALUE_NUMERIC);
+    vb.payload.numeric = b.record;
+    Value result = kxtest::blank(VALUE_STRING);
+    kxstd_numeric_operation(&va, &vb, &result, nullptr, kOps[op]);
+    if (!fits) {
+        EXPECT_EQ(result.null_flag, -1) << label(a, name, b);
+        return;
+    }
+    EXPECT_EQ(result.type, VALUE_NUMERIC) << label(a, name, b);
+    EXPECT_EQ(result.null_flag, 0);
+    EXPECT_EQ(show(result.payload.numeric), ref_show(expected)) << label(a, name, b);
+    EXPECT_EQ(result.attr[0], 38);
+    EXPECT_EQ(result.attr[1], result.payload.numeric.scale);
+}
+
+}  // namespace edges
+
+TEST(StdNumericEdges, SumsAndDifferencesAroundTheLimits)
+{
+    std::vector<u128> m = edges::magnitudes();
+    // equal scales, one apart, 38 apart (the widest alignment), and both
+    // at 38
+    const int scales[][2] = {{0, 0}, {0, 1}, {1, 0}, {2, 2}, {0, 38}, {38, 0}, {38, 38},
+                             {37, 38}, {19, 0}, {0, 19}};
+    int cases = 0;
+    for (u128 x : m)
+        for (u128 y : m)
+            for (const auto &s : scales)
+                for (int signs = 0; signs < 4; ++signs) {
+                    Operand a = edges::operand(x, s[0], (signs & 1) != 0);
+                    Operand b = edges::operand(y, s[1], (signs & 2) != 0);
+                    edges::check(a, b, 0);
+                    edges::check(a, b, 1);
+                    ++cases;
+                }
+    EXPECT_GT(cases, 10000);
+}
+
+TEST(StdNumericEdges, ResultsAtTenToThe38)
+{
+    const u128 nines = edges::pow10(38) - 1;
+    // 10^38 - 2 + 1 is the largest magnitude; + 1 more is out of range at
+    // scale 0 and rounds a fraction away at scale 1
+    NumericStruct r = of_u128(nines - 1);
+    NumericStruct one = of_u128(1);
+    ASSERT_EQ(kxstd_add_numeric(&r, &one), KXSTD_OK);
+    EXPECT_EQ(show(r), kNines38);
+    EXPECT_EQ(kxstd_add_numeric(&r, &one), KXSTD_NUMERIC_OUT_OF_RANGE);
+    EXPECT_EQ(show(r), kNines38);
+    NumericStruct tenth = of_u128(nines, 1);   // 9999...9.9
+    NumericStruct point_one = of_u128(1, 1);
+    ASSERT_EQ(kxstd_add_numeric(&tenth, &point_one), KXSTD_OK);
+    EXPECT_EQ(show(tenth), "10000000000000000000000000000000000000");   // 10^37
+    EXPECT_EQ(tenth.scale, 0);
+    // -(10^38 - 1) - 1
+    NumericStruct negative = of_u128(nines, 0, true);
+    EXPECT_EQ(kxstd_subtract_numeric(&negative, &one), KXSTD_NUMERIC_OUT_OF_RANGE);
+
+    // (10^19 - 1)(10^19 + 1) = 10^38 - 1, and 10^19 x 10^19 = 10^38
+    NumericStruct p = of_u128(edges::pow10(19) - 1);
+    NumericStruct q = of_u128(edges::pow10(19) + 1);
+    ASSERT_EQ(kxstd_mult_numeric(&p, &q), KXSTD_OK);
+    EXPECT_EQ(show(p), kNines38);
+    NumericStruct t = of_u128(edges::pow10(19));
+    NumericStruct u = of_u128(edges::pow10(19));
+    EXPECT_EQ(kxstd_mult_numeric(&t, &u), KXSTD_NUMERIC_OUT_OF_RANGE);
+    // at scale 2 the same product keeps one place: 10^36 = 1000...0.0
+    NumericStruct t2 = of_u128(edges::pow10(19), 1);
+    NumericStruct u2 = of_u128(edges::pow10(19), 1);
+    ASSERT_EQ(kxstd_mult_numeric(&t2, &u2), KXSTD_OK);
+    EXPECT_EQ(show(t2), "1000000000000000000000000000000000000.0");
+}
+
+TEST(StdNumericEdges, ProductsAroundTheLimits)
+{
+    std::vector<u128> m = edges::magnitudes();
+    // scale sums 0, 38 (the last kept as it is) and 39, 76 (rounded)
+    const int scales[][2] = {{0, 0}, {3, 2}, {19, 19}, {38, 0}, {0, 38}, {20, 19}, {38, 38}};
+    int cases = 0;
+    for (u128 x : m)
+        for (u128 y : m)
+            for (const auto &s : scales)
+                for (int signs = 0; signs < 4; ++signs) {
+                    edges::check(edges::operand(x, s[0], (signs & 1) != 0),
+                                 edges::operand(y, s[1], (signs & 2) != 0), 2);
+                    ++cases;
+                }
+    EXPECT_GT(cases, 5000);
+}
+
+TEST(StdNumericEdges, AlignmentBeyond128Bits)
+{
+    // 2^128 - 1 at scale 0 against 1 at scale 38: the aligned magnitude
+    // needs 128 + 127 bits; the sum is out of range, the order still exact
+    Operand big = edges::operand(kMax128, 0);
+    Operand tiny = edges::operand(1, 38);
+    edges::check(big, tiny, 0);
+    edges::check(tiny, big, 1);
+    EXPECT_EQ(kxstd_numeric_compare(&big.record, &tiny.record), 1);
+    EXPECT_EQ(kxstd_numeric_compare(&tiny.record, &big.record), -1);
+    // 10^37 + 0.1: the aligned 10^38 + 1 has 39 digits, the fraction goes
+    Operand whole = edges::operand(edges::pow10(37), 0);
+    Operand fraction = edges::operand(1, 1);
+    edges::check(whole, fraction, 0);
+    NumericStruct r = whole.record;
+    ASSERT_EQ(kxstd_add_numeric(&r, &fraction.record), KXSTD_OK);
+    EXPECT_EQ(show(r), "10000000000000000000000000000000000000");
+    // equal values at scales 0 and 38 whose alignment does not fit
+    Operand a = edges::operand(edges::pow10(2), 0);
+    Operand b = edges::operand(edges::pow10(38) - 1, 38);
+    EXPECT_EQ(kxstd_numeric_compare(&a.record, &b.record), 1);
+    EXPECT_EQ(kxstd_numeric_compare(&b.record, &a.record), -1);
+}
+
+TEST(StdNumericEdges, ComparisonsAroundTheLimits)
+{
+    std::vector<u128> m = edges::magnitudes();
+    const int scales[][2] = {{0, 0}, {0, 1}, {5, 0}, {0, 38}, {38, 0}, {38, 38}, {-1, 0}};
+    for (u128 x : m)
+        for (u128 y : m)
+            for (const auto &s : scales)
+                for (int signs = 0; signs < 4; ++signs) {
+                    Operand a = edges::operand(x, s[0] < 0 ? 0 : s[0], (signs & 1) != 0);
+                    Operand b = edges::operand(y, s[1], (signs & 2) != 0);
+                    EXPECT_EQ(kxstd_numeric_compare(&a.record, &b.record),
+                              ref_compare(a.ref, b.ref))
+                        << label(a, "<=>", b);
+                }
+}
+
+TEST(StdNumericEdges, ScalesOutsideZeroTo38TakeTheWidePath)
+{
+    // scale -2: 12 x 10^2 = 1200; scale 40: 5 x 10^-40
+    NumericStruct hundreds = kxtest::numeric(12, -2, 1, 38);
+    NumericStruct three = of_u128(3);
+    NumericStruct r = hundreds;
+    ASSERT_EQ(kxstd_add_numeric(&r, &three), KXSTD_OK);
+    EXPECT_EQ(show(r), "1203");
+    r = hundreds;
+    ASSERT_EQ(kxstd_mult_numeric(&r, &three), KXSTD_OK);
+    EXPECT_EQ(show(r), "3600");
+    NumericStruct tiny = kxtest::numeric(5, 40, 1, 38);
+    r = of_u128(1);
+    ASSERT_EQ(kxstd_add_numeric(&r, &tiny), KXSTD_OK);
+    // 1 + 5 x 10^-40 in 38 digits: 37 places, the 5 lies beyond and goes
+    EXPECT_EQ(show(r), "1.0000000000000000000000000000000000000");
+    EXPECT_EQ(r.scale, 37);
+    EXPECT_EQ(kxstd_numeric_compare(&tiny, &three), -1);
+    EXPECT_EQ(kxstd_numeric_compare(&hundreds, &three), 1);
+    NumericStruct twelve_hundred = of_u128(1200);
+    EXPECT_EQ(kxstd_numeric_compare(&hundreds, &twelve_hundred), 0);
+}

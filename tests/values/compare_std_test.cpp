@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <csetjmp>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -99,6 +100,45 @@ TEST(CompareStd, ADateAgainstATimestampIsItsMidnight)
     EXPECT_EQ(kxstd_compare_values(&d, &midnight, nullptr), 0);
     Value later = timestamp(2004, 6, 17, 0, 0, 0, 1);
     EXPECT_EQ(kxstd_compare_values(&d, &later, nullptr), -1);
+}
+
+// Two dates are ordered by year, then month, then day; a record that holds
+// no real date is still ordered by its fields, and a NULL date first. The
+// same order must come out of a date against the other's midnight as a
+// timestamp, and of the two as literal texts where both are real dates.
+TEST(CompareStd, DatesByYearMonthAndDay)
+{
+    const int fields[][3] = {{1, 1, 1},     {-1, 12, 31},  {0, 6, 15},   {1999, 12, 31},
+                             {2000, 1, 1},  {2000, 1, 31}, {2000, 2, 1}, {2000, 2, 29},
+                             {2000, 12, 1}, {2001, 1, 1},  {9999, 12, 31}, {-32768, 1, 1},
+                             {32767, 65535, 65535}, {2000, 13, 1}, {2000, 0, 0}, {2000, 1, 65535}};
+    int real = 0;
+    for (const auto &x : fields)
+        for (const auto &y : fields) {
+            Value a = date(x[0], x[1], x[2]);
+            Value b = date(y[0], y[1], y[2]);
+            int expected = 0;
+            for (int i = 0; i < 3 && expected == 0; ++i)
+                expected = x[i] < y[i] ? -1 : x[i] > y[i] ? 1 : 0;
+            std::string pair = std::to_string(x[0]) + "-" + std::to_string(x[1]) + "-" +
+                               std::to_string(x[2]) + " vs " + std::to_string(y[0]) + "-" +
+                               std::to_string(y[1]) + "-" + std::to_string(y[2]);
+            EXPECT_EQ(kxstd_compare_values(&a, &b, nullptr), expected) << pair;
+            Value midnight = timestamp(y[0], y[1], y[2], 0, 0, 0, 0);
+            EXPECT_EQ(kxstd_compare_values(&a, &midnight, nullptr), expected) << pair;
+            if (kxstd_valid_date(x[0], x[1], x[2]) && kxstd_valid_date(y[0], y[1], y[2])) {
+                char literal[32];
+                std::snprintf(literal, sizeof literal, "%04d-%02d-%02d", y[0], y[1], y[2]);
+                Value t = text(literal);
+                EXPECT_EQ(kxstd_compare_values(&a, &t, nullptr), expected) << pair;
+                ++real;
+            }
+            Value null_b = b;
+            null_b.null_flag = -1;
+            EXPECT_EQ(kxstd_compare_values(&a, &null_b, nullptr), 1) << pair;
+            EXPECT_EQ(kxstd_compare_values(&null_b, &a, nullptr), -1) << pair;
+        }
+    EXPECT_GT(real, 50);
 }
 
 TEST(CompareStd, TextAgainstANumberIsTheNumber)
