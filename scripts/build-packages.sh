@@ -14,9 +14,15 @@ version=$(dpkg-parsechangelog -l "$here/debian/changelog" -S Version)
 src=$out/libkxsupp-$version
 rm -rf "$src" "$out"/*.deb "$out"/*.changes "$out"/*.buildinfo
 mkdir -p "$src"
-# the tree as git has it (with uncommitted changes), without build folders
-( cd "$here" && git ls-files -z --cached --others --exclude-standard ) |
-    ( cd "$here" && xargs -0 cp --parents -t "$src" 2>/dev/null || true )
+# the tree as git has it (with uncommitted changes), without build folders;
+# outside a git checkout, everything but the build folders
+if git -C "$here" rev-parse --is-inside-work-tree >/dev/null 2>&1; then
+    ( cd "$here" && git ls-files -z --cached --others --exclude-standard ) |
+        ( cd "$here" && xargs -0 cp --parents -t "$src" 2>/dev/null || true )
+else
+    ( cd "$here" && tar --exclude='./build' --exclude='./build-*' -cf - . ) |
+        ( cd "$src" && tar -xf - )
+fi
 [ -f "$src/debian/rules" ] || { echo "could not copy the source tree" >&2; exit 1; }
 
 export DEB_BUILD_OPTIONS="${DEB_BUILD_OPTIONS:-nocheck} parallel=2"

@@ -171,6 +171,7 @@ def check_example(page, workdir, cc, library, includes):
     with open(source, "w") as stream:
         stream.write(blocks[0])
     program = os.path.join(workdir, "example")
+    library = os.path.abspath(library)
     command = [cc, "-std=c99", "-pedantic", "-Wall", "-Wextra", "-Werror"]
     command += ["-I" + i for i in includes]
     command += [source, "-o", program, library,
