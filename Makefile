@@ -10,13 +10,15 @@ PREFIX     ?= /usr/local
 PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
               libbenchmark-dev unixodbc-dev libsqlite3-dev binutils \
               unixodbc odbcinst python3-pyodbc libsqliteodbc \
-              clang abigail-tools
+              clang abigail-tools \
+              pandoc mandoc man-db \
+              debhelper dpkg-dev fakeroot lintian
 
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_WERROR=ON
 
 .PHONY: all deps configure build demo abi-baseline coverage test test-normal test-asan test-tsan test-clang \
         test-release bench install clean \
-        memcheck fuzz
+        memcheck fuzz man html package
 
 all: build
 
@@ -135,5 +137,23 @@ abi-baseline: configure
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
+# The reference pages (doc/, Markdown made into man pages and HTML by
+# pandoc): build/doc/man (read one with `man -l`) and build/doc/html.
+# `make build` makes the man pages too when pandoc is there.
+man: configure
+	cmake --build $(BUILD) -j $(JOBS) --target man
+
+html: configure
+	cmake --build $(BUILD) -j $(JOBS) --target html
+	@echo "open $(BUILD)/doc/html/index.html"
+
+# The Debian packages libkxsupp0, libkxsupp-dev and odbc-kxeval (debian/),
+# built from a copy of the tree with at most two jobs and checked by
+# lintian; they land in build-package/. DEB_BUILD_OPTIONS=nocheck unless set.
+PACKAGE_BUILD ?= build-package
+package: deps
+	sh scripts/build-packages.sh $(PACKAGE_BUILD)
+
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(CLANG_BUILD) $(TSAN_BUILD) $(COVERAGE_BUILD) $(MEMCHECK_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(CLANG_BUILD) $(TSAN_BUILD) $(COVERAGE_BUILD) $(MEMCHECK_BUILD) $(FUZZ_BUILD) \
+	      $(PACKAGE_BUILD)
