@@ -1762,7 +1762,7 @@ void append_piece(const char *text, void *user_data)
 std::string print_node(const ParseNode *node)
 {
     std::string out;
-    sql92_print_expression(node, append_piece, &out);
+    kxstd_sql92_print_expression(node, append_piece, &out);
     return out;
 }
 
