@@ -103,7 +103,7 @@ SQLRETURN open_connection(Connection *conn, ConnectionString &app, std::string *
             if (get_attribute_value(&app, key) != nullptr)
                 continue;
             char value[256];
-            get_default(conn->profile, key, value, sizeof value);
+            kxstd_get_default(conn->profile, key, value, sizeof value);
             if (value[0] != '\0')
                 append_pair(&settings, key, value, conn->mem_handle);
         }
@@ -123,7 +123,8 @@ SQLRETURN open_connection(Connection *conn, ConnectionString &app, std::string *
     conn->connected = true;
     if (completed != nullptr) {
         std::vector<char> buffer(8192, '\0');
-        generate_connection_string(&conn->attributes, buffer.data(), static_cast<int32_t>(buffer.size() - 1));
+        kxstd_generate_connection_string(&conn->attributes, buffer.data(),
+                                         static_cast<int32_t>(buffer.size() - 1));
         *completed = buffer.data();
     }
     trace_call(conn, "SQLConnect", "dsn %s", conn->dsn.c_str());
@@ -170,7 +171,13 @@ KXDRV_API SQLRETURN SQL_API SQLDriverConnect(SQLHDBC handle, SQLHWND, SQLCHAR *i
         std::string text = counted(in, in_length);
         ConnectionString app;
         init_con_str(&app);
-        parse_connection_string(&app, conn->mem_handle, text.c_str(), static_cast<int32_t>(text.size()), 0);
+        // ODBC's grammar: any value may be braced, "}}" standing for "}"
+        int32_t status = kxstd_parse_connection_string(&app, conn->mem_handle, text.c_str(),
+                                                       static_cast<int32_t>(text.size()), 0);
+        if (status == KXSTD_NO_MEMORY)
+            return post_error(conn->errors, "HY001", "Memory allocation error");
+        if (status != KXSTD_OK)
+            return post_error(conn->errors, kxstd_status_state(status), "Invalid connection string");
         std::string completed;
         SQLRETURN rc = open_connection(conn, app, &completed);
         if (rc != SQL_SUCCESS)
