@@ -61,6 +61,11 @@ constexpr int32_t days_in_month(int64_t year, int32_t month)
     return month == 2 && is_leap(year) ? 29 : kMonthLengths[month - 1];
 }
 
+// The days from 1 March to the first of each month 1..12, in the year that
+// starts on 1 March: (153 x (month - 3 mod 12) + 2) / 5.
+inline constexpr int16_t kDaysFromMarch[12] = {306, 337, 0,   31,  61,  92,
+                                               122, 153, 184, 214, 245, 275};
+
 // Days from 1970-01-01 to a date, months counted from March so that the
 // leap day ends the year (400-year eras of 146097 days). The month must be
 // 1..12; the day may run past the month's end and counts on.
@@ -69,14 +74,12 @@ constexpr int64_t days_from_civil(int64_t year, int32_t month, int64_t day)
     int64_t y = year - (month <= 2);
     if (y >= 0 && y < (int64_t{1} << 40) && day >= 1 && day <= 31) {
         // the years from 0 on, every real date's: the same count in
-        // unsigned arithmetic, whose divisions need no sign corrections
+        // unsigned arithmetic, whose divisions need no sign corrections,
+        // over whole years from 0000-03-01 (the eras' 146097 days are
+        // 400 x 365 + 100 - 4 + 1) and the months' days from a table
         uint64_t uy = static_cast<uint64_t>(y);
-        uint64_t era = uy / 400;
-        uint64_t year_of_era = uy - era * 400;
-        uint64_t month_index = static_cast<uint64_t>(month > 2 ? month - 3 : month + 9);
-        uint64_t day_of_year = (153 * month_index + 2) / 5 + static_cast<uint64_t>(day) - 1;
-        uint64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
-        return static_cast<int64_t>(era * 146097 + day_of_era) - 719468;
+        uint64_t before = uy * 365 + uy / 4 - uy / 100 + uy / 400;
+        return static_cast<int64_t>(before + kDaysFromMarch[month - 1]) + day - 1 - 719468;
     }
     int64_t era = floor_div(y, 400);
     int64_t year_of_era = y - era * 400;                                  // 0..399
@@ -247,6 +250,15 @@ static_assert(shifted(Instant{-7, 5}, INT64_MAX, INT64_MAX).days ==
               instant_of(total_nanos(Instant{-7, 5}) +
                          static_cast<i128>(INT64_MAX) * kNanosPerSecond + INT64_MAX)
                   .days);
+constexpr bool months_from_march_agree()
+{
+    for (int32_t month = 1; month <= 12; ++month)
+        if (kDaysFromMarch[month - 1] != (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5)
+            return false;
+    return true;
+}
+static_assert(months_from_march_agree());
+
 // The unsigned branches agree with the signed formulas around their edges.
 constexpr bool both_ways_agree(int64_t from, int64_t to)
 {

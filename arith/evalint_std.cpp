@@ -238,7 +238,21 @@ void copy_value_part(Value *result, const Value *source)
 
 // A datetime value's instant: a date at midnight, a time on day 0.
 // KXSTD_INVALID_DATETIME when its fields are no real date or time.
-int32_t instant_of_value(const Value *v, Instant *out)
+int32_t instant_of_other_value(const Value *v, Instant *out);
+
+inline int32_t instant_of_value(const Value *v, Instant *out)
+{
+    if (v->type == VALUE_TIMESTAMP) {
+        // the common operand, read in line
+        if (!valid(v->payload.timestamp))
+            return KXSTD_INVALID_DATETIME;
+        *out = instant_of(v->payload.timestamp);
+        return KXSTD_OK;
+    }
+    return instant_of_other_value(v, out);
+}
+
+__attribute__((noinline)) int32_t instant_of_other_value(const Value *v, Instant *out)
 {
     const ValuePayload &p = v->payload;
     switch (v->type) {
@@ -720,11 +734,7 @@ int32_t run_compare(const Plan &plan, const Value *a, const Value *b, int32_t op
 
 enum DiffUnit { kFrac, kSecond, kMinute, kHour, kDay, kWeek, kMonth, kQuarter, kYear, kNoUnit };
 
-constexpr const char *kUnitNames[] = {
-    "SQL_TSI_FRAC_SECOND", "SQL_TSI_SECOND", "SQL_TSI_MINUTE",  "SQL_TSI_HOUR", "SQL_TSI_DAY",
-    "SQL_TSI_WEEK",        "SQL_TSI_MONTH",  "SQL_TSI_QUARTER", "SQL_TSI_YEAR",
-};
-static_assert(sizeof kUnitNames / sizeof kUnitNames[0] == kNoUnit);
+static_assert(kNoUnit == kTsiUnitCount);
 
 // Nanoseconds in one unit up to a week.
 constexpr int64_t kUnitNanos[] = {1,
@@ -748,34 +758,18 @@ constexpr int64_t whole_units_of(int64_t nanoseconds, DiffUnit u)
     }
 }
 
-bool same_word_ignoring_case(const char *a, const char *b)
-{
-    for (;; ++a, ++b) {
-        unsigned char x = static_cast<unsigned char>(*a);
-        unsigned char y = static_cast<unsigned char>(*b);
-        if (x >= 'a' && x <= 'z')
-            x = static_cast<unsigned char>(x - 'a' + 'A');
-        if (x != y)
-            return false;
-        if (x == '\0')
-            return true;
-    }
-}
-
+// The unit a keyword names (any letter case), kNoUnit for none.
 DiffUnit diff_unit_of(const char *name)
 {
-    if (name == nullptr)
-        return kNoUnit;
-    for (int32_t u = 0; u < kNoUnit; ++u)
-        if (same_word_ignoring_case(name, kUnitNames[u]))
-            return static_cast<DiffUnit>(u);
-    return kNoUnit;
+    return static_cast<DiffUnit>(tsi_unit_of(name));
 }
 
 // The instant of a datetime operand of timestamp_diff: a time on today (or
 // on the current date when today is null).
-int32_t diff_instant(const Value *v, const DateStruct *today, Instant *out)
+inline int32_t diff_instant(const Value *v, const DateStruct *today, Instant *out)
 {
+    if (v != nullptr && v->type == VALUE_TIMESTAMP && v->null_flag == 0)
+        return instant_of_value(v, out);   // the common operand
     if (v == nullptr || v->null_flag != 0 || !is_datetime(v->type))
         return KXSTD_TYPE_MISMATCH;
     int32_t status = instant_of_value(v, out);
@@ -959,9 +953,17 @@ KX_API void kxstd_interval_operation(Value *a, Value *b, Value *result, EvalCont
 KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const Value *to,
                                     const DateStruct *today, int64_t *out)
 {
-    DiffUnit u = diff_unit_of(unit);
-    if (u == kNoUnit)
+    return kx::stdiv::timestamp_diff_in(diff_unit_of(unit), from, to, today, out);
+}
+
+}  // extern "C"
+
+int32_t kx::stdiv::timestamp_diff_in(int32_t unit, const Value *from, const Value *to,
+                                     const DateStruct *today, int64_t *out)
+{
+    if (unit < 0 || unit >= kNoUnit)
         return KXSTD_INVALID_ARGUMENT;
+    DiffUnit u = static_cast<DiffUnit>(unit);
     Instant a, b;
     int32_t status = diff_instant(from, today, &a);
     if (status == KXSTD_OK)
@@ -973,9 +975,13 @@ KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const V
         int64_t months = whole_months(a, b);
         n = u == kMonth ? months : u == kQuarter ? months / 3 : months / 12;
     } else {
-        i128 difference = total_nanos(b) - total_nanos(a);
-        if (difference >= INT64_MIN && difference <= INT64_MAX) {
-            // within 292 years: a 64-bit division, by a constant
+        int64_t days = b.days - a.days;
+        i128 difference;
+        if (days > -100000 && days < 100000) {
+            // within 273 years: 64 bits, divided by a constant
+            n = whole_units_of(days * kNanosPerDay + (b.nanos - a.nanos), u);
+        } else if (difference = total_nanos(b) - total_nanos(a);
+                   difference >= INT64_MIN && difference <= INT64_MAX) {
             n = whole_units_of(static_cast<int64_t>(difference), u);
         } else {
             difference /= kUnitNanos[u];
@@ -988,5 +994,3 @@ KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const V
         *out = n;
     return KXSTD_OK;
 }
-
-}  // extern "C"

@@ -365,30 +365,15 @@ const char *unit_text(const Value *v)
 enum AddUnit { kFracUnit, kSecondUnit, kMinuteUnit, kHourUnit, kDayUnit, kWeekUnit,
                kMonthUnit, kQuarterUnit, kYearUnit, kNoUnit };
 
-constexpr const char *kUnitNames[] = {
-    "SQL_TSI_FRAC_SECOND", "SQL_TSI_SECOND", "SQL_TSI_MINUTE",  "SQL_TSI_HOUR", "SQL_TSI_DAY",
-    "SQL_TSI_WEEK",        "SQL_TSI_MONTH",  "SQL_TSI_QUARTER", "SQL_TSI_YEAR",
-};
-static_assert(sizeof kUnitNames / sizeof kUnitNames[0] == kNoUnit);
+static_assert(kNoUnit == kx::stdiv::kTsiUnitCount);
 // Seconds (or months, from kMonthUnit on) in one unit; FRAC_SECOND counts
 // nanoseconds.
 constexpr int64_t kUnitSize[] = {1, 1, 60, 3600, 86400, 604800, 1, 3, 12};
 
+// The unit a keyword names (any letter case), kNoUnit for none.
 AddUnit add_unit_of(const char *text)
 {
-    if (text == nullptr)
-        return kNoUnit;
-    for (int32_t u = 0; u < kNoUnit; ++u) {
-        const char *a = text;
-        const char *b = kUnitNames[u];
-        while (*a != '\0' && (*a == *b || (*a >= 'a' && *a <= 'z' && *a - 'a' + 'A' == *b))) {
-            ++a;
-            ++b;
-        }
-        if (*a == '\0' && *b == '\0')
-            return static_cast<AddUnit>(u);
-    }
-    return kNoUnit;
+    return static_cast<AddUnit>(kx::stdiv::tsi_unit_of(text));
 }
 
 // Decimal text as a 64-bit integer: blanks around it, an optional sign,
@@ -692,8 +677,8 @@ KX_SCALAR_FUNCTION(kxstd_func_timestampadd)
 KX_SCALAR_FUNCTION(kxstd_func_timestampdiff)
 {
     (void)pass1, (void)pass2, (void)descriptor;
-    const char *unit = unit_text(arg(argc, argv, 0));
-    if (add_unit_of(unit) == kNoUnit)
+    AddUnit unit = add_unit_of(unit_text(arg(argc, argv, 0)));
+    if (unit == kNoUnit)
         return raise(context, KXSTD_INVALID_ARGUMENT);
     Value *from = arg(argc, argv, 1);
     Value *to = arg(argc, argv, 2);
@@ -709,7 +694,7 @@ KX_SCALAR_FUNCTION(kxstd_func_timestampdiff)
         on = &today;
     }
     int64_t n = 0;
-    int32_t status = kxstd_timestamp_diff(unit, from, to, on, &n);
+    int32_t status = kx::stdiv::timestamp_diff_in(unit, from, to, on, &n);
     if (status != KXSTD_OK)
         return raise(context, status);
     return bigint_of(context, n);
