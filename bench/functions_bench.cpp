@@ -1,6 +1,10 @@
 // Scalar functions: the per-row cost of execute_function (the call, its new
 // result value and the release of that value, as a driver pays per row)
 // against SQLite's per-row cost of the same function in the same run.
+// BM_Kx* run the family's catalogue on ASCII words; BM_Std* run the standard
+// catalogue's string functions on UTF-8 words with some non-ASCII letters,
+// against SQLite's counterparts (substr, upper, length, soundex, instr, ||)
+// on the same words, each with a goal of half SQLite's time.
 //
 // SQLite's cost of f is measured as a driver's row loop would see it:
 // `SELECT count(f(x)) FROM t` minus `SELECT count(x) FROM t` over an
@@ -39,6 +43,28 @@ std::string word(int i)
     return w;
 }
 
+// The same kind of words in UTF-8: 8 to 15 characters, about one in four
+// of them a two-octet letter and one word in eight with a three-octet one.
+std::string utf8_word(int i)
+{
+    static const char *const kAccented[] = {"\xC3\xA9", "\xC3\xBC", "\xC3\x9F", "\xC3\xB1",
+                                            "\xC3\x96", "\xC3\x85", "\xC4\x8D", "\xC5\x82"};
+    unsigned x = static_cast<unsigned>(i) * 2246822519u + 374761393u;
+    int length = 8 + static_cast<int>(x % 8);
+    std::string w;
+    for (int k = 0; k < length; ++k) {
+        x = x * 1103515245u + 12345u;
+        unsigned pick = (x >> 16) % 64;
+        if (pick < 16)
+            w += kAccented[pick % 8];
+        else if (pick == 16 && i % 8 == 0)
+            w += "\xE2\x82\xAC";  // U+20AC
+        else
+            w += static_cast<char>((k % 3 == 0 ? 'A' : 'a') + (x >> 8) % 26);
+    }
+    return w;
+}
+
 double number(int i)
 {
     return (i % 100000) * 0.01357 - 500.0;
@@ -71,6 +97,16 @@ sqlite3 *sqlite_table()
             sqlite3_reset(insert);
         }
         sqlite3_finalize(insert);
+        // the UTF-8 words, in a table of their own
+        sqlite3_exec(d, "CREATE TABLE u(x TEXT)", nullptr, nullptr, nullptr);
+        sqlite3_prepare_v2(d, "INSERT INTO u VALUES(?)", -1, &insert, nullptr);
+        for (int i = 0; i < kRows; ++i) {
+            std::string w = utf8_word(i);
+            sqlite3_bind_text(insert, 1, w.c_str(), -1, SQLITE_TRANSIENT);
+            sqlite3_step(insert);
+            sqlite3_reset(insert);
+        }
+        sqlite3_finalize(insert);
         sqlite3_exec(d, "COMMIT", nullptr, nullptr, nullptr);
         return d;
     }();
@@ -94,11 +130,12 @@ double run_query(sqlite3 *db, const char *sql)
 
 // Per-row cost of expression over column: the query with it minus the
 // query that only counts the column.
-void sqlite_per_row(benchmark::State &state, const char *expression, const char *column)
+void sqlite_per_row(benchmark::State &state, const char *expression, const char *column,
+                    const char *table = "t")
 {
     sqlite3 *db = sqlite_table();
-    std::string with = std::string("SELECT count(") + expression + ") FROM t";
-    std::string without = std::string("SELECT count(") + column + ") FROM t";
+    std::string with = std::string("SELECT count(") + expression + ") FROM " + table;
+    std::string without = std::string("SELECT count(") + column + ") FROM " + table;
     for (auto _ : state) {
         double f = run_query(db, with.c_str());
         if (f < 0) {
@@ -117,9 +154,10 @@ struct Driver {
     MemHandle *mem = kx_mem_alloc_handle(nullptr);
     DriverStatement statement{};
     EvalContext context{};
-    std::vector<Value *> strings, doubles, stamps_a, stamps_b;
+    std::vector<Value *> strings, utf8_strings, doubles, stamps_a, stamps_b;
     Value *two = nullptr, *three = nullptr;
     Value *hour_unit = nullptr;
+    Value *letter_a = nullptr;
 
     Driver()
     {
@@ -129,6 +167,7 @@ struct Driver {
         context.mem = mem;
         for (int i = 0; i < kPool; ++i) {
             strings.push_back(text(word(i)));
+            utf8_strings.push_back(text(utf8_word(i)));
             doubles.push_back(dbl(number(i)));
             stamps_a.push_back(stamp(2024, 1 + i % 12, 1 + i % 28, 10, i % 60, 0));
             stamps_b.push_back(stamp(2025, 1 + i % 12, 1 + i % 28, 8, (i * 7) % 60, 30));
@@ -136,6 +175,7 @@ struct Driver {
         two = integer(2);
         three = integer(3);
         hour_unit = text("SQL_TSI_HOUR");
+        letter_a = text("a");
     }
     ~Driver() { kx_mem_release_handle(mem); }
 
@@ -182,12 +222,16 @@ struct Driver {
 };
 
 // One call per iteration, cycling through the argument pool; make_args
-// fills the argument array for row i.
+// fills the argument array for row i. The entry comes from the family's
+// catalogue, or from the standard one when standard is set.
 template <typename MakeArgs>
-void per_call(benchmark::State &state, const char *name, MakeArgs make_args)
+void per_call(benchmark::State &state, const char *name, MakeArgs make_args,
+              bool standard = false)
 {
     static Driver driver;
-    const FunctionEntry *entry = sql92_get_function_info(sql92_get_function_id(name, 0));
+    const FunctionEntry *entry =
+        standard ? kxstd_get_function_info(kxstd_get_function_id(name, 0))
+                 : sql92_get_function_info(sql92_get_function_id(name, 0));
     Value *argv[3];
     int i = 0;
     if (setjmp(driver.context.exit) != 0) {
@@ -251,6 +295,106 @@ void BM_KxTimestampdiff(benchmark::State &state)
     });
 }
 
+// ---- the standard catalogue on UTF-8 words ----
+
+void BM_StdSubstring(benchmark::State &state)
+{
+    per_call(
+        state, "SUBSTRING",
+        [](Driver &d, int i, Value **argv) {
+            argv[0] = d.utf8_strings[i];
+            argv[1] = d.two;
+            argv[2] = d.three;
+            return 3;
+        },
+        true);
+}
+void BM_StdLeft(benchmark::State &state)
+{
+    per_call(
+        state, "LEFT",
+        [](Driver &d, int i, Value **argv) {
+            argv[0] = d.utf8_strings[i];
+            argv[1] = d.three;
+            return 2;
+        },
+        true);
+}
+void BM_StdUcase(benchmark::State &state)
+{
+    per_call(
+        state, "UCASE",
+        [](Driver &d, int i, Value **argv) {
+            argv[0] = d.utf8_strings[i];
+            return 1;
+        },
+        true);
+}
+void BM_StdLength(benchmark::State &state)
+{
+    per_call(
+        state, "LENGTH",
+        [](Driver &d, int i, Value **argv) {
+            argv[0] = d.utf8_strings[i];
+            return 1;
+        },
+        true);
+}
+void BM_StdSoundex(benchmark::State &state)
+{
+    per_call(
+        state, "SOUNDEX",
+        [](Driver &d, int i, Value **argv) {
+            argv[0] = d.utf8_strings[i];
+            return 1;
+        },
+        true);
+}
+void BM_StdConcat(benchmark::State &state)
+{
+    per_call(
+        state, "CONCAT",
+        [](Driver &d, int i, Value **argv) {
+            argv[0] = d.utf8_strings[i];
+            argv[1] = d.utf8_strings[(i + 1) & (kPool - 1)];
+            return 2;
+        },
+        true);
+}
+void BM_StdLocate(benchmark::State &state)
+{
+    per_call(
+        state, "LOCATE",
+        [](Driver &d, int i, Value **argv) {
+            argv[0] = d.letter_a;
+            argv[1] = d.utf8_strings[i];
+            return 2;
+        },
+        true);
+}
+
+void BM_SqliteUtf8Substr(benchmark::State &state)
+{
+    sqlite_per_row(state, "substr(x, 2, 3)", "x", "u");
+}
+void BM_SqliteUtf8Left(benchmark::State &state)
+{
+    sqlite_per_row(state, "substr(x, 1, 3)", "x", "u");
+}
+void BM_SqliteUtf8Upper(benchmark::State &state) { sqlite_per_row(state, "upper(x)", "x", "u"); }
+void BM_SqliteUtf8Length(benchmark::State &state) { sqlite_per_row(state, "length(x)", "x", "u"); }
+void BM_SqliteUtf8Soundex(benchmark::State &state)
+{
+    sqlite_per_row(state, "soundex(x)", "x", "u");
+}
+// two words of one kind joined, as the standard's CONCAT joins a word and
+// the next one (reading the next row would cost SQLite a window function)
+void BM_SqliteUtf8Concat(benchmark::State &state) { sqlite_per_row(state, "x || x", "x", "u"); }
+void BM_SqliteUtf8Instr(benchmark::State &state)
+{
+    sqlite_per_row(state, "instr(x, 'a')", "x", "u");
+}
+
 void BM_SqliteSubstr(benchmark::State &state) { sqlite_per_row(state, "substr(x, 2, 3)", "x"); }
 void BM_SqliteUpper(benchmark::State &state) { sqlite_per_row(state, "upper(x)", "x"); }
 void BM_SqliteSoundex(benchmark::State &state) { sqlite_per_row(state, "soundex(x)", "x"); }
@@ -273,18 +417,51 @@ BENCHMARK(BM_SqliteSoundex)->UseManualTime()->Iterations(3);
 BENCHMARK(BM_SqliteLength)->UseManualTime()->Iterations(3);
 BENCHMARK(BM_SqliteRound)->UseManualTime()->Iterations(3);
 BENCHMARK(BM_SqliteHourDifference)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_StdSubstring);
+BENCHMARK(BM_StdLeft);
+BENCHMARK(BM_StdUcase);
+BENCHMARK(BM_StdLength);
+BENCHMARK(BM_StdSoundex);
+BENCHMARK(BM_StdConcat);
+BENCHMARK(BM_StdLocate);
+BENCHMARK(BM_SqliteUtf8Substr)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_SqliteUtf8Left)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_SqliteUtf8Upper)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_SqliteUtf8Length)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_SqliteUtf8Soundex)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_SqliteUtf8Concat)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_SqliteUtf8Instr)->UseManualTime()->Iterations(3);
 
 KX_RATIO("SUBSTRING per row / SQLite substr per row", "BM_KxSubstring",
          "BM_SqliteSubstr/iterations:3/manual_time");
 KX_RATIO("UCASE per row / SQLite upper per row", "BM_KxUcase",
          "BM_SqliteUpper/iterations:3/manual_time");
-KX_RATIO("SOUNDEX per row / SQLite soundex per row", "BM_KxSoundex",
-         "BM_SqliteSoundex/iterations:3/manual_time");
-KX_RATIO("LENGTH per row / SQLite length per row", "BM_KxLength",
-         "BM_SqliteLength/iterations:3/manual_time");
+KX_RATIO_GOAL("SOUNDEX per row / SQLite soundex per row", "BM_KxSoundex",
+              "BM_SqliteSoundex/iterations:3/manual_time", 0.5);
+KX_RATIO_GOAL("LENGTH per row / SQLite length per row", "BM_KxLength",
+              "BM_SqliteLength/iterations:3/manual_time", 0.5);
 KX_RATIO("ROUND per row / SQLite round per row", "BM_KxRound",
          "BM_SqliteRound/iterations:3/manual_time");
 KX_RATIO("TIMESTAMPDIFF(HOUR) per row / SQLite julianday hour difference per row",
          "BM_KxTimestampdiff", "BM_SqliteHourDifference/iterations:3/manual_time");
+
+}  // namespace
+
+namespace {
+
+KX_RATIO_GOAL("standard SUBSTRING / SQLite substr, UTF-8", "BM_StdSubstring",
+              "BM_SqliteUtf8Substr/iterations:3/manual_time", 0.5);
+KX_RATIO_GOAL("standard LEFT / SQLite substr(x, 1, n), UTF-8", "BM_StdLeft",
+              "BM_SqliteUtf8Left/iterations:3/manual_time", 0.5);
+KX_RATIO_GOAL("standard UCASE / SQLite upper, UTF-8", "BM_StdUcase",
+              "BM_SqliteUtf8Upper/iterations:3/manual_time", 0.5);
+KX_RATIO_GOAL("standard LENGTH / SQLite length, UTF-8", "BM_StdLength",
+              "BM_SqliteUtf8Length/iterations:3/manual_time", 0.5);
+KX_RATIO_GOAL("standard SOUNDEX / SQLite soundex, UTF-8", "BM_StdSoundex",
+              "BM_SqliteUtf8Soundex/iterations:3/manual_time", 0.5);
+KX_RATIO_GOAL("standard CONCAT / SQLite ||, UTF-8", "BM_StdConcat",
+              "BM_SqliteUtf8Concat/iterations:3/manual_time", 0.5);
+KX_RATIO_GOAL("standard LOCATE / SQLite instr, UTF-8", "BM_StdLocate",
+              "BM_SqliteUtf8Instr/iterations:3/manual_time", 0.5);
 
 }  // namespace

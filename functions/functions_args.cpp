@@ -113,6 +113,18 @@ TextArg read_long_text(EvalContext *context, Value *value, const char *alloc_mes
 
 namespace {
 
+// Keeps the zero copy of a whole record as the compiler first lays it out,
+// 16-octet stores from the record's start, instead of letting it merge the
+// copy with the field stores that follow into stores at odd offsets: a field
+// that the caller reads back soon (release_value reads long_buffer first of
+// all) must lie within one store at an 8-octet place in it, or the read
+// waits for the stores to reach the cache instead of taking the value from
+// the store (some ten nanoseconds a result).
+inline void whole_record_stores()
+{
+    asm volatile("" ::: "memory");
+}
+
 // Zeroes a record that NewValue made, keeping what NewValue set.
 void clear_record(Value *value)
 {
@@ -122,6 +134,7 @@ void clear_record(Value *value)
     // of the same size compiles to a slow string instruction
     static const Value zero{};
     std::memcpy(value, &zero, sizeof(Value));
+    whole_record_stores();
     value->kind = NODE_VALUE;
     value->mem_handle = handle;
     value->payload.text = text;
@@ -145,6 +158,7 @@ Value *new_result(EvalContext *context, int32_t type)
         return nullptr;
     static const Value zero{};
     std::memcpy(value, &zero, sizeof(Value));
+    whole_record_stores();
     value->kind = NODE_VALUE;
     value->type = type;
     value->mem_handle = context->mem;

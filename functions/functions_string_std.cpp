@@ -473,7 +473,7 @@ inline Octet ascii_case(Octet c)
 }
 
 template <bool kUpper>
-inline uint32_t map_code(uint32_t cp)
+constexpr uint32_t map_code(uint32_t cp)
 {
     using namespace kx::casemap;
     if (cp >= kLimit)
@@ -483,6 +483,51 @@ inline uint32_t map_code(uint32_t cp)
     uint32_t index = kUpper ? kUpperRows[row][cp & 127] : kLowerRows[row][cp & 127];
     int32_t delta = kUpper ? kUpperDeltas[index] : kLowerDeltas[index];
     return static_cast<uint32_t>(static_cast<int32_t>(cp) + delta);
+}
+
+// The mappings of the code points below 0x800 (the two-octet characters),
+// looked up at once.
+template <bool kUpper>
+constexpr std::array<uint16_t, 0x800> make_two_octet_map()
+{
+    std::array<uint16_t, 0x800> t{};
+    for (uint32_t cp = 0; cp < 0x800; ++cp)
+        t[cp] = static_cast<uint16_t>(map_code<kUpper>(cp));
+    return t;
+}
+
+constexpr std::array<uint16_t, 0x800> kUpperTwo = make_two_octet_map<true>();
+constexpr std::array<uint16_t, 0x800> kLowerTwo = make_two_octet_map<false>();
+static_assert(kUpperTwo[0xE9] == 0xC9 && kLowerTwo[0x130] == 'i' && kUpperTwo[0x131] == 'I');
+
+// The character at offset i of the source mapped into out at the same
+// offset, when its mapping keeps its length (an octet that begins no
+// character stays); false when the mapping changes its length.
+template <bool kUpper>
+inline bool map_in_place(const Octet *p, Octet *out, size_t i)
+{
+    const Octet *c = p + i;
+    // two octets, the common case, first
+    if (c[0] - 0xC2u < 0x1Eu && is_continuation(c[1])) {
+        uint32_t cp = (c[0] & 0x1Fu) << 6 | (c[1] & 0x3Fu);
+        uint32_t mapped = kUpper ? kUpperTwo[cp] : kLowerTwo[cp];
+        if (mapped - 0x80u >= 0x780u)
+            return false;
+        out[i] = static_cast<Octet>(0xC0 | mapped >> 6);
+        out[i + 1] = static_cast<Octet>(0x80 | (mapped & 0x3F));
+        return true;
+    }
+    uint32_t length = char_octets(c);
+    if (length == 1)
+        return true;
+    uint32_t cp = code_point(c, length);
+    uint32_t mapped = map_code<kUpper>(cp);
+    if (mapped == cp)
+        return true;
+    if (encoded_length(mapped) != length)
+        return false;
+    encode(mapped, out + i);
+    return true;
 }
 
 // The octets of [p, end) mapped one character at a time, written at out;
@@ -520,10 +565,12 @@ size_t map_case_walk(const Octet *p, const Octet *end, Octet *out)
 }
 
 // The same, by words: the text is copied with its ASCII letters mapped
-// eight octets at a time (octets from 0x80 up left as they are), then each other
-// character is mapped in place while its mapping keeps its length; from the
-// first one that does not, the rest goes one character at a time. The
-// characters are read from the source, whose NUL ends every sequence.
+// eight octets at a time (octets from 0x80 up left as they are), then each
+// character that begins with an octet from C0 up is mapped in place while
+// its mapping keeps its length (continuation octets and octets 80 to BF
+// that begin nothing stay as copied); from the first one whose mapping does
+// not keep it, the rest goes one character at a time. Characters are read
+// from the source, whose NUL ends every sequence.
 template <bool kUpper>
 size_t map_case(const Octet *p, const Octet *end, Octet *out)
 {
@@ -542,41 +589,33 @@ size_t map_case(const Octet *p, const Octet *end, Octet *out)
     }
     if (high == 0)
         return n;
-    for (i = 0; i < n;) {
-        // to the next octet from 0x80 up
-        if (n - i >= 8) {
-            uint64_t w = load8(p + i) & kHighBits;
-            if (w == 0) {
-                i += 8;
-                continue;
-            }
-            i += static_cast<size_t>(__builtin_ctzll(w)) / 8;
-        } else if (p[i] < 0x80) {
-            ++i;
-            continue;
+    // the octets from C0 up begin the characters to map: each word's are
+    // taken lowest first
+    size_t base = 0;
+    for (; n - base >= 8; base += 8) {
+        uint64_t w = load8(p + base);
+        for (uint64_t leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0); leads != 0;
+             leads &= leads - 1) {
+            size_t at = base + static_cast<size_t>(__builtin_ctzll(leads)) / 8;
+            if (!map_in_place<kUpper>(p, out, at))
+                return at + map_case_walk<kUpper>(p + at, end, out + at);
         }
-        // two octets that stay two octets, the common case, first
-        const Octet *c = p + i;
-        if (c[0] - 0xC2u < 0x1Eu && is_continuation(c[1])) {
-            uint32_t mapped = map_code<kUpper>((c[0] & 0x1Fu) << 6 | (c[1] & 0x3Fu));
-            if (mapped - 0x80u < 0x780u) {
-                out[i] = static_cast<Octet>(0xC0 | mapped >> 6);
-                out[i + 1] = static_cast<Octet>(0x80 | (mapped & 0x3F));
-                i += 2;
-                continue;
-            }
+    }
+    if (base < n) {
+        // the last octets: a zeroed word, or the text's last eight with
+        // those already seen shifted out
+        size_t rest = n - base;
+        uint64_t w = 0;
+        if (n >= 8)
+            w = load8(end - 8) >> (8 * (8 - rest));
+        else
+            std::memcpy(&w, p + base, rest);
+        for (uint64_t leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0); leads != 0;
+             leads &= leads - 1) {
+            size_t at = base + static_cast<size_t>(__builtin_ctzll(leads)) / 8;
+            if (!map_in_place<kUpper>(p, out, at))
+                return at + map_case_walk<kUpper>(p + at, end, out + at);
         }
-        uint32_t length = char_octets(p + i);
-        if (length > 1) {
-            uint32_t cp = code_point(p + i, length);
-            uint32_t mapped = map_code<kUpper>(cp);
-            if (mapped != cp) {
-                if (encoded_length(mapped) != length)
-                    return i + map_case_walk<kUpper>(p + i, end, out + i);
-                encode(mapped, out + i);
-            }
-        }
-        i += length;
     }
     return n;
 }
