@@ -76,6 +76,60 @@ SQLSMALLINT default_c_type(SQLSMALLINT sql_type)
     }
 }
 
+size_t c_type_octets(SQLSMALLINT c, SQLLEN buffer_length)
+{
+    switch (c) {
+    case SQL_C_SHORT:
+    case SQL_C_SSHORT:
+    case SQL_C_USHORT: return sizeof(SQLSMALLINT);
+    case SQL_C_LONG:
+    case SQL_C_SLONG:
+    case SQL_C_ULONG: return sizeof(SQLINTEGER);
+    case SQL_C_TINYINT:
+    case SQL_C_STINYINT:
+    case SQL_C_UTINYINT:
+    case SQL_C_BIT: return sizeof(SQLCHAR);
+    case SQL_C_SBIGINT:
+    case SQL_C_UBIGINT: return sizeof(SQLBIGINT);
+    case SQL_C_FLOAT: return sizeof(SQLREAL);
+    case SQL_C_DOUBLE: return sizeof(SQLDOUBLE);
+    case SQL_C_DATE:
+    case SQL_C_TYPE_DATE: return sizeof(SQL_DATE_STRUCT);
+    case SQL_C_TIME:
+    case SQL_C_TYPE_TIME: return sizeof(SQL_TIME_STRUCT);
+    case SQL_C_TIMESTAMP:
+    case SQL_C_TYPE_TIMESTAMP: return sizeof(SQL_TIMESTAMP_STRUCT);
+    case SQL_C_NUMERIC: return sizeof(SQL_NUMERIC_STRUCT);
+    case SQL_C_GUID: return sizeof(SQLGUID);
+    default:
+        if (c >= SQL_C_INTERVAL_YEAR && c <= SQL_C_INTERVAL_MINUTE_TO_SECOND)
+            return sizeof(SQL_INTERVAL_STRUCT);
+        return buffer_length > 0 ? static_cast<size_t>(buffer_length) : 0;
+    }
+}
+
+void *bound_element(void *base, SQLLEN offset, SQLULEN bind_type, SQLULEN row, size_t element_octets)
+{
+    if (base == nullptr)
+        return nullptr;
+    size_t step = bind_type == SQL_BIND_BY_COLUMN ? element_octets : static_cast<size_t>(bind_type);
+    return static_cast<char *>(base) + offset + row * step;
+}
+
+ParamBinding parameter_binding(const Statement *stmt, size_t index)
+{
+    ParamBinding b = stmt->params[index];
+    SQLLEN offset = stmt->param_bind_offset_ptr != nullptr ? *stmt->param_bind_offset_ptr : 0;
+    if (offset == 0 && stmt->param_set == 0)
+        return b;
+    SQLSMALLINT c = b.c_type == SQL_C_DEFAULT ? default_c_type(b.sql_type) : b.c_type;
+    b.data = bound_element(b.data, offset, stmt->param_bind_type, stmt->param_set,
+                           c_type_octets(c, b.buffer_length));
+    b.indicator = static_cast<SQLLEN *>(
+        bound_element(b.indicator, offset, stmt->param_bind_type, stmt->param_set, sizeof(SQLLEN)));
+    return b;
+}
+
 TypeInfo parameter_type(const ParamBinding &b)
 {
     TypeInfo t;
@@ -466,7 +520,7 @@ SQLRETURN build_parameters(Statement *stmt, MemHandle *mem, std::vector<Value *>
     for (int32_t i = 0; i < q->parameter_count; ++i) {
         if (static_cast<size_t>(i) >= stmt->params.size() || !stmt->params[static_cast<size_t>(i)].bound)
             return post_error(stmt->errors, "07002", "COUNT field incorrect");
-        const ParamBinding &b = stmt->params[static_cast<size_t>(i)];
+        const ParamBinding b = parameter_binding(stmt, static_cast<size_t>(i));
         Value *v = nullptr;
         if (b.indicator != nullptr && *b.indicator == SQL_NULL_DATA) {
             TypeInfo t = parameter_type(b);

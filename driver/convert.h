@@ -32,6 +32,22 @@ SQLRETURN deliver_column(Statement *stmt, int column, Value *value, SQLSMALLINT 
 // The default C type of an SQL type.
 SQLSMALLINT default_c_type(SQLSMALLINT sql_type);
 
+// The octets of one element of a C type in a column-wise array: the
+// buffer length for texts and binaries, the structure's size otherwise.
+size_t c_type_octets(SQLSMALLINT c_type, SQLLEN buffer_length);
+
+// The address of element `row` of an array bound at base: column-wise
+// (bind_type SQL_BIND_BY_COLUMN) it steps by element_octets, row-wise by
+// bind_type octets; offset (a bind offset, 0 without one) is added first.
+// Null for a null base.
+void *bound_element(void *base, SQLLEN offset, SQLULEN bind_type, SQLULEN row,
+                    size_t element_octets);
+
+// Parameter `index` (0-based) as the current parameter set sees it: its
+// data and indicator addresses moved to the set's element and by the bind
+// offset.
+ParamBinding parameter_binding(const Statement *stmt, size_t index);
+
 }  // namespace kxdrv
 
 #endif  // KXEVALDRV_CONVERT_H

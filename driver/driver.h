@@ -118,10 +118,27 @@ struct Statement : DriverStatement {
     std::vector<ColumnBinding> columns;
     SQLULEN query_timeout = 0;
     SQLULEN max_rows = 0;
+    // Block fetch: rows per SQLFetch, how bound columns step from one row
+    // to the next (SQL_BIND_BY_COLUMN, or the octets of a row-wise
+    // structure), an offset added to every bound address, and where the
+    // rows fetched and each row's status go.
     SQLULEN row_array_size = 1;
+    SQLULEN row_bind_type = SQL_BIND_BY_COLUMN;
+    SQLLEN *row_bind_offset_ptr = nullptr;
     SQLULEN *rows_fetched_ptr = nullptr;
     SQLUSMALLINT *row_status_ptr = nullptr;
+    SQLUSMALLINT *row_operation_ptr = nullptr;
+    // Parameter arrays, the same for parameters: sets per execution, the
+    // set whose values the statement reads now, which sets to skip
+    // (SQL_PARAM_IGNORE), the sets processed and each set's status.
     SQLULEN param_set_size = 1;
+    SQLULEN param_bind_type = SQL_PARAM_BIND_BY_COLUMN;
+    SQLLEN *param_bind_offset_ptr = nullptr;
+    SQLULEN *params_processed_ptr = nullptr;
+    SQLUSMALLINT *param_status_ptr = nullptr;
+    SQLUSMALLINT *param_operation_ptr = nullptr;
+    SQLULEN param_set = 0;
+    bool param_array_open = false;    // SQLMoreResults goes on to the next set
     std::mutex call_lock;             // held by the ODBC call running on it
     int32_t need_data_param = -1;     // the parameter SQLPutData fills
     bool put_data_started = false;

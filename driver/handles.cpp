@@ -136,6 +136,7 @@ void close_cursor(Statement *stmt)
             kx_mem_release_handle(r->param_mem);
         stmt->result.reset();
     }
+    stmt->param_array_open = false;
     stmt->state = stmt->query ? kStatePrepared : kStateIdle;
 }
 

@@ -350,8 +350,8 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
         break;
     case SQL_FORWARD_ONLY_CURSOR_ATTRIBUTES1: a = word(SQL_CA1_NEXT); break;
     case SQL_FORWARD_ONLY_CURSOR_ATTRIBUTES2: a = word(SQL_CA2_READ_ONLY_CONCURRENCY); break;
-    case SQL_PARAM_ARRAY_ROW_COUNTS: a = word(SQL_PARC_NO_BATCH); break;
-    case SQL_PARAM_ARRAY_SELECTS: a = word(SQL_PAS_NO_SELECT); break;
+    case SQL_PARAM_ARRAY_ROW_COUNTS: a = word(SQL_PARC_BATCH); break;
+    case SQL_PARAM_ARRAY_SELECTS: a = word(SQL_PAS_BATCH); break;
     case SQL_SQL_CONFORMANCE: a = word(SQL_SC_SQL92_ENTRY); break;
     // Core, the lowest level ODBC 3 names and the one every driver claims;
     // of Core the driver lacks the descriptor functions (SQLGetDescField,

@@ -2,6 +2,8 @@
 //
 // Exports the ODBC entry points SQLNumResultCols, SQLDescribeCol,
 // SQLColAttribute, SQLBindCol, SQLFetch, SQLFetchScroll and SQLGetData.
+// SQLFetch and SQLFetchScroll fetch rowsets (SQL_ATTR_ROW_ARRAY_SIZE rows)
+// into columns bound column-wise or row-wise, at the bind offset.
 // Columns are described from the types the evaluator inferred (before
 // execution from the prepared statement, after it from the result set);
 // data goes out through deliver_column (convert.cpp).
@@ -72,41 +74,81 @@ bool is_numeric(SQLSMALLINT sql_type)
     }
 }
 
-SQLRETURN fetch_row(Statement *stmt)
+// Delivers the current row into the bound columns at row `row` of the
+// rowset: the most severe of the columns' return codes.
+SQLRETURN deliver_row(Statement *stmt, SQLULEN row)
 {
     ResultSet *r = stmt->result.get();
-    if (r == nullptr)
-        return post_error(stmt->errors, "24000", "Invalid cursor state");
-    if (stmt->max_rows > 0 && static_cast<SQLULEN>(r->rows_fetched) >= stmt->max_rows)
-        return SQL_NO_DATA;
-    SQLRETURN rc = next_row(stmt);
-    if (rc == SQL_NO_DATA) {
-        if (stmt->rows_fetched_ptr != nullptr)
-            *stmt->rows_fetched_ptr = 0;
-        return SQL_NO_DATA;
-    }
-    if (rc != SQL_SUCCESS)
-        return rc;
-    r->rows_fetched++;
+    SQLLEN offset = stmt->row_bind_offset_ptr != nullptr ? *stmt->row_bind_offset_ptr : 0;
     SQLRETURN result = SQL_SUCCESS;
     for (size_t i = 0; i < stmt->columns.size() && i < r->columns.size(); ++i) {
         const ColumnBinding &b = stmt->columns[i];
         if (!b.bound)
             continue;
-        SQLRETURN c = deliver_column(stmt, static_cast<int>(i + 1), r->current[i], b.c_type, b.data,
-                                     b.buffer_length, b.indicator, false);
-        if (c == SQL_ERROR)
+        SQLSMALLINT c = b.c_type == SQL_C_DEFAULT ? default_c_type(r->columns[i].sql_type) : b.c_type;
+        void *data = bound_element(b.data, offset, stmt->row_bind_type, row,
+                                   c_type_octets(c, b.buffer_length));
+        auto *indicator = static_cast<SQLLEN *>(
+            bound_element(b.indicator, offset, stmt->row_bind_type, row, sizeof(SQLLEN)));
+        SQLRETURN rc = deliver_column(stmt, static_cast<int>(i + 1), r->current[i], b.c_type, data,
+                                      b.buffer_length, indicator, false);
+        if (rc == SQL_ERROR)
             result = SQL_ERROR;
-        else if (c == SQL_SUCCESS_WITH_INFO && result == SQL_SUCCESS)
+        else if (rc == SQL_SUCCESS_WITH_INFO && result == SQL_SUCCESS)
+            result = SQL_SUCCESS_WITH_INFO;
+    }
+    return result;
+}
+
+SQLUSMALLINT row_status(SQLRETURN rc)
+{
+    return rc == SQL_SUCCESS ? SQL_ROW_SUCCESS : rc == SQL_ERROR ? SQL_ROW_ERROR : SQL_ROW_SUCCESS_WITH_INFO;
+}
+
+// The next rowset: up to SQL_ATTR_ROW_ARRAY_SIZE rows into the bound
+// columns, the count in SQL_ATTR_ROWS_FETCHED_PTR and each row's status
+// (SQL_ROW_NOROW past the last) in SQL_ATTR_ROW_STATUS_PTR. A row that
+// fails after the first ends the rowset with SQL_SUCCESS_WITH_INFO, its
+// status SQL_ROW_ERROR; the first failing is SQL_ERROR.
+SQLRETURN fetch_rowset(Statement *stmt)
+{
+    ResultSet *r = stmt->result.get();
+    if (r == nullptr)
+        return post_error(stmt->errors, "24000", "Invalid cursor state");
+    SQLULEN size = stmt->row_array_size;
+    SQLULEN fetched = 0;
+    SQLRETURN result = SQL_SUCCESS;
+    while (fetched < size) {
+        if (stmt->max_rows > 0 && static_cast<SQLULEN>(r->rows_fetched) >= stmt->max_rows)
+            break;
+        SQLRETURN rc = next_row(stmt);
+        if (rc == SQL_NO_DATA)
+            break;
+        if (rc != SQL_SUCCESS) {
+            if (fetched == 0)
+                return rc;
+            if (stmt->row_status_ptr != nullptr)
+                stmt->row_status_ptr[fetched] = SQL_ROW_ERROR;
+            ++fetched;
+            result = SQL_SUCCESS_WITH_INFO;
+            break;
+        }
+        r->rows_fetched++;
+        rc = deliver_row(stmt, fetched);
+        if (stmt->row_status_ptr != nullptr)
+            stmt->row_status_ptr[fetched] = row_status(rc);
+        ++fetched;
+        if (rc == SQL_ERROR && size == 1)
+            result = SQL_ERROR;
+        else if (rc != SQL_SUCCESS && result == SQL_SUCCESS)
             result = SQL_SUCCESS_WITH_INFO;
     }
     if (stmt->rows_fetched_ptr != nullptr)
-        *stmt->rows_fetched_ptr = 1;
+        *stmt->rows_fetched_ptr = fetched;
     if (stmt->row_status_ptr != nullptr)
-        stmt->row_status_ptr[0] = result == SQL_SUCCESS ? SQL_ROW_SUCCESS
-                                  : result == SQL_ERROR ? SQL_ROW_ERROR
-                                                        : SQL_ROW_SUCCESS_WITH_INFO;
-    return result;
+        for (SQLULEN k = fetched; k < size; ++k)
+            stmt->row_status_ptr[k] = SQL_ROW_NOROW;
+    return fetched == 0 ? SQL_NO_DATA : result;
 }
 
 // SQLColAttribute's answer for one field of one column.
@@ -280,7 +322,7 @@ KXDRV_API SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT number, SQL
 
 KXDRV_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle)
 {
-    return statement_entry(handle, [&](Statement *stmt) { return fetch_row(stmt); });
+    return statement_entry(handle, [&](Statement *stmt) { return fetch_rowset(stmt); });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN)
@@ -288,7 +330,7 @@ KXDRV_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientat
     return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
         if (orientation != SQL_FETCH_NEXT)
             return post_error(stmt->errors, "HY106", "Fetch type out of range");
-        return fetch_row(stmt);
+        return fetch_rowset(stmt);
     });
 }
 
@@ -301,6 +343,10 @@ KXDRV_API SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT number, SQL
             return post_error(stmt->errors, "24000", "Invalid cursor state");
         if (number < 1 || number > r->columns.size())
             return post_error(stmt->errors, "07009", "Invalid descriptor index");
+        // no SQLSetPos: with rowsets of more than one row, no row is the
+        // one SQLGetData would read
+        if (stmt->row_array_size > 1)
+            return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
         return deliver_column(stmt, number, r->current[number - 1u], c_type, target, buffer_length,
                               indicator, true);
     });

@@ -499,7 +499,7 @@ TypeInfo infer(Inference &in, ParseNode *node)
     case NODE_DYNAMIC_PARAM: {
         size_t ordinal = static_cast<size_t>(node->field[0]);
         if (!in.markers_unbound && ordinal <= in.stmt->params.size() && in.stmt->params[ordinal - 1].bound)
-            return parameter_type(in.stmt->params[ordinal - 1]);
+            return parameter_type(parameter_binding(in.stmt, ordinal - 1));
         return text_type(255);
     }
     case KX_NODE_COLUMN_REFERENCE:

@@ -11,7 +11,9 @@
 // append_to_long_buffer). SQLCancel from another thread sets the
 // statement's cancel request, which check_timeout reports as HY008 between
 // rows; SQL_ATTR_QUERY_TIMEOUT becomes the statement's deadline, reported as
-// HYT00. Cursor names live in the connection's cursor registry.
+// HYT00. Cursor names live in the connection's cursor registry. An array of
+// parameter sets (SQL_ATTR_PARAMSET_SIZE) gives one result set per set,
+// each after the last through SQLMoreResults.
 #include <cstring>
 
 #include "driver/convert.h"
@@ -52,7 +54,8 @@ int next_data_at_exec(Statement *stmt, int after)
 {
     int count = stmt->query ? stmt->query->parameter_count : 0;
     for (int i = after + 1; i < count && static_cast<size_t>(i) < stmt->params.size(); ++i)
-        if (stmt->params[static_cast<size_t>(i)].bound && data_at_exec(stmt->params[static_cast<size_t>(i)]))
+        if (stmt->params[static_cast<size_t>(i)].bound &&
+            data_at_exec(parameter_binding(stmt, static_cast<size_t>(i))))
             return i;
     return -1;
 }
@@ -68,16 +71,98 @@ SQLRETURN run(Statement *stmt)
     return finish(stmt->errors, rc);
 }
 
+bool set_ignored(const Statement *stmt, SQLULEN set)
+{
+    return stmt->param_operation_ptr != nullptr && stmt->param_operation_ptr[set] == SQL_PARAM_IGNORE;
+}
+
+void set_param_status(Statement *stmt, SQLULEN set, SQLUSMALLINT status)
+{
+    if (stmt->param_status_ptr != nullptr)
+        stmt->param_status_ptr[set] = status;
+}
+
+// An execution with an array of parameter sets (SQL_ATTR_PARAMSET_SIZE
+// above 1). Every set's values are read first, so that a set the driver
+// cannot read stops the execution before any result: the sets before it
+// succeeded, it failed, the rest are unused, and SQLExecute returns
+// SQL_ERROR. Otherwise the first set not ignored gives the first result
+// set and SQLMoreResults each following one (SQL_PAS_BATCH).
+SQLRETURN execute_array(Statement *stmt)
+{
+    SQLULEN sets = stmt->param_set_size;
+    for (SQLULEN set = 0; set < sets; ++set) {
+        stmt->param_set = set;
+        if (!set_ignored(stmt, set) && next_data_at_exec(stmt, -1) >= 0) {
+            stmt->param_set = 0;
+            return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
+        }
+    }
+    MemHandle *scratch = kx_mem_alloc_handle(stmt->mem);
+    if (scratch == nullptr)
+        return post_error(stmt->errors, "HY001", "Memory allocation error");
+    SQLULEN processed = 0;
+    SQLULEN first = sets;
+    bool failed = false;
+    for (SQLULEN set = 0; set < sets && !failed; ++set) {
+        processed = set + 1;
+        if (set_ignored(stmt, set)) {
+            set_param_status(stmt, set, SQL_PARAM_UNUSED);
+            continue;
+        }
+        stmt->param_set = set;
+        std::vector<Value *> values;
+        failed = build_parameters(stmt, scratch, values) != SQL_SUCCESS;
+        set_param_status(stmt, set, failed ? SQL_PARAM_ERROR : SQL_PARAM_SUCCESS);
+        if (!failed && first == sets)
+            first = set;
+    }
+    kx_mem_release_handle(scratch);
+    for (SQLULEN set = processed; set < sets; ++set)
+        set_param_status(stmt, set, SQL_PARAM_UNUSED);
+    if (stmt->params_processed_ptr != nullptr)
+        *stmt->params_processed_ptr = processed;
+    stmt->param_set = 0;
+    if (failed || first == sets)
+        return failed ? SQL_ERROR : SQL_SUCCESS;
+    stmt->param_set = first;
+    SQLRETURN rc = run(stmt);
+    stmt->param_array_open = rc != SQL_ERROR;
+    return rc;
+}
+
+// The next parameter set's result after the current one's, or SQL_NO_DATA.
+SQLRETURN next_param_set(Statement *stmt)
+{
+    bool open = stmt->param_array_open;
+    SQLULEN set = stmt->param_set;
+    close_cursor(stmt);
+    if (!open || !stmt->query)
+        return SQL_NO_DATA;
+    while (++set < stmt->param_set_size) {
+        if (set_ignored(stmt, set))
+            continue;
+        stmt->param_set = set;
+        SQLRETURN rc = run(stmt);
+        stmt->param_array_open = rc != SQL_ERROR;
+        return rc;
+    }
+    return SQL_NO_DATA;
+}
+
 SQLRETURN execute(Statement *stmt)
 {
     if (!stmt->query)
         return post_error(stmt->errors, "HY010", "Function sequence error");
     close_cursor(stmt);
+    stmt->param_set = 0;
     stmt->long_params.assign(static_cast<size_t>(stmt->query->parameter_count), nullptr);
     stmt->put_decoder = Utf16Decoder{};
     if (stmt->long_mem != nullptr)
         kx_mem_release_handle(stmt->long_mem);
     stmt->long_mem = kx_mem_alloc_handle(stmt->mem);
+    if (stmt->param_set_size > 1)
+        return execute_array(stmt);
     if (next_data_at_exec(stmt, -1) >= 0) {
         stmt->state = kStateNeedData;
         stmt->need_data_param = -1;
@@ -359,10 +444,33 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
             stmt->max_rows = word;
             return SQL_SUCCESS;
         case SQL_ATTR_ROW_ARRAY_SIZE:
-            if (word != 1) {
-                stmt->row_array_size = 1;
-                return post_warning(stmt->errors, "01S02", "Option value changed");
-            }
+            if (word == 0)
+                return post_error(stmt->errors, "HY024", "Invalid attribute value");
+            stmt->row_array_size = word;
+            return SQL_SUCCESS;
+        case SQL_ATTR_ROW_BIND_TYPE:
+            stmt->row_bind_type = word;
+            return SQL_SUCCESS;
+        case SQL_ATTR_ROW_BIND_OFFSET_PTR:
+            stmt->row_bind_offset_ptr = static_cast<SQLLEN *>(value);
+            return SQL_SUCCESS;
+        case SQL_ATTR_ROW_OPERATION_PTR:
+            stmt->row_operation_ptr = static_cast<SQLUSMALLINT *>(value);
+            return SQL_SUCCESS;
+        case SQL_ATTR_PARAM_BIND_TYPE:
+            stmt->param_bind_type = word;
+            return SQL_SUCCESS;
+        case SQL_ATTR_PARAM_BIND_OFFSET_PTR:
+            stmt->param_bind_offset_ptr = static_cast<SQLLEN *>(value);
+            return SQL_SUCCESS;
+        case SQL_ATTR_PARAMS_PROCESSED_PTR:
+            stmt->params_processed_ptr = static_cast<SQLULEN *>(value);
+            return SQL_SUCCESS;
+        case SQL_ATTR_PARAM_STATUS_PTR:
+            stmt->param_status_ptr = static_cast<SQLUSMALLINT *>(value);
+            return SQL_SUCCESS;
+        case SQL_ATTR_PARAM_OPERATION_PTR:
+            stmt->param_operation_ptr = static_cast<SQLUSMALLINT *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_ROWS_FETCHED_PTR:
             stmt->rows_fetched_ptr = static_cast<SQLULEN *>(value);
@@ -371,8 +479,9 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
             stmt->row_status_ptr = static_cast<SQLUSMALLINT *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_PARAMSET_SIZE:
-            if (word != 1)
-                return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
+            if (word == 0)
+                return post_error(stmt->errors, "HY024", "Invalid attribute value");
+            stmt->param_set_size = word;
             return SQL_SUCCESS;
         case SQL_ATTR_CURSOR_TYPE:
             if (word != SQL_CURSOR_FORWARD_ONLY)
@@ -382,10 +491,6 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
             if (word != SQL_CONCUR_READ_ONLY)
                 return post_warning(stmt->errors, "01S02", "Option value changed");
             return SQL_SUCCESS;
-        case SQL_ATTR_ROW_BIND_TYPE:
-            if (word != SQL_BIND_BY_COLUMN)
-                return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
-            return SQL_SUCCESS;
         case SQL_ATTR_NOSCAN:
         case SQL_ATTR_MAX_LENGTH:
         case SQL_ATTR_RETRIEVE_DATA:
@@ -393,11 +498,6 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
         case SQL_ATTR_USE_BOOKMARKS:
         case SQL_ATTR_CURSOR_SCROLLABLE:
         case SQL_ATTR_CURSOR_SENSITIVITY:
-        case SQL_ATTR_PARAMS_PROCESSED_PTR:
-        case SQL_ATTR_PARAM_STATUS_PTR:
-        case SQL_ATTR_PARAM_BIND_TYPE:
-        case SQL_ATTR_ROW_BIND_OFFSET_PTR:
-        case SQL_ATTR_PARAM_BIND_OFFSET_PTR:
             return SQL_SUCCESS;
         default:
             return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
@@ -413,11 +513,24 @@ KXDRV_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
         switch (attribute) {
         case SQL_ATTR_QUERY_TIMEOUT: answer = stmt->query_timeout; break;
         case SQL_ATTR_MAX_ROWS: answer = stmt->max_rows; break;
-        case SQL_ATTR_ROW_ARRAY_SIZE: answer = 1; break;
-        case SQL_ATTR_PARAMSET_SIZE: answer = 1; break;
+        case SQL_ATTR_ROW_ARRAY_SIZE: answer = stmt->row_array_size; break;
+        case SQL_ATTR_PARAMSET_SIZE: answer = stmt->param_set_size; break;
+        case SQL_ATTR_ROW_BIND_TYPE: answer = stmt->row_bind_type; break;
+        case SQL_ATTR_PARAM_BIND_TYPE: answer = stmt->param_bind_type; break;
+        case SQL_ATTR_ROW_BIND_OFFSET_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_bind_offset_ptr); break;
+        case SQL_ATTR_PARAM_BIND_OFFSET_PTR:
+            answer = reinterpret_cast<SQLULEN>(stmt->param_bind_offset_ptr);
+            break;
+        case SQL_ATTR_PARAMS_PROCESSED_PTR:
+            answer = reinterpret_cast<SQLULEN>(stmt->params_processed_ptr);
+            break;
+        case SQL_ATTR_PARAM_STATUS_PTR: answer = reinterpret_cast<SQLULEN>(stmt->param_status_ptr); break;
+        case SQL_ATTR_PARAM_OPERATION_PTR:
+            answer = reinterpret_cast<SQLULEN>(stmt->param_operation_ptr);
+            break;
+        case SQL_ATTR_ROW_OPERATION_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_operation_ptr); break;
         case SQL_ATTR_CURSOR_TYPE: answer = SQL_CURSOR_FORWARD_ONLY; break;
         case SQL_ATTR_CONCURRENCY: answer = SQL_CONCUR_READ_ONLY; break;
-        case SQL_ATTR_ROW_BIND_TYPE: answer = SQL_BIND_BY_COLUMN; break;
         case SQL_ATTR_CURSOR_SCROLLABLE: answer = SQL_NONSCROLLABLE; break;
         case SQL_ATTR_USE_BOOKMARKS: answer = SQL_UB_OFF; break;
         case SQL_ATTR_ASYNC_ENABLE: answer = SQL_ASYNC_ENABLE_OFF; break;
@@ -478,10 +591,7 @@ KXDRV_API SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN *count)
 
 KXDRV_API SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle)
 {
-    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
-        close_cursor(stmt);
-        return SQL_NO_DATA;
-    });
+    return statement_entry(handle, [&](Statement *stmt) { return next_param_set(stmt); });
 }
 
 KXDRV_API SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT handle)

@@ -169,6 +169,16 @@ class Parameters(Fixture):
         self.assertEqual(self.value("SELECT ? - 1", decimal.Decimal("10000000000000000000000000000000000000")),
                          decimal.Decimal("9999999999999999999999999999999999999"))
 
+    def test_fast_executemany_sends_every_set_in_one_execution(self):
+        # pyodbc binds the sets row-wise as an array (SQL_ATTR_PARAMSET_SIZE)
+        self.cursor.fast_executemany = True
+        rows = [(i, "t%d" % i, decimal.Decimal("%d.25" % i)) for i in range(2000)]
+        self.cursor.executemany("SELECT ? + 1, ?, CAST(? AS NUMERIC(12,2))", rows)
+        # a set the driver cannot read fails the whole execution
+        with self.assertRaises(pyodbc.Error) as caught:
+            self.cursor.executemany("SELECT CAST(? AS INTEGER) + 1", [(1,), ("x",)])
+        self.assertEqual(STATE_OF(caught.exception), "22018")
+
 
 class DateTimes(Fixture):
     def test_python_objects(self):
