@@ -123,6 +123,7 @@ struct Statement : DriverStatement {
     // structure), an offset added to every bound address, and where the
     // rows fetched and each row's status go.
     SQLULEN row_array_size = 1;
+    SQLULEN rowset_size = 1;          // SQL_ROWSET_SIZE, SQLExtendedFetch's
     SQLULEN row_bind_type = SQL_BIND_BY_COLUMN;
     SQLLEN *row_bind_offset_ptr = nullptr;
     SQLULEN *rows_fetched_ptr = nullptr;
@@ -138,6 +139,9 @@ struct Statement : DriverStatement {
     SQLUSMALLINT *param_status_ptr = nullptr;
     SQLUSMALLINT *param_operation_ptr = nullptr;
     SQLULEN param_set = 0;
+    // SQL_CURSOR_FORWARD_ONLY, or SQL_CURSOR_STATIC: every row is held at
+    // execution and SQLFetchScroll moves over them in any direction.
+    SQLULEN cursor_type = SQL_CURSOR_FORWARD_ONLY;
     bool param_array_open = false;    // SQLMoreResults goes on to the next set
     std::mutex call_lock;             // held by the ODBC call running on it
     int32_t need_data_param = -1;     // the parameter SQLPutData fills

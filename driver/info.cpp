@@ -155,6 +155,7 @@ constexpr EntryPoint kEntryPoints[] = {
     {SQL_API_SQLBINDCOL, "SQLBindCol"},
     {SQL_API_SQLFETCH, "SQLFetch"},
     {SQL_API_SQLFETCHSCROLL, "SQLFetchScroll"},
+    {SQL_API_SQLEXTENDEDFETCH, "SQLExtendedFetch"},
     {SQL_API_SQLGETDATA, "SQLGetData"},
     // diagnostics (diagnostics.cpp)
     {SQL_API_SQLGETDIAGREC, "SQLGetDiagRec"},
@@ -301,8 +302,17 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_GETDATA_EXTENSIONS:
         a = word(SQL_GD_ANY_COLUMN | SQL_GD_ANY_ORDER | SQL_GD_BOUND);
         break;
-    case SQL_SCROLL_OPTIONS: a = word(SQL_SO_FORWARD_ONLY); break;
-    case SQL_FETCH_DIRECTION: a = word(SQL_FD_FETCH_NEXT); break;
+    case SQL_SCROLL_OPTIONS: a = word(SQL_SO_FORWARD_ONLY | SQL_SO_STATIC); break;
+    case SQL_FETCH_DIRECTION:
+        a = word(SQL_FD_FETCH_NEXT | SQL_FD_FETCH_FIRST | SQL_FD_FETCH_LAST | SQL_FD_FETCH_PRIOR |
+                 SQL_FD_FETCH_ABSOLUTE | SQL_FD_FETCH_RELATIVE);
+        break;
+    // a static cursor scrolls every way, so no driver manager needs its
+    // cursor library in front of the driver
+    case SQL_STATIC_CURSOR_ATTRIBUTES1: a = word(SQL_CA1_NEXT | SQL_CA1_ABSOLUTE | SQL_CA1_RELATIVE); break;
+    case SQL_STATIC_CURSOR_ATTRIBUTES2:
+        a = word(SQL_CA2_READ_ONLY_CONCURRENCY | SQL_CA2_MAX_ROWS_SELECT);
+        break;
     case SQL_SCROLL_CONCURRENCY: a = word(SQL_SCCO_READ_ONLY); break;
     case SQL_CURSOR_SENSITIVITY: a = word(SQL_INSENSITIVE); break;
     case SQL_TXN_ISOLATION_OPTION:
@@ -337,8 +347,6 @@ bool answer_for(Connection *conn, SQLUSMALLINT type, InfoAnswer &a)
     case SQL_DYNAMIC_CURSOR_ATTRIBUTES2:
     case SQL_KEYSET_CURSOR_ATTRIBUTES1:
     case SQL_KEYSET_CURSOR_ATTRIBUTES2:
-    case SQL_STATIC_CURSOR_ATTRIBUTES1:
-    case SQL_STATIC_CURSOR_ATTRIBUTES2:
     case SQL_SQL92_FOREIGN_KEY_DELETE_RULE:
     case SQL_SQL92_FOREIGN_KEY_UPDATE_RULE:
     case SQL_SQL92_GRANT:

@@ -143,12 +143,16 @@ struct Evaluation {
 };
 
 // A result set: either rows held in full (catalogue results, sorted
-// queries) or rows produced one at a time by the query's evaluator.
+// queries, static cursors) or rows produced one at a time by the query's
+// evaluator.
 struct ResultSet {
     std::vector<ColumnDesc> columns;
     MemHandle *mem = nullptr;                  // the held rows' values
     std::vector<std::vector<Value *>> rows;    // held rows
     size_t next_row = 0;
+    // Of held rows, where the current rowset starts: -1 before the first
+    // row, rows.size() after the last.
+    int64_t rowset_start = -1;
     bool streaming = false;                    // rows come from the evaluator
     bool pending = false;                      // current holds an unread row
     bool exhausted = false;

@@ -1,12 +1,15 @@
 // results.cpp - describing and fetching result sets.
 //
 // Exports the ODBC entry points SQLNumResultCols, SQLDescribeCol,
-// SQLColAttribute, SQLBindCol, SQLFetch, SQLFetchScroll and SQLGetData.
+// SQLColAttribute, SQLBindCol, SQLFetch, SQLFetchScroll, SQLExtendedFetch
+// and SQLGetData.
 // SQLFetch and SQLFetchScroll fetch rowsets (SQL_ATTR_ROW_ARRAY_SIZE rows)
-// into columns bound column-wise or row-wise, at the bind offset.
+// into columns bound column-wise or row-wise, at the bind offset; a static
+// cursor (its rows held at execution) scrolls in every direction.
 // Columns are described from the types the evaluator inferred (before
 // execution from the prepared statement, after it from the result set);
 // data goes out through deliver_column (convert.cpp).
+#include <algorithm>
 #include <cstring>
 
 #include "driver/convert.h"
@@ -100,6 +103,26 @@ SQLRETURN deliver_row(Statement *stmt, SQLULEN row)
     return result;
 }
 
+// SQL_ATTR_MAX_ROWS: a forward-only cursor stops after so many rows, a
+// static one has no rows past them.
+bool past_max_rows(const Statement *stmt, const ResultSet *r)
+{
+    if (stmt->max_rows == 0)
+        return false;
+    if (!r->streaming && stmt->cursor_type == SQL_CURSOR_STATIC)
+        return r->next_row >= stmt->max_rows;
+    return static_cast<SQLULEN>(r->rows_fetched) >= stmt->max_rows;
+}
+
+// The rows a static cursor can reach.
+int64_t held_rows(const Statement *stmt, const ResultSet *r)
+{
+    int64_t n = static_cast<int64_t>(r->rows.size());
+    if (stmt->max_rows > 0 && static_cast<SQLULEN>(n) > stmt->max_rows)
+        n = static_cast<int64_t>(stmt->max_rows);
+    return n;
+}
+
 SQLUSMALLINT row_status(SQLRETURN rc)
 {
     return rc == SQL_SUCCESS ? SQL_ROW_SUCCESS : rc == SQL_ERROR ? SQL_ROW_ERROR : SQL_ROW_SUCCESS_WITH_INFO;
@@ -118,8 +141,10 @@ SQLRETURN fetch_rowset(Statement *stmt)
     SQLULEN size = stmt->row_array_size;
     SQLULEN fetched = 0;
     SQLRETURN result = SQL_SUCCESS;
+    if (!r->streaming)
+        r->rowset_start = static_cast<int64_t>(r->next_row);
     while (fetched < size) {
-        if (stmt->max_rows > 0 && static_cast<SQLULEN>(r->rows_fetched) >= stmt->max_rows)
+        if (past_max_rows(stmt, r))
             break;
         SQLRETURN rc = next_row(stmt);
         if (rc == SQL_NO_DATA)
@@ -148,7 +173,82 @@ SQLRETURN fetch_rowset(Statement *stmt)
     if (stmt->row_status_ptr != nullptr)
         for (SQLULEN k = fetched; k < size; ++k)
             stmt->row_status_ptr[k] = SQL_ROW_NOROW;
+    if (fetched == 0 && !r->streaming)
+        r->rowset_start = held_rows(stmt, r);  // after the last row
     return fetched == 0 ? SQL_NO_DATA : result;
+}
+
+// No rowset: the cursor stands before the first row or after the last.
+SQLRETURN no_rowset(Statement *stmt, ResultSet *r, int64_t position)
+{
+    r->rowset_start = position;
+    r->next_row = static_cast<size_t>(position < 0 ? 0 : position);
+    r->current.clear();
+    if (stmt->rows_fetched_ptr != nullptr)
+        *stmt->rows_fetched_ptr = 0;
+    if (stmt->row_status_ptr != nullptr)
+        for (SQLULEN k = 0; k < stmt->row_array_size; ++k)
+            stmt->row_status_ptr[k] = SQL_ROW_NOROW;
+    return SQL_NO_DATA;
+}
+
+// SQLFetchScroll on a static cursor: where the new rowset starts, as
+// ODBC's table for each orientation has it (a start before the first row
+// that overlaps the result moves to the first row, with 01S06 for PRIOR
+// and RELATIVE), then the rowset from there.
+SQLRETURN scroll(Statement *stmt, SQLSMALLINT orientation, SQLLEN offset)
+{
+    ResultSet *r = stmt->result.get();
+    if (r == nullptr)
+        return post_error(stmt->errors, "24000", "Invalid cursor state");
+    int64_t n = held_rows(stmt, r);
+    int64_t size = static_cast<int64_t>(stmt->row_array_size);
+    int64_t current = r->rowset_start;
+    bool before = current < 0;
+    bool after = current >= n;
+    int64_t start = 0;
+    bool clipped = false;  // a start before the first row moved to it
+    switch (orientation) {
+    case SQL_FETCH_FIRST:
+        start = 0;
+        break;
+    case SQL_FETCH_LAST:
+        start = std::max<int64_t>(n - size, 0);
+        break;
+    case SQL_FETCH_PRIOR:
+        if (before || current == 0)
+            return no_rowset(stmt, r, -1);
+        start = after ? n - size : current - size;
+        clipped = start < 0 && !after;
+        break;
+    case SQL_FETCH_RELATIVE:
+        if ((before && offset <= 0) || (after && offset >= 0))
+            return no_rowset(stmt, r, before ? -1 : n);
+        start = (before ? -1 : after ? n : current) + offset;
+        if (start < 0 && -start > size)
+            return no_rowset(stmt, r, -1);
+        clipped = start < 0;
+        break;
+    case SQL_FETCH_ABSOLUTE:
+        if (offset == 0)
+            return no_rowset(stmt, r, -1);
+        if (offset < 0 && -offset > n && -offset > size)
+            return no_rowset(stmt, r, -1);
+        start = offset > 0 ? offset - 1 : std::max<int64_t>(n + offset, 0);
+        break;
+    default:
+        return post_error(stmt->errors, "HY106", "Fetch type out of range");
+    }
+    if (start < 0)
+        start = 0;
+    if (start >= n)
+        return no_rowset(stmt, r, n);
+    r->next_row = static_cast<size_t>(start);
+    SQLRETURN rc = fetch_rowset(stmt);
+    if (clipped && SQL_SUCCEEDED(rc))
+        return post_warning(stmt->errors, "01S06",
+                            "Attempt to fetch before the result set returned the first rowset");
+    return rc;
 }
 
 // SQLColAttribute's answer for one field of one column.
@@ -325,12 +425,40 @@ KXDRV_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle)
     return statement_entry(handle, [&](Statement *stmt) { return fetch_rowset(stmt); });
 }
 
-KXDRV_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN)
+KXDRV_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN offset)
 {
     return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
-        if (orientation != SQL_FETCH_NEXT)
+        if (orientation == SQL_FETCH_NEXT)
+            return fetch_rowset(stmt);
+        // a forward-only cursor moves one way only
+        if (stmt->cursor_type != SQL_CURSOR_STATIC || !stmt->result || stmt->result->streaming)
             return post_error(stmt->errors, "HY106", "Fetch type out of range");
-        return fetch_rowset(stmt);
+        return scroll(stmt, orientation, offset);
+    });
+}
+
+// ODBC 2's block fetch: the rowset size of SQL_ROWSET_SIZE, the count and
+// the statuses into the call's own arguments, the rest as SQLFetchScroll.
+KXDRV_API SQLRETURN SQL_API SQLExtendedFetch(SQLHSTMT handle, SQLUSMALLINT orientation, SQLLEN offset,
+                                             SQLULEN *row_count, SQLUSMALLINT *row_status)
+{
+    return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
+        if (orientation != SQL_FETCH_NEXT &&
+            (stmt->cursor_type != SQL_CURSOR_STATIC || !stmt->result || stmt->result->streaming))
+            return post_error(stmt->errors, "HY106", "Fetch type out of range");
+        SQLULEN array_size = stmt->row_array_size;
+        SQLULEN *fetched = stmt->rows_fetched_ptr;
+        SQLUSMALLINT *statuses = stmt->row_status_ptr;
+        stmt->row_array_size = stmt->rowset_size;
+        stmt->rows_fetched_ptr = row_count;
+        stmt->row_status_ptr = row_status;
+        SQLRETURN rc = orientation == SQL_FETCH_NEXT
+                           ? fetch_rowset(stmt)
+                           : scroll(stmt, static_cast<SQLSMALLINT>(orientation), offset);
+        stmt->row_array_size = array_size;
+        stmt->rows_fetched_ptr = fetched;
+        stmt->row_status_ptr = statuses;
+        return rc;
     });
 }
 

@@ -1217,7 +1217,8 @@ SQLRETURN open_result(Statement *stmt)
     }
     }
     stmt->state = kStateExecuting;
-    if (q->order.empty()) {
+    bool hold_rows = !q->order.empty() || stmt->cursor_type == SQL_CURSOR_STATIC;
+    if (!hold_rows) {
         // streamed: the first row is evaluated now, so that errors and long
         // searches belong to the execution
         r->streaming = true;
@@ -1250,6 +1251,9 @@ SQLRETURN open_result(Statement *stmt)
         r->rows.push_back(std::move(row));
         keys.push_back(std::move(key));
     }
+    stmt->state = kStateFetching;
+    if (q->order.empty())
+        return SQL_SUCCESS;  // a static cursor keeps the source's order
     std::vector<size_t> order(r->rows.size());
     for (size_t i = 0; i < order.size(); ++i)
         order[i] = i;

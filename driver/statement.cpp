@@ -71,6 +71,19 @@ SQLRETURN run(Statement *stmt)
     return finish(stmt->errors, rc);
 }
 
+// The number of the current row in the result set (the rowset's first), 0
+// when there is none.
+SQLULEN row_number(const Statement *stmt)
+{
+    const ResultSet *r = stmt->result.get();
+    if (r == nullptr)
+        return 0;
+    if (r->streaming)
+        return static_cast<SQLULEN>(r->rows_fetched);
+    bool on_a_row = r->rowset_start >= 0 && static_cast<size_t>(r->rowset_start) < r->rows.size();
+    return on_a_row ? static_cast<SQLULEN>(r->rowset_start) + 1 : 0;
+}
+
 bool set_ignored(const Statement *stmt, SQLULEN set)
 {
     return stmt->param_operation_ptr != nullptr && stmt->param_operation_ptr[set] == SQL_PARAM_IGNORE;
@@ -448,6 +461,11 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
                 return post_error(stmt->errors, "HY024", "Invalid attribute value");
             stmt->row_array_size = word;
             return SQL_SUCCESS;
+        case SQL_ROWSET_SIZE:
+            if (word == 0)
+                return post_error(stmt->errors, "HY024", "Invalid attribute value");
+            stmt->rowset_size = word;
+            return SQL_SUCCESS;
         case SQL_ATTR_ROW_BIND_TYPE:
             stmt->row_bind_type = word;
             return SQL_SUCCESS;
@@ -484,8 +502,14 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
             stmt->param_set_size = word;
             return SQL_SUCCESS;
         case SQL_ATTR_CURSOR_TYPE:
-            if (word != SQL_CURSOR_FORWARD_ONLY)
+            // a static cursor stands in for the keyset-driven and dynamic
+            // ones: the driver writes nothing, so no row can change
+            stmt->cursor_type = word == SQL_CURSOR_FORWARD_ONLY ? SQL_CURSOR_FORWARD_ONLY : SQL_CURSOR_STATIC;
+            if (word != SQL_CURSOR_FORWARD_ONLY && word != SQL_CURSOR_STATIC)
                 return post_warning(stmt->errors, "01S02", "Option value changed");
+            return SQL_SUCCESS;
+        case SQL_ATTR_CURSOR_SCROLLABLE:
+            stmt->cursor_type = word == SQL_NONSCROLLABLE ? SQL_CURSOR_FORWARD_ONLY : SQL_CURSOR_STATIC;
             return SQL_SUCCESS;
         case SQL_ATTR_CONCURRENCY:
             if (word != SQL_CONCUR_READ_ONLY)
@@ -496,7 +520,6 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
         case SQL_ATTR_RETRIEVE_DATA:
         case SQL_ATTR_ASYNC_ENABLE:
         case SQL_ATTR_USE_BOOKMARKS:
-        case SQL_ATTR_CURSOR_SCROLLABLE:
         case SQL_ATTR_CURSOR_SENSITIVITY:
             return SQL_SUCCESS;
         default:
@@ -514,6 +537,7 @@ KXDRV_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
         case SQL_ATTR_QUERY_TIMEOUT: answer = stmt->query_timeout; break;
         case SQL_ATTR_MAX_ROWS: answer = stmt->max_rows; break;
         case SQL_ATTR_ROW_ARRAY_SIZE: answer = stmt->row_array_size; break;
+        case SQL_ROWSET_SIZE: answer = stmt->rowset_size; break;
         case SQL_ATTR_PARAMSET_SIZE: answer = stmt->param_set_size; break;
         case SQL_ATTR_ROW_BIND_TYPE: answer = stmt->row_bind_type; break;
         case SQL_ATTR_PARAM_BIND_TYPE: answer = stmt->param_bind_type; break;
@@ -529,15 +553,17 @@ KXDRV_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
             answer = reinterpret_cast<SQLULEN>(stmt->param_operation_ptr);
             break;
         case SQL_ATTR_ROW_OPERATION_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_operation_ptr); break;
-        case SQL_ATTR_CURSOR_TYPE: answer = SQL_CURSOR_FORWARD_ONLY; break;
+        case SQL_ATTR_CURSOR_TYPE: answer = stmt->cursor_type; break;
         case SQL_ATTR_CONCURRENCY: answer = SQL_CONCUR_READ_ONLY; break;
-        case SQL_ATTR_CURSOR_SCROLLABLE: answer = SQL_NONSCROLLABLE; break;
+        case SQL_ATTR_CURSOR_SCROLLABLE:
+            answer = stmt->cursor_type == SQL_CURSOR_STATIC ? SQL_SCROLLABLE : SQL_NONSCROLLABLE;
+            break;
         case SQL_ATTR_USE_BOOKMARKS: answer = SQL_UB_OFF; break;
         case SQL_ATTR_ASYNC_ENABLE: answer = SQL_ASYNC_ENABLE_OFF; break;
         case SQL_ATTR_ROWS_FETCHED_PTR: answer = reinterpret_cast<SQLULEN>(stmt->rows_fetched_ptr); break;
         case SQL_ATTR_ROW_STATUS_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_status_ptr); break;
         case SQL_ATTR_ROW_NUMBER:
-            answer = stmt->result ? static_cast<SQLULEN>(stmt->result->rows_fetched) : 0;
+            answer = row_number(stmt);
             break;
         default:
             return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
