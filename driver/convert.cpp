@@ -202,6 +202,16 @@ TypeInfo parameter_type(const ParamBinding &b)
 namespace {
 
 // A text parameter read as the parameter's SQL type.
+bool integer_fits(int64_t v, SQLSMALLINT sql_type)
+{
+    switch (sql_type) {
+    case SQL_TINYINT: return v >= -128 && v <= 127;
+    case SQL_SMALLINT: return v >= -32768 && v <= 32767;
+    case SQL_INTEGER: return v >= INT32_MIN && v <= INT32_MAX;
+    default: return true;
+    }
+}
+
 Value *text_as_sql_type(MemHandle *mem, ErrorHeader *errors, const std::string &text,
                         SQLSMALLINT sql_type, bool *failed)
 {
@@ -216,13 +226,19 @@ Value *text_as_sql_type(MemHandle *mem, ErrorHeader *errors, const std::string &
     case SQL_SMALLINT:
     case SQL_TINYINT:
     case SQL_BIGINT: {
-        char *end = nullptr;
-        errno = 0;
-        long long v = std::strtoll(text.c_str(), &end, 10);
-        while (end && *end == ' ')
-            ++end;
-        if (end == text.c_str() || *end != '\0' || errno != 0)
+        // ODBC's character to integer rules: a fraction that would be cut
+        // is 22001, a value outside the type 22003, no number 22018
+        NumericStruct number{};
+        int32_t status = kxstd_text_to_numeric(text.c_str(), &number);
+        if (status == KXSTD_INVALID_NUMBER)
             return bad("22018", "Invalid character value for cast");
+        int64_t v = 0;
+        if (status != KXSTD_OK || kxstd_numeric_to_bigint(&number, &v) != KXSTD_OK ||
+            !integer_fits(v, sql_type))
+            return bad("22003", "Numeric value out of range");
+        NumericStruct whole{};
+        if (kxstd_bigint_to_numeric(v, &whole, 0) != KXSTD_OK || kxstd_numeric_compare(&number, &whole) != 0)
+            return bad("22001", "String data, right truncated");
         Value *out = make_value(mem, VALUE_BIGINT);
         if (v >= INT32_MIN && v <= INT32_MAX && sql_type != SQL_BIGINT) {
             out->type = VALUE_INTEGER;

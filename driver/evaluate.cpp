@@ -106,6 +106,48 @@ size_t format_fraction(char *buffer, size_t capacity, uint32_t fraction)
     return static_cast<size_t>(std::snprintf(buffer, capacity, ".%s", digits));
 }
 
+// A numeric's text with every digit of its scale, as SQL writes a NUMERIC
+// (12.50 at scale 2 stays 12.50): the magnitude's digits with the point put
+// back in. A zero has no sign.
+size_t numeric_text(const NumericStruct &number, char *buffer, size_t capacity)
+{
+    int32_t length = 0;
+    if (number.scale <= 0) {
+        numeric_to_string(&number, buffer, static_cast<int32_t>(capacity), &length);
+        return std::min(static_cast<size_t>(length), capacity - 1);
+    }
+    NumericStruct magnitude = number;
+    magnitude.scale = 0;
+    magnitude.sign = 1;
+    char digits[48];
+    numeric_to_string(&magnitude, digits, sizeof digits, &length);
+    size_t count = std::min(static_cast<size_t>(length), sizeof digits - 1);
+    size_t scale = static_cast<size_t>(number.scale);
+    bool negative = number.sign == 0 && !(count == 1 && digits[0] == '0');
+    char text[96];
+    size_t n = 0;
+    if (negative)
+        text[n++] = '-';
+    if (count <= scale) {
+        text[n++] = '0';
+        text[n++] = '.';
+        for (size_t k = count; k < scale; ++k)
+            text[n++] = '0';
+        std::memcpy(text + n, digits, count);
+        n += count;
+    } else {
+        std::memcpy(text + n, digits, count - scale);
+        n += count - scale;
+        text[n++] = '.';
+        std::memcpy(text + n, digits + count - scale, scale);
+        n += scale;
+    }
+    n = std::min(n, capacity - 1);
+    std::memcpy(buffer, text, n);
+    buffer[n] = '\0';
+    return n;
+}
+
 }  // namespace
 
 size_t plain_text(const Value *v, char *buffer, size_t capacity)
@@ -125,12 +167,9 @@ size_t plain_text(const Value *v, char *buffer, size_t capacity)
     case VALUE_DOUBLE:
         n = std::snprintf(buffer, capacity, "%.15g", v->payload.dbl);
         break;
-    case VALUE_NUMERIC: {
-        int32_t length = 0;
-        numeric_to_string(&v->payload.numeric, buffer, static_cast<int32_t>(capacity), &length);
-        n = length;
+    case VALUE_NUMERIC:
+        n = static_cast<int>(numeric_text(v->payload.numeric, buffer, capacity));
         break;
-    }
     case VALUE_DATE:
         n = std::snprintf(buffer, capacity, "%04d-%02u-%02u", v->payload.date.year,
                           v->payload.date.month, v->payload.date.day);

@@ -968,3 +968,41 @@ TEST(Catalog, DatetimesToDatetimeParameters)
     EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_DATE, &d, SQL_TYPE_TIME, 0), "error 07006");
     EXPECT_EQ(bound_datetime(s, SQL_C_TYPE_TIME, &t, SQL_TYPE_DATE, 0), "error 07006");
 }
+
+namespace {
+
+// The value a character parameter gives bound as an SQL type, or "error STATE".
+std::string character_parameter(const char *text, SQLSMALLINT sql_type)
+{
+    Session s;
+    SQLLEN length = SQL_NTS;
+    if (s.prepare("SELECT ?") != SQL_SUCCESS)
+        return "prepare failed";
+    SQLBindParameter(s.stmt, 1, SQL_PARAM_INPUT, SQL_C_CHAR, sql_type, 0, 0, const_cast<char *>(text), 0,
+                     &length);
+    if (!SQL_SUCCEEDED(SQLExecute(s.stmt)))
+        return "error " + s.state();
+    auto rows = s.rows();
+    return rows.empty() ? "error " + s.error_state : rows[0][0];
+}
+
+}  // namespace
+
+// ODBC's character to integer rules: a fraction that would be cut is
+// 22001, a value outside the column's type 22003, text that is no number
+// 22018.
+TEST(Catalog, CharactersToIntegerParameters)
+{
+    EXPECT_EQ(character_parameter(" 42 ", SQL_INTEGER), "42");
+    EXPECT_EQ(character_parameter("1e3", SQL_INTEGER), "1000");
+    EXPECT_EQ(character_parameter("7.000", SQL_SMALLINT), "7");
+    EXPECT_EQ(character_parameter("1.25", SQL_INTEGER), "error 22001");
+    EXPECT_EQ(character_parameter("-0.5", SQL_BIGINT), "error 22001");
+    EXPECT_EQ(character_parameter("32768", SQL_SMALLINT), "error 22003");
+    EXPECT_EQ(character_parameter("-129", SQL_TINYINT), "error 22003");
+    EXPECT_EQ(character_parameter("2147483648", SQL_INTEGER), "error 22003");
+    EXPECT_EQ(character_parameter("9223372036854775807", SQL_BIGINT), "9223372036854775807");
+    EXPECT_EQ(character_parameter("9223372036854775808", SQL_BIGINT), "error 22003");
+    EXPECT_EQ(character_parameter("12abc", SQL_INTEGER), "error 22018");
+    EXPECT_EQ(character_parameter("", SQL_INTEGER), "error 22018");
+}
