@@ -10,6 +10,7 @@ PREFIX     ?= /usr/local
 PACKAGES   := g++ make cmake pkg-config libgtest-dev libgmock-dev \
               libbenchmark-dev unixodbc-dev libsqlite3-dev binutils \
               unixodbc odbcinst python3-pyodbc libsqliteodbc \
+              libdbd-odbc-perl php-cli php-odbc ruby-odbc \
               clang abigail-tools \
               pandoc mandoc man-db \
               debhelper dpkg-dev fakeroot lintian
