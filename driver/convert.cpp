@@ -840,6 +840,46 @@ SQLRETURN store_numeric(ErrorHeader *errors, const Value *v, void *target, SQLLE
     return SQL_SUCCESS;
 }
 
+// A bound SQL_C_CHAR column's text: ODBC's truncation rules (01004, the
+// full length in the indicator) without building the text twice.
+SQLRETURN deliver_chars(ErrorHeader *errors, const char *data, size_t size, SQLPOINTER target,
+                        SQLLEN buffer_length, SQLLEN *indicator)
+{
+    if (buffer_length < 0)
+        return post_error(errors, "HY090", "Invalid string or buffer length");
+    size_t room = static_cast<size_t>(buffer_length);
+    size_t n = std::min(room > 0 ? room - 1 : 0, size);
+    if (target != nullptr && room > 0) {
+        std::memcpy(target, data, n);
+        static_cast<char *>(target)[n] = '\0';
+    }
+    if (indicator != nullptr)
+        *indicator = static_cast<SQLLEN>(size);
+    if (target == nullptr || n < size)
+        return post_warning(errors, "01004", "String data, right truncated");
+    return SQL_SUCCESS;
+}
+
+// True for the types whose text plain_text writes.
+bool has_plain_text(int32_t type)
+{
+    switch (type) {
+    case VALUE_INTEGER:
+    case VALUE_BIT:
+    case VALUE_BIGINT:
+    case VALUE_DOUBLE:
+    case VALUE_NUMERIC:
+    case VALUE_DATE:
+    case VALUE_TIME:
+    case VALUE_TIMESTAMP:
+    case VALUE_INTERVAL_YM:
+    case VALUE_INTERVAL_DS:
+        return true;
+    default:
+        return false;
+    }
+}
+
 }  // namespace
 
 SQLRETURN deliver_column(Statement *stmt, int column, Value *v, SQLSMALLINT c, SQLPOINTER target,
@@ -862,6 +902,17 @@ SQLRETURN deliver_column(Statement *stmt, int column, Value *v, SQLSMALLINT c, S
             r->getdata_done = true;
         }
         return SQL_SUCCESS;
+    }
+    if (c == SQL_C_CHAR && !piecewise) {
+        // a bound column: straight from the value
+        if (v->type == VALUE_STRING)
+            return deliver_chars(errors, v->payload.text, static_cast<size_t>(v->length), target,
+                                 buffer_length, indicator);
+        if (has_plain_text(v->type)) {
+            char text[160];
+            size_t n = plain_text(v, text, sizeof text);
+            return deliver_chars(errors, text, n, target, buffer_length, indicator);
+        }
     }
     if (c == SQL_C_CHAR || c == SQL_C_WCHAR || c == SQL_C_BINARY) {
         if (!continuing) {

@@ -16,6 +16,7 @@
 // and longjmp to the exit point armed in run_row; no frame between holds an
 // object with a destructor.
 #include <algorithm>
+#include <charconv>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -93,17 +94,63 @@ Value *make_binary(MemHandle *mem, const unsigned char *bytes, size_t length)
 
 namespace {
 
-size_t format_fraction(char *buffer, size_t capacity, uint32_t fraction)
+// The digits of value, zero-padded to width, written at out; the end.
+char *put_digits(char *out, uint32_t value, int width)
+{
+    char *end = out + width;
+    for (char *p = end; p > out; value /= 10)
+        *--p = static_cast<char>('0' + value % 10);
+    return end;
+}
+
+// yyyy-mm-dd at out (years outside 0..9999 as printf's %04d writes them).
+char *put_date(char *out, int year, unsigned month, unsigned day)
+{
+    if (year >= 0 && year <= 9999)
+        out = put_digits(out, static_cast<uint32_t>(year), 4);
+    else
+        out += std::snprintf(out, 12, "%04d", year);
+    *out++ = '-';
+    out = put_digits(out, month % 100, 2);
+    *out++ = '-';
+    return put_digits(out, day % 100, 2);
+}
+
+// hh:mm:ss at out.
+char *put_time(char *out, unsigned hour, unsigned minute, unsigned second)
+{
+    out = put_digits(out, hour % 100, 2);
+    *out++ = ':';
+    out = put_digits(out, minute % 100, 2);
+    *out++ = ':';
+    return put_digits(out, second % 100, 2);
+}
+
+// A fraction of a second in nanoseconds as ".d..." without its trailing
+// zeros, nothing for 0.
+char *put_fraction(char *out, uint32_t fraction)
 {
     if (fraction == 0)
+        return out;
+    int digits = 9;
+    while (fraction % 10 == 0) {
+        fraction /= 10;
+        --digits;
+    }
+    *out++ = '.';
+    return put_digits(out, fraction, digits);
+}
+
+// Copies the text [from, end) into buffer within capacity (terminated);
+// the length copied.
+size_t copy_out(const char *from, const char *end, char *buffer, size_t capacity)
+{
+    if (capacity == 0)
         return 0;
-    char digits[16];
-    std::snprintf(digits, sizeof digits, "%09u", fraction);
-    size_t n = 9;
-    while (n > 0 && digits[n - 1] == '0')
-        --n;
-    digits[n] = '\0';
-    return static_cast<size_t>(std::snprintf(buffer, capacity, ".%s", digits));
+    size_t n = std::min(static_cast<size_t>(end - from), capacity - 1);
+    std::memcpy(buffer, from, n);
+    buffer[n] = '\0';
+    return n;
 }
 
 // A numeric's text with every digit of its scale, as SQL writes a NUMERIC
@@ -152,55 +199,50 @@ size_t numeric_text(const NumericStruct &number, char *buffer, size_t capacity)
 
 size_t plain_text(const Value *v, char *buffer, size_t capacity)
 {
-    int n = 0;
+    // the hot types are written by hand: a driver turns every fetched
+    // number and datetime into text, and printf's parsing of its format
+    // would be most of the cost of a row
+    char text[160];
+    char *end = text;
     switch (v->type) {
     case VALUE_INTEGER:
-        n = std::snprintf(buffer, capacity, "%d", v->payload.integer);
+        end = std::to_chars(text, text + sizeof text, v->payload.integer).ptr;
         break;
     case VALUE_BIT:
-        n = std::snprintf(buffer, capacity, "%d", v->payload.integer != 0 ? 1 : 0);
+        *end++ = v->payload.integer != 0 ? '1' : '0';
         break;
     case VALUE_BIGINT:
-        n = std::snprintf(buffer, capacity, "%lld",
-                          static_cast<long long>(get_bigint_from_value(v)));
+        end = std::to_chars(text, text + sizeof text, get_bigint_from_value(v)).ptr;
         break;
     case VALUE_DOUBLE:
-        n = std::snprintf(buffer, capacity, "%.15g", v->payload.dbl);
+        end += std::snprintf(text, sizeof text, "%.15g", v->payload.dbl);
         break;
     case VALUE_NUMERIC:
-        n = static_cast<int>(numeric_text(v->payload.numeric, buffer, capacity));
+        end += numeric_text(v->payload.numeric, text, sizeof text);
         break;
     case VALUE_DATE:
-        n = std::snprintf(buffer, capacity, "%04d-%02u-%02u", v->payload.date.year,
-                          v->payload.date.month, v->payload.date.day);
+        end = put_date(text, v->payload.date.year, v->payload.date.month, v->payload.date.day);
         break;
     case VALUE_TIME:
-        n = std::snprintf(buffer, capacity, "%02u:%02u:%02u", v->payload.time.hour,
-                          v->payload.time.minute, v->payload.time.second);
+        end = put_time(text, v->payload.time.hour, v->payload.time.minute, v->payload.time.second);
         break;
     case VALUE_TIMESTAMP: {
         const TimestampStruct &t = v->payload.timestamp;
-        n = std::snprintf(buffer, capacity, "%04d-%02u-%02u %02u:%02u:%02u", t.year, t.month,
-                          t.day, t.hour, t.minute, t.second);
-        if (n > 0 && static_cast<size_t>(n) < capacity)
-            n += static_cast<int>(format_fraction(buffer + n, capacity - static_cast<size_t>(n),
-                                                  t.fraction));
+        end = put_date(text, t.year, t.month, t.day);
+        *end++ = ' ';
+        end = put_time(end, t.hour, t.minute, t.second);
+        end = put_fraction(end, t.fraction);
         break;
     }
     case VALUE_INTERVAL_YM:
-    case VALUE_INTERVAL_DS: {
-        char text[160];
+    case VALUE_INTERVAL_DS:
         interval_as_text(v, text, 0);
-        n = std::snprintf(buffer, capacity, "%s", text);
+        end = text + std::strlen(text);
         break;
-    }
     default:
-        n = 0;
-        if (capacity > 0)
-            buffer[0] = '\0';
         break;
     }
-    return n < 0 ? 0 : static_cast<size_t>(n);
+    return copy_out(text, end, buffer, capacity);
 }
 
 namespace {
