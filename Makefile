@@ -85,7 +85,8 @@ bench: configure
 	./$(BUILD)/bench/kxsupp_bench
 	./$(BUILD)/bench/kxsupp_bench_shared
 	cmake --build $(BUILD) -j $(JOBS) --target kxevaldrv_bench kxevaldrv_parse_bench
-	ODBCSYSINI=$(CURDIR)/$(BUILD) ./$(BUILD)/driver/kxevaldrv_bench $(CURDIR)/$(BUILD)/driver/libkxevaldrv.so
+	ODBCSYSINI=$(CURDIR)/$(BUILD) ./$(BUILD)/driver/kxevaldrv_bench $(CURDIR)/$(BUILD)/driver/libkxevaldrv.so \
+	  $(CURDIR)/$(BUILD)/driver/libkxfloordrv.so
 	./$(BUILD)/driver/kxevaldrv_parse_bench
 
 # Every test program once under valgrind memcheck (slow), and the driver's
