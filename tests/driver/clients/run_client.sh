@@ -13,6 +13,9 @@ perl)
     exec perl "$script"
     ;;
 php)
+    case ${LD_PRELOAD:-} in
+    *libasan*) skip "PHP loads its extensions with RTLD_DEEPBIND, which the sanitizer runtimes refuse" ;;
+    esac
     php -r 'exit(function_exists("odbc_connect") && in_array("odbc", PDO::getAvailableDrivers()) ? 0 : 1);' \
         2>/dev/null || skip "PHP with odbc and PDO_ODBC is missing (php-cli, php-odbc)"
     exec php "$script"
