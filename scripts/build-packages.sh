@@ -1,8 +1,10 @@
 #!/bin/sh
-# Builds the Debian packages (debian/) from a copy of the source tree, so
-# that the tree itself stays clean, and runs lintian on them.
+# Builds the Debian source package and the binary packages (debian/) from a
+# copy of the source tree, so that the tree itself stays clean, and runs
+# lintian on all of them.
 #   build-packages.sh OUTPUT_FOLDER
-# The .deb files, the .changes file and lintian's report (lintian.txt) end up
+# The .dsc and its tarball, the .deb files, the .changes file and lintian's
+# report (lintian.txt) end up
 # in OUTPUT_FOLDER. The build uses at most two jobs and, unless
 # DEB_BUILD_OPTIONS says otherwise, skips the package's quick check
 # (nocheck): `make test` runs the project's suite.
@@ -26,7 +28,7 @@ fi
 [ -f "$src/debian/rules" ] || { echo "could not copy the source tree" >&2; exit 1; }
 
 export DEB_BUILD_OPTIONS="${DEB_BUILD_OPTIONS:-nocheck} parallel=2"
-( cd "$src" && dpkg-buildpackage -us -uc -b -j2 )
+( cd "$src" && dpkg-buildpackage -us -uc -j2 )
 rm -rf "$src"
 ls "$out"/*.deb
 if command -v lintian >/dev/null 2>&1; then
