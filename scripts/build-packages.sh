@@ -4,10 +4,9 @@
 # lintian on all of them.
 #   build-packages.sh OUTPUT_FOLDER
 # The .dsc and its tarball, the .deb files, the .changes file and lintian's
-# report (lintian.txt) end up
-# in OUTPUT_FOLDER. The build uses at most two jobs and, unless
-# DEB_BUILD_OPTIONS says otherwise, skips the package's quick check
-# (nocheck): `make test` runs the project's suite.
+# report (lintian.txt) end up in OUTPUT_FOLDER. The build uses at most two
+# jobs and, unless DEB_BUILD_OPTIONS says otherwise, skips the package's
+# quick check (nocheck): `make test` runs the project's suite.
 set -eu
 here=$(cd "$(dirname "$0")/.." && pwd)
 mkdir -p "$1"
