@@ -1,8 +1,9 @@
 -- unixODBC's iusql, a Unicode application: it connects with
 -- SQLDriverConnectW, prepares with SQLPrepareW, reads labels with
 -- SQLColAttributeW, data as SQL_C_WCHAR, catalogues with SQLTablesW and
--- SQLColumnsW and messages with SQLErrorW, so the driver manager hands its
--- calls to the driver's W entry points. iusql widens each octet of a line to
+-- SQLColumnsW and messages with SQLErrorW, and the driver manager hands
+-- these calls to the driver's W entry points (the messages it reads with
+-- the driver's SQLGetDiagRecW). iusql widens each octet of a line to
 -- one SQLWCHAR and narrows each SQLWCHAR it reads to its low octet: UTF-8
 -- text, of the BMP or not, goes through the W functions and comes back octet
 -- for octet, in data, labels and messages. A character the driver makes
