@@ -9,7 +9,8 @@
 // length, HY097 to HY101 for options out of range, HYC00 for a catalog or
 // schema, 24000 with a cursor open and HY010 in the middle of a
 // data-at-execution dialog. SQLGetFunctions reports exactly the functions
-// the shared object exports, a W form counting as its ANSI function.
+// the shared object exports, a W form counting as its ANSI function, and
+// every exported function that takes or gives text has its W form.
 #include "driver/driver_harness.h"
 
 #include <dlfcn.h>
@@ -676,6 +677,34 @@ TEST(Catalog, GetFunctionsAgreesWithTheExportedEntryPoints)
     ASSERT_EQ(SQLGetFunctions(s.dbc, 3999, &one), SQL_SUCCESS);
     EXPECT_EQ(one, SQL_FALSE);
     EXPECT_EQ(SQLGetFunctions(s.dbc, SQL_API_SQLFETCH, nullptr), SQL_ERROR);
+    dlclose(module);
+}
+
+// The driver is a Unicode driver: every function it exports that ODBC gives
+// a W form (the ones that take or give text) has its W form exported too,
+// so that a driver manager never converts a wide application's text for it.
+TEST(Catalog, EveryFunctionWithTextHasItsWForm)
+{
+    const char *const with_w_form[] = {
+        "SQLBrowseConnect", "SQLColAttribute", "SQLColAttributes", "SQLColumnPrivileges", "SQLColumns",
+        "SQLConnect", "SQLDataSources", "SQLDescribeCol", "SQLDriverConnect", "SQLDrivers", "SQLError",
+        "SQLExecDirect", "SQLForeignKeys", "SQLGetConnectAttr", "SQLGetConnectOption", "SQLGetCursorName",
+        "SQLGetDescField", "SQLGetDescRec", "SQLGetDiagField", "SQLGetDiagRec", "SQLGetInfo",
+        "SQLGetStmtAttr", "SQLGetTypeInfo", "SQLNativeSql", "SQLPrepare", "SQLPrimaryKeys",
+        "SQLProcedureColumns", "SQLProcedures", "SQLSetConnectAttr", "SQLSetConnectOption",
+        "SQLSetCursorName", "SQLSetDescField", "SQLSetDescRec", "SQLSetStmtAttr", "SQLSpecialColumns",
+        "SQLStatistics", "SQLTablePrivileges", "SQLTables",
+    };
+    void *module = dlopen(KX_DRIVER_MODULE, RTLD_LAZY | RTLD_LOCAL);
+    ASSERT_NE(module, nullptr) << dlerror();
+    int wide_forms = 0;
+    for (const char *name : with_w_form) {
+        bool ansi = dlsym(module, name) != nullptr;
+        bool wide = dlsym(module, (std::string(name) + "W").c_str()) != nullptr;
+        EXPECT_EQ(ansi, wide) << name;
+        wide_forms += wide;
+    }
+    EXPECT_EQ(wide_forms, 28);
     dlclose(module);
 }
 
