@@ -175,6 +175,13 @@ SQLRETURN post_warning(ErrorHeader *errors, const char *sqlstate, const char *me
 // The header's return code folded with a new one: an error wins, then info.
 SQLRETURN finish(ErrorHeader *errors, SQLRETURN code);
 
+// ---- info.cpp ----
+
+// Whether SQLGetInfo answers the information type with a character string
+// (false for a number and for a type it does not know): SQLGetInfoW
+// converts those answers and passes the others through.
+bool info_answer_is_text(Connection *conn, SQLUSMALLINT type);
+
 // ---- trace.cpp ----
 
 // Writes one trace line for the connection's data source when tracing is

@@ -2,9 +2,10 @@
 // and SQLGetTypeInfo.
 //
 // Exports the ODBC entry points SQLGetInfo, SQLGetFunctions and
-// SQLGetTypeInfo. The scalar-function bitmasks of SQLGetInfo
-// (SQL_STRING_FUNCTIONS, SQL_NUMERIC_FUNCTIONS, SQL_TIMEDATE_FUNCTIONS,
-// SQL_SYSTEM_FUNCTIONS, SQL_TIMEDATE_ADD_INTERVALS,
+// SQLGetTypeInfo, and (driver-internal) info_answer_is_text, which tells
+// SQLGetInfoW which answers are text to convert. The scalar-function
+// bitmasks of SQLGetInfo (SQL_STRING_FUNCTIONS, SQL_NUMERIC_FUNCTIONS,
+// SQL_TIMEDATE_FUNCTIONS, SQL_SYSTEM_FUNCTIONS, SQL_TIMEDATE_ADD_INTERVALS,
 // SQL_TIMEDATE_DIFF_INTERVALS) are worked out from the library's function
 // catalogue: a bit is set when the catalogue holds the function.
 // SQLGetTypeInfo's rows are held like the catalogue functions' (catalog.h).
@@ -86,7 +87,8 @@ SQLUINTEGER catalogue_bits(const FunctionBit (&table)[N])
     return bits;
 }
 
-// The ODBC entry points the driver exports, each once: SQLGetFunctions
+// The ODBC entry points the driver exports, each once by its ANSI name: a
+// W form (wide.cpp) shares its ANSI form's number, so SQLGetFunctions
 // answers from this table alone, in each of its forms. catalog_test checks
 // it against the shared object's exported names, which is what a driver
 // manager looks the functions up by.
@@ -471,6 +473,12 @@ constexpr TypeRow kTypes[] = {
 };
 
 }  // namespace
+
+bool info_answer_is_text(Connection *conn, SQLUSMALLINT type)
+{
+    InfoAnswer a;
+    return answer_for(conn, type, a) && a.kind == Answer::kText;
+}
 
 }  // namespace kxdrv
 

@@ -8,7 +8,9 @@
 // HY009 for a null table name where one is required, HY090 for a bad
 // length, HY097 to HY101 for options out of range, HYC00 for a catalog or
 // schema, 24000 with a cursor open and HY010 in the middle of a
-// data-at-execution dialog.
+// data-at-execution dialog. SQLGetFunctions reports exactly the functions
+// the shared object exports, a W form counting as its ANSI function, and
+// every exported function that takes or gives text has its W form.
 #include "driver/driver_harness.h"
 
 #include <dlfcn.h>
@@ -636,7 +638,8 @@ const OdbcFunction kOdbcFunctions[] = {
 // What SQLGetFunctions says is there is exactly what the driver's shared
 // object exports, so that a driver manager (which looks the names up)
 // never answers IM001 for a function the driver reports, and every form of
-// the answer agrees with the others.
+// the answer agrees with the others. A W form (SQLExecDirectW) has its ANSI
+// form's number: it counts as that function, and is there only beside it.
 TEST(Catalog, GetFunctionsAgreesWithTheExportedEntryPoints)
 {
     void *module = dlopen(KX_DRIVER_MODULE, RTLD_LAZY | RTLD_LOCAL);
@@ -650,9 +653,12 @@ TEST(Catalog, GetFunctionsAgreesWithTheExportedEntryPoints)
     for (const OdbcFunction &f : kOdbcFunctions) {
         SQLUSMALLINT one = 99;
         ASSERT_EQ(SQLGetFunctions(s.dbc, f.id, &one), SQL_SUCCESS) << f.name;
-        bool exported = dlsym(module, f.name) != nullptr;
+        bool ansi = dlsym(module, f.name) != nullptr;
+        bool wide = dlsym(module, (std::string(f.name) + "W").c_str()) != nullptr;
+        bool exported = ansi || wide;
         EXPECT_EQ(one == SQL_TRUE, exported) << f.name << (exported ? " is exported but not reported"
                                                                      : " is reported but not exported");
+        EXPECT_TRUE(ansi || !wide) << f.name << "W is exported without " << f.name;
         EXPECT_EQ(SQL_FUNC_EXISTS(odbc3, f.id) == SQL_TRUE, one == SQL_TRUE) << f.name;
         if (f.id < 100) {
             EXPECT_EQ(odbc2[f.id], one) << f.name;
@@ -671,6 +677,34 @@ TEST(Catalog, GetFunctionsAgreesWithTheExportedEntryPoints)
     ASSERT_EQ(SQLGetFunctions(s.dbc, 3999, &one), SQL_SUCCESS);
     EXPECT_EQ(one, SQL_FALSE);
     EXPECT_EQ(SQLGetFunctions(s.dbc, SQL_API_SQLFETCH, nullptr), SQL_ERROR);
+    dlclose(module);
+}
+
+// The driver is a Unicode driver: every function it exports that ODBC gives
+// a W form (the ones that take or give text) has its W form exported too,
+// so that a driver manager never converts a wide application's text for it.
+TEST(Catalog, EveryFunctionWithTextHasItsWForm)
+{
+    const char *const with_w_form[] = {
+        "SQLBrowseConnect", "SQLColAttribute", "SQLColAttributes", "SQLColumnPrivileges", "SQLColumns",
+        "SQLConnect", "SQLDataSources", "SQLDescribeCol", "SQLDriverConnect", "SQLDrivers", "SQLError",
+        "SQLExecDirect", "SQLForeignKeys", "SQLGetConnectAttr", "SQLGetConnectOption", "SQLGetCursorName",
+        "SQLGetDescField", "SQLGetDescRec", "SQLGetDiagField", "SQLGetDiagRec", "SQLGetInfo",
+        "SQLGetStmtAttr", "SQLGetTypeInfo", "SQLNativeSql", "SQLPrepare", "SQLPrimaryKeys",
+        "SQLProcedureColumns", "SQLProcedures", "SQLSetConnectAttr", "SQLSetConnectOption",
+        "SQLSetCursorName", "SQLSetDescField", "SQLSetDescRec", "SQLSetStmtAttr", "SQLSpecialColumns",
+        "SQLStatistics", "SQLTablePrivileges", "SQLTables",
+    };
+    void *module = dlopen(KX_DRIVER_MODULE, RTLD_LAZY | RTLD_LOCAL);
+    ASSERT_NE(module, nullptr) << dlerror();
+    int wide_forms = 0;
+    for (const char *name : with_w_form) {
+        bool ansi = dlsym(module, name) != nullptr;
+        bool wide = dlsym(module, (std::string(name) + "W").c_str()) != nullptr;
+        EXPECT_EQ(ansi, wide) << name;
+        wide_forms += wide;
+    }
+    EXPECT_EQ(wide_forms, 28);
     dlclose(module);
 }
 

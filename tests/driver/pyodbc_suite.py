@@ -9,8 +9,9 @@ It connects by data source name and by driver connection string, evaluates
 every scalar-function family, binds parameters of every Python type, round
 trips 38-digit decimals, reads dates, times and timestamps as Python objects,
 moves texts and binaries of a few megabytes both ways (long data sent with
-SQLPutData), checks errors and their SQLSTATEs, and stops a query from another
-thread and by its time-out.
+SQLPutData), checks errors and their SQLSTATEs, stops a query from another
+thread and by its time-out, and sends text outside the BMP through the W
+entry points.
 """
 import datetime
 import decimal
@@ -350,6 +351,31 @@ class Catalogue(Fixture):
         self.assertEqual((rows["DOUBLE"].column_size, rows["DOUBLE"].num_prec_radix), (53, 2))
         self.assertEqual((rows["REAL"].column_size, rows["REAL"].num_prec_radix), (24, 2))
         self.assertEqual((rows["NUMERIC"].column_size, rows["NUMERIC"].num_prec_radix), (38, 10))
+
+
+class WideText(Fixture):
+    # pyodbc calls the driver's W entry points with UTF-16: text outside the
+    # BMP (the G clef, a surrogate pair) reaches the driver whole, in the
+    # statement, the connection string, column names and messages
+    CLEF = "\U0001D11E"
+
+    def test_statement_text_and_column_names(self):
+        clef = self.CLEF
+        self.cursor.execute(f"SELECT '{clef}\u00e9' AS \"n{clef}\", CHAR_LENGTH('{clef}\u00e9')")
+        self.assertEqual(tuple(self.cursor.fetchone()), (clef + "\u00e9", 2))
+        self.assertEqual(self.cursor.description[0][0], "n" + clef)
+
+    def test_connection_string(self):
+        # (getinfo is not checked: pyodbc reads it with the ANSI SQLGetInfo,
+        # and the driver manager narrows the driver's wide answer to that)
+        with pyodbc.connect(f"DRIVER={{KXEval}};DATABASE=d{self.CLEF}") as cnxn:
+            self.assertEqual(cnxn.cursor().execute("SELECT {fn DATABASE()}").fetchone()[0], "d" + self.CLEF)
+
+    def test_messages(self):
+        with self.assertRaises(pyodbc.Error) as caught:
+            self.cursor.execute(f'SELECT "n{self.CLEF}such"')
+        self.assertEqual(STATE_OF(caught.exception), "42S22")
+        self.assertIn(f"n{self.CLEF}such", str(caught.exception))
 
 
 if __name__ == "__main__":
