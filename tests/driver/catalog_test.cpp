@@ -660,8 +660,8 @@ TEST(Catalog, GetFunctionsAgreesWithTheExportedEntryPoints)
         reported += one == SQL_TRUE;
     }
     // the Core functions the driver has, and the ones of this kind it has not
-    EXPECT_EQ(reported, 58);
-    for (SQLUSMALLINT missing : {SQL_API_SQLGETDESCFIELD, SQL_API_SQLSETPOS, SQL_API_SQLBROWSECONNECT}) {
+    EXPECT_EQ(reported, 63);
+    for (SQLUSMALLINT missing : {SQL_API_SQLBULKOPERATIONS, SQL_API_SQLSETPOS, SQL_API_SQLBROWSECONNECT}) {
         SQLUSMALLINT one = 99;
         SQLGetFunctions(s.dbc, missing, &one);
         EXPECT_EQ(one, SQL_FALSE) << missing;
