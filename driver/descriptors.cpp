@@ -188,11 +188,15 @@ void set_verbose_type(DescRecord &r, SQLSMALLINT type)
     }
 }
 
+// SQL_DESC_DATETIME_INTERVAL_CODE: with a verbose date-time or interval
+// type it makes the concise type, which starts with its defaults.
 void set_datetime_interval_code(DescRecord &r, SQLSMALLINT code)
 {
     r.datetime_interval_code = code;
-    if (r.type == SQL_DATETIME || r.type == SQL_INTERVAL)
+    if (r.type == SQL_DATETIME || r.type == SQL_INTERVAL) {
         set_verbose_type(r, r.type);
+        apply_type_defaults(r);
+    }
 }
 
 DescRecord new_record(DescKind kind)
@@ -209,15 +213,26 @@ bool is_application(const Descriptor *d)
 }
 
 // The check made when a buffer is set: an application record must name a
-// C type the driver converts to, with a precision and scale that fit it;
-// an IPD record an SQL type.
+// C type the driver converts to, an IPD record an SQL type; a verbose
+// date-time or interval type needs its code, a number a precision and
+// scale that fit, fractional seconds at most nine digits, an interval a
+// leading precision.
 bool consistent(const Descriptor *d, const DescRecord &r)
 {
     SQLSMALLINT t = r.concise_type;
     if (is_application(d) ? !valid_c_type(t) : !valid_sql_type(t))
         return false;
+    SQLSMALLINT code = r.datetime_interval_code;
+    if (r.type == SQL_DATETIME && (code < SQL_CODE_DATE || code > SQL_CODE_TIMESTAMP))
+        return false;
+    if (r.type == SQL_INTERVAL && (code < SQL_CODE_YEAR || code > SQL_CODE_MINUTE_TO_SECOND))
+        return false;
     if (t == SQL_C_NUMERIC || t == SQL_DECIMAL)
         return r.precision >= 1 && r.precision <= 38 && r.scale >= 0 && r.scale <= r.precision;
+    if (has_fractional_seconds(t) && (r.precision < 0 || r.precision > 9))
+        return false;
+    if (is_interval(t))
+        return r.datetime_interval_precision >= 1 && r.datetime_interval_precision <= 9;
     return true;
 }
 

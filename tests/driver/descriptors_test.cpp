@@ -381,6 +381,41 @@ TEST(Descriptor, InconsistentRecordIsRefused)
     EXPECT_EQ(desc_state(ard), "07009");
 }
 
+TEST(Descriptor, DatetimeRecordsThroughTheVerboseType)
+{
+    Session s;
+    SQLHDESC ard = descriptor(s, SQL_ATTR_APP_ROW_DESC);
+    SQL_TIMESTAMP_STRUCT ts{};
+    SQLLEN indicator = 0;
+    // a verbose type without its code is refused
+    EXPECT_EQ(SQLSetDescRec(ard, 1, SQL_DATETIME, 0, 0, 0, 0, &ts, &indicator, &indicator), SQL_ERROR);
+    EXPECT_EQ(desc_state(ard), "HY021");
+    EXPECT_EQ(SQLSetDescRec(ard, 1, SQL_DATETIME, SQL_CODE_TIMESTAMP, sizeof ts, 12, 0, &ts, &indicator,
+                            &indicator),
+              SQL_ERROR);
+    EXPECT_EQ(desc_state(ard), "HY021");
+    ASSERT_EQ(SQLSetDescRec(ard, 1, SQL_DATETIME, SQL_CODE_TIMESTAMP, sizeof ts, 6, 0, &ts, &indicator,
+                            &indicator),
+              SQL_SUCCESS);
+    EXPECT_EQ(small_field(ard, 1, SQL_DESC_CONCISE_TYPE), SQL_TYPE_TIMESTAMP);
+    ASSERT_TRUE(SQL_SUCCEEDED(s.exec("SELECT {ts '2024-02-03 04:05:06'}")));
+    ASSERT_EQ(SQLFetch(s.stmt), SQL_SUCCESS) << s.diagnostic().message;
+    EXPECT_EQ(ts.year, 2024);
+    EXPECT_EQ(ts.month, 2);
+    EXPECT_EQ(ts.day, 3);
+    EXPECT_EQ(ts.second, 6);
+    EXPECT_EQ(indicator, static_cast<SQLLEN>(sizeof ts));
+    // field by field: the type, then its code, which gives the concise type
+    ASSERT_EQ(SQLSetDescField(ard, 2, SQL_DESC_TYPE, word(SQL_DATETIME), 0), SQL_SUCCESS);
+    ASSERT_EQ(SQLSetDescField(ard, 2, SQL_DESC_DATETIME_INTERVAL_CODE, word(SQL_CODE_DATE), 0), SQL_SUCCESS);
+    EXPECT_EQ(small_field(ard, 2, SQL_DESC_CONCISE_TYPE), SQL_TYPE_DATE);
+    ASSERT_EQ(SQLSetDescField(ard, 2, SQL_DESC_CONCISE_TYPE, word(SQL_C_INTERVAL_DAY_TO_SECOND), 0), SQL_SUCCESS);
+    EXPECT_EQ(small_field(ard, 2, SQL_DESC_TYPE), SQL_INTERVAL);
+    EXPECT_EQ(small_field(ard, 2, SQL_DESC_DATETIME_INTERVAL_CODE), SQL_CODE_DAY_TO_SECOND);
+    SQL_INTERVAL_STRUCT interval;
+    EXPECT_EQ(SQLSetDescField(ard, 2, SQL_DESC_DATA_PTR, &interval, 0), SQL_SUCCESS);
+}
+
 TEST(Descriptor, ExplicitDescriptorSharedByTwoStatements)
 {
     Session s;
