@@ -678,8 +678,10 @@ SQLRETURN get_record_field(Descriptor *d, SQLSMALLINT number, SQLSMALLINT field,
 {
     if (d->kind == DescKind::kImpRow)
         return get_ird_field(d, number, field, value, buffer_length, length);
+    // an IPD's DATA_PTR is only set, to have the record checked
     bool ipd = d->kind == DescKind::kImpParam;
-    bool defined = ipd ? (ipd_settable_field(field) && field != SQL_DESC_DATA_PTR) || ipd_read_only_field(field)
+    bool defined = ipd ? (ipd_settable_field(field) && field != SQL_DESC_DATA_PTR) ||
+                             ipd_read_only_field(field)
                        : application_field(field);
     if (!defined)
         return invalid_field(d);
@@ -750,8 +752,12 @@ SQLRETURN set_record_value(Descriptor *d, DescRecord &r, SQLSMALLINT field, SQLP
         set_concise_type(r, static_cast<SQLSMALLINT>(n));
         apply_type_defaults(r);
         return SQL_SUCCESS;
-    case SQL_DESC_DATETIME_INTERVAL_CODE: set_datetime_interval_code(r, static_cast<SQLSMALLINT>(n)); break;
-    case SQL_DESC_DATETIME_INTERVAL_PRECISION: r.datetime_interval_precision = static_cast<SQLINTEGER>(n); break;
+    case SQL_DESC_DATETIME_INTERVAL_CODE:
+        set_datetime_interval_code(r, static_cast<SQLSMALLINT>(n));
+        break;
+    case SQL_DESC_DATETIME_INTERVAL_PRECISION:
+        r.datetime_interval_precision = static_cast<SQLINTEGER>(n);
+        break;
     case SQL_DESC_OCTET_LENGTH: r.octet_length = n; break;
     case SQL_DESC_LENGTH: r.length = static_cast<SQLULEN>(n); break;
     case SQL_DESC_PRECISION: r.precision = static_cast<SQLSMALLINT>(n); break;

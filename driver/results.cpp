@@ -111,7 +111,7 @@ SQLRETURN deliver_row(Statement *stmt, SQLULEN row)
     SQLRETURN result = SQL_SUCCESS;
     for (size_t i = 0; i < ard->records.size() && i < r->columns.size(); ++i) {
         const DescRecord &b = ard->records[i];
-        if (b.data_ptr == nullptr && b.indicator_ptr == nullptr && b.octet_length_ptr == nullptr)
+        if (!record_bound(b))
             continue;
         SQLSMALLINT c = b.concise_type == SQL_C_DEFAULT ? default_c_type(r->columns[i].sql_type)
                                                          : b.concise_type;
