@@ -15,7 +15,6 @@
 // disagree.
 #include <algorithm>
 #include <climits>
-#include <cstring>
 
 #include "driver/entry.h"
 #include "driver/handles.h"
