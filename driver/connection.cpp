@@ -199,6 +199,9 @@ KXDRV_API SQLRETURN SQL_API SQLDisconnect(SQLHDBC handle)
         }
         while (!conn->statements.empty())
             free_statement(conn->statements.back());
+        // the descriptors the application allocated go with the connection
+        while (!conn->descriptors.empty())
+            free_descriptor(conn->descriptors.back());
         conn->connected = false;
         conn->trace = false;
         return SQL_SUCCESS;

@@ -118,15 +118,24 @@ void *bound_element(void *base, SQLLEN offset, SQLULEN bind_type, SQLULEN row, s
 
 ParamBinding parameter_binding(const Statement *stmt, size_t index)
 {
-    ParamBinding b = stmt->params[index];
-    SQLLEN offset = stmt->param_bind_offset_ptr != nullptr ? *stmt->param_bind_offset_ptr : 0;
-    if (offset == 0 && stmt->param_set == 0)
-        return b;
-    SQLSMALLINT c = b.c_type == SQL_C_DEFAULT ? default_c_type(b.sql_type) : b.c_type;
-    b.data = bound_element(b.data, offset, stmt->param_bind_type, stmt->param_set,
-                           c_type_octets(c, b.buffer_length));
-    b.indicator = static_cast<SQLLEN *>(
-        bound_element(b.indicator, offset, stmt->param_bind_type, stmt->param_set, sizeof(SQLLEN)));
+    // a null indicator apart from the length reads SQL_NULL_DATA as the
+    // length's indicator would
+    static SQLLEN null_data = SQL_NULL_DATA;
+    ParamBinding b = bound_parameter(stmt, index);
+    const DescHeader &apd = stmt->apd->header;
+    SQLLEN offset = apd.bind_offset_ptr != nullptr ? *apd.bind_offset_ptr : 0;
+    if (offset != 0 || stmt->param_set != 0) {
+        SQLSMALLINT c = b.c_type == SQL_C_DEFAULT ? default_c_type(b.sql_type) : b.c_type;
+        b.data = bound_element(b.data, offset, apd.bind_type, stmt->param_set,
+                               c_type_octets(c, b.buffer_length));
+        b.indicator = static_cast<SQLLEN *>(
+            bound_element(b.indicator, offset, apd.bind_type, stmt->param_set, sizeof(SQLLEN)));
+        b.null_indicator = static_cast<SQLLEN *>(
+            bound_element(b.null_indicator, offset, apd.bind_type, stmt->param_set, sizeof(SQLLEN)));
+    }
+    if (b.null_indicator != nullptr && *b.null_indicator == SQL_NULL_DATA)
+        b.indicator = &null_data;
+    b.null_indicator = nullptr;
     return b;
 }
 
@@ -534,7 +543,7 @@ SQLRETURN build_parameters(Statement *stmt, MemHandle *mem, std::vector<Value *>
     Query *q = stmt->query.get();
     values.assign(static_cast<size_t>(q->parameter_count), nullptr);
     for (int32_t i = 0; i < q->parameter_count; ++i) {
-        if (static_cast<size_t>(i) >= stmt->params.size() || !stmt->params[static_cast<size_t>(i)].bound)
+        if (!parameter_bound(stmt, static_cast<size_t>(i)))
             return post_error(stmt->errors, "07002", "COUNT field incorrect");
         const ParamBinding b = parameter_binding(stmt, static_cast<size_t>(i));
         Value *v = nullptr;

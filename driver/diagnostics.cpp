@@ -124,6 +124,13 @@ SQLRETURN with_diagnostics(SQLSMALLINT handle_type, SQLHANDLE handle, Body &&bod
             std::lock_guard<std::mutex> hold(stmt->call_lock);
             return body(stmt->errors);
         }
+        case SQL_HANDLE_DESC: {
+            Descriptor *desc = descriptor_of(handle);
+            if (desc == nullptr)
+                return SQL_INVALID_HANDLE;
+            std::lock_guard<std::recursive_mutex> hold(desc->conn->lock);
+            return body(desc->errors);
+        }
         default:
             return SQL_INVALID_HANDLE;
         }

@@ -25,6 +25,7 @@
 namespace kxdrv {
 
 struct Connection;
+struct Descriptor;
 struct Statement;
 struct Query;
 struct ResultSet;
@@ -46,6 +47,7 @@ inline constexpr size_t kLargestValueSize = 0x7FFFFFFE;
 inline constexpr uint32_t kEnvironmentMark = 0x4B58454E;  // "KXEN"
 inline constexpr uint32_t kConnectionMark = 0x4B584443;   // "KXDC"
 inline constexpr uint32_t kStatementMark = 0x4B585354;    // "KXST"
+inline constexpr uint32_t kDescriptorMark = 0x4B584453;   // "KXDS"
 
 struct Environment : DriverEnvironment {
     uint32_t mark = kEnvironmentMark;
@@ -74,9 +76,12 @@ struct Connection : DriverConnection {
     size_t max_value_size = kDefaultMaxValueSize;
     size_t max_sort_memory = kDefaultMaxSortMemory;
     std::vector<Statement *> statements;
+    std::vector<Descriptor *> descriptors;  // allocated with SQLAllocHandle
 };
 
-// One application parameter as SQLBindParameter gave it.
+// One parameter as the statement reads it: its application buffer (the
+// APD's record) and what it is in the statement (the IPD's), in
+// SQLBindParameter's terms.
 struct ParamBinding {
     bool bound = false;
     SQLSMALLINT io_type = SQL_PARAM_INPUT;
@@ -86,16 +91,66 @@ struct ParamBinding {
     SQLSMALLINT decimal_digits = 0;
     SQLPOINTER data = nullptr;
     SQLLEN buffer_length = 0;
-    SQLLEN *indicator = nullptr;
+    SQLLEN *indicator = nullptr;       // the length, or SQL_NULL_DATA
+    // A separate null indicator (SQL_DESC_INDICATOR_PTR apart from
+    // SQL_DESC_OCTET_LENGTH_PTR), or null.
+    SQLLEN *null_indicator = nullptr;
 };
 
-// One application column buffer as SQLBindCol gave it.
-struct ColumnBinding {
-    bool bound = false;
-    SQLSMALLINT c_type = SQL_C_DEFAULT;
-    SQLPOINTER data = nullptr;
-    SQLLEN buffer_length = 0;
-    SQLLEN *indicator = nullptr;
+// One record of a descriptor: a bound column or parameter (application
+// descriptors) or what a column or parameter is (implementation ones).
+struct DescRecord {
+    SQLSMALLINT type = SQL_C_DEFAULT;
+    SQLSMALLINT concise_type = SQL_C_DEFAULT;
+    SQLSMALLINT datetime_interval_code = 0;
+    SQLINTEGER datetime_interval_precision = 0;
+    SQLLEN octet_length = 0;
+    SQLULEN length = 0;
+    SQLSMALLINT precision = 0;
+    SQLSMALLINT scale = 0;
+    SQLINTEGER num_prec_radix = 0;
+    SQLPOINTER data_ptr = nullptr;
+    SQLLEN *indicator_ptr = nullptr;
+    SQLLEN *octet_length_ptr = nullptr;
+    std::string name;
+    SQLSMALLINT nullable = SQL_NULLABLE;
+    SQLSMALLINT unnamed = SQL_UNNAMED;
+    SQLSMALLINT parameter_type = SQL_PARAM_INPUT;
+};
+
+// The header of a descriptor. bind_type is SQL_BIND_BY_COLUMN or the
+// octets of one row-wise structure.
+struct DescHeader {
+    SQLSMALLINT alloc_type = SQL_DESC_ALLOC_AUTO;
+    SQLULEN array_size = 1;
+    SQLUSMALLINT *array_status_ptr = nullptr;
+    SQLLEN *bind_offset_ptr = nullptr;
+    SQLULEN bind_type = SQL_BIND_BY_COLUMN;
+    SQLULEN *rows_processed_ptr = nullptr;
+};
+
+// What a descriptor describes. An explicitly allocated one is an
+// application descriptor that serves as ARD or APD, or both, of any of its
+// connection's statements.
+enum class DescKind { kAppRow, kAppParam, kImpRow, kImpParam, kExplicit };
+
+struct Descriptor {
+    uint32_t mark = kDescriptorMark;
+    DescKind kind = DescKind::kExplicit;
+    Connection *conn = nullptr;
+    Statement *owner = nullptr;       // the statement of an implicit one
+    MemHandle *mem = nullptr;
+    ErrorHeader *errors = nullptr;
+    DescHeader header;
+    // records[0] is record 1; their number is SQL_DESC_COUNT. An IRD keeps
+    // none: its records are the statement's described columns.
+    std::vector<DescRecord> records;
+    std::vector<Statement *> users;   // statements using an explicit one
+
+    Descriptor() = default;
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    ~Descriptor() { mark = 0; }
 };
 
 // Statement states that check_timeout honours: 2 while executing, 3 while
@@ -114,31 +169,22 @@ struct Statement : DriverStatement {
     std::string text;                 // the prepared SQL text
     std::unique_ptr<Query> query;     // the parsed statement, or null
     std::unique_ptr<ResultSet> result;
-    std::vector<ParamBinding> params;
-    std::vector<ColumnBinding> columns;
     SQLULEN query_timeout = 0;
     SQLULEN max_rows = 0;
-    // Block fetch: rows per SQLFetch, how bound columns step from one row
-    // to the next (SQL_BIND_BY_COLUMN, or the octets of a row-wise
-    // structure), an offset added to every bound address, and where the
-    // rows fetched and each row's status go.
-    SQLULEN row_array_size = 1;
+    // The four descriptors: the application's row and parameter
+    // descriptors in use (the implicit ones, or explicit ones set with
+    // SQLSetStmtAttr), and the implementation's. Bound columns, bound
+    // parameters and the block-fetch and parameter-array attributes
+    // (SQL_ATTR_ROW_ARRAY_SIZE, SQL_ATTR_PARAMSET_SIZE, ...) live in them.
+    Descriptor *ard = nullptr;
+    Descriptor *apd = nullptr;
+    std::unique_ptr<Descriptor> implicit_ard;
+    std::unique_ptr<Descriptor> implicit_apd;
+    std::unique_ptr<Descriptor> ird;
+    std::unique_ptr<Descriptor> ipd;
     SQLULEN rowset_size = 1;          // SQL_ROWSET_SIZE, SQLExtendedFetch's
-    SQLULEN row_bind_type = SQL_BIND_BY_COLUMN;
-    SQLLEN *row_bind_offset_ptr = nullptr;
-    SQLULEN *rows_fetched_ptr = nullptr;
-    SQLUSMALLINT *row_status_ptr = nullptr;
     SQLUSMALLINT *row_operation_ptr = nullptr;
-    // Parameter arrays, the same for parameters: sets per execution, the
-    // set whose values the statement reads now, which sets to skip
-    // (SQL_PARAM_IGNORE), the sets processed and each set's status.
-    SQLULEN param_set_size = 1;
-    SQLULEN param_bind_type = SQL_PARAM_BIND_BY_COLUMN;
-    SQLLEN *param_bind_offset_ptr = nullptr;
-    SQLULEN *params_processed_ptr = nullptr;
-    SQLUSMALLINT *param_status_ptr = nullptr;
-    SQLUSMALLINT *param_operation_ptr = nullptr;
-    SQLULEN param_set = 0;
+    SQLULEN param_set = 0;            // the parameter set the statement reads now
     // SQL_CURSOR_FORWARD_ONLY, or SQL_CURSOR_STATIC: every row is held at
     // execution and SQLFetchScroll moves over them in any direction.
     SQLULEN cursor_type = SQL_CURSOR_FORWARD_ONLY;
@@ -181,6 +227,32 @@ SQLRETURN finish(ErrorHeader *errors, SQLRETURN code);
 // (false for a number and for a type it does not know): SQLGetInfoW
 // converts those answers and passes the others through.
 bool info_answer_is_text(Connection *conn, SQLUSMALLINT type);
+
+// ---- descriptors.cpp ----
+
+// A descriptor allocated with SQLAllocHandle, or null when memory runs out.
+Descriptor *new_explicit_descriptor(Connection *conn);
+// Makes the statement's four implicit descriptors; false when memory runs
+// out (nothing is left made).
+bool make_implicit_descriptors(Statement *stmt);
+// The statement stops using the explicit descriptors it uses (it is freed).
+void leave_descriptors(Statement *stmt);
+// Frees an explicit descriptor: its statements go back to their implicit
+// ones. Called with the connection's lock held.
+void free_descriptor(Descriptor *desc);
+// SQLSetStmtAttr's SQL_ATTR_APP_ROW_DESC and SQL_ATTR_APP_PARAM_DESC.
+SQLRETURN use_descriptor(Statement *stmt, bool row, SQLHANDLE handle);
+// Parameter `index` (0-based) as bound, from the APD and the IPD.
+ParamBinding bound_parameter(const Statement *stmt, size_t index);
+bool parameter_bound(const Statement *stmt, size_t index);
+// An application record with a buffer, an indicator or a length.
+bool record_bound(const DescRecord &record);
+// SQLBindCol and SQLBindParameter into the ARD, and the APD and the IPD.
+void bind_column(Descriptor *ard, size_t number, SQLSMALLINT c_type, SQLPOINTER data,
+                 SQLLEN buffer_length, SQLLEN *indicator);
+void bind_parameter(Statement *stmt, size_t number, const ParamBinding &binding);
+// Sets a record's concise type, and with it its type and date-time code.
+void set_concise_type(DescRecord &record, SQLSMALLINT concise_type);
 
 // ---- trace.cpp ----
 

@@ -6,7 +6,8 @@
 //    type: SQL_INVALID_HANDLE),
 //  - takes the handle's lock for the whole call (one policy: a statement's
 //    calls hold the statement's lock, a connection's and an environment's
-//    calls theirs; SQLCancel alone only tries the statement's lock),
+//    calls theirs, a descriptor's its connection's, after its statement's
+//    for an implicit one; SQLCancel alone only tries the statement's lock),
 //  - clears the handle's diagnostics,
 //  - runs the body, and folds its return code with the warnings it posted,
 //  - and turns anything the C++ body throws into a diagnostic (HY001 for
@@ -29,6 +30,7 @@ namespace kxdrv {
 Environment *environment_of(SQLHANDLE handle);
 Connection *connection_of(SQLHANDLE handle);
 Statement *statement_of(SQLHANDLE handle);
+Descriptor *descriptor_of(SQLHANDLE handle);
 
 // Posts the diagnostic for an exception that reached an entry point and
 // returns SQL_ERROR. Call only from a catch block.
@@ -76,6 +78,26 @@ SQLRETURN statement_entry(SQLHANDLE handle, Body &&body) noexcept
         return finish(stmt->errors, body(stmt));
     } catch (...) {
         return exception_posted(stmt->errors);
+    }
+}
+
+template <typename Body>
+SQLRETURN descriptor_entry(SQLHANDLE handle, Body &&body) noexcept
+{
+    Descriptor *desc = descriptor_of(handle);
+    if (desc == nullptr)
+        return SQL_INVALID_HANDLE;
+    // an implicit descriptor is its statement's state: its calls wait for
+    // the statement's, in the lock order above
+    std::unique_lock<std::mutex> statement_hold;
+    if (desc->owner != nullptr)
+        statement_hold = std::unique_lock<std::mutex>(desc->owner->call_lock);
+    std::lock_guard<std::recursive_mutex> hold(desc->conn->lock);
+    begin_call(desc->errors, 0);
+    try {
+        return finish(desc->errors, body(desc));
+    } catch (...) {
+        return exception_posted(desc->errors);
     }
 }
 

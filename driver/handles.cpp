@@ -1,7 +1,8 @@
 // handles.cpp - the driver's ODBC handles: allocation, release, environment
 // attributes.
 //
-// Exports the ODBC entry points SQLAllocHandle, SQLFreeHandle, SQLAllocEnv,
+// Exports the ODBC entry points SQLAllocHandle, SQLFreeHandle (descriptors
+// too, made and freed in descriptors.cpp), SQLAllocEnv,
 // SQLAllocConnect, SQLAllocStmt, SQLFreeEnv, SQLFreeConnect, SQLFreeStmt,
 // SQLSetEnvAttr and SQLGetEnvAttr, and (driver-internal) the constructors
 // of handles.h. Each handle owns a library memory handle, a child of its
@@ -93,6 +94,8 @@ void free_connection(Connection *conn)
         std::lock_guard<std::recursive_mutex> hold(conn->lock);
         while (!conn->statements.empty())
             free_statement(conn->statements.back());
+        while (!conn->descriptors.empty())
+            free_descriptor(conn->descriptors.back());
         if (conn->profile != nullptr)
             close_registry(conn->profile);
         conn->profile = nullptr;
@@ -114,7 +117,7 @@ Statement *new_statement(Connection *conn)
     stmt->mem = kx_mem_alloc_handle(conn->mem_handle);
     stmt->errors = stmt->mem != nullptr ? make_error_header(stmt->mem, conn->env, conn->dsn.c_str())
                                         : nullptr;
-    if (stmt->errors == nullptr) {
+    if (stmt->errors == nullptr || !make_implicit_descriptors(stmt)) {
         if (stmt->mem != nullptr)
             kx_mem_release_handle(stmt->mem);
         delete stmt;
@@ -172,6 +175,7 @@ void free_statement(Statement *stmt)
             conn->statements.erase(conn->statements.begin() + static_cast<long>(i));
             break;
         }
+    leave_descriptors(stmt);
     kx_mem_release_handle(stmt->mem);
     stmt->mark = 0;
     delete stmt;
@@ -193,6 +197,12 @@ Statement *statement_of(SQLHANDLE handle)
 {
     auto *stmt = static_cast<Statement *>(handle);
     return stmt != nullptr && stmt->mark == kStatementMark ? stmt : nullptr;
+}
+
+Descriptor *descriptor_of(SQLHANDLE handle)
+{
+    auto *desc = static_cast<Descriptor *>(handle);
+    return desc != nullptr && desc->mark == kDescriptorMark ? desc : nullptr;
 }
 
 SQLRETURN exception_posted(ErrorHeader *errors) noexcept
@@ -252,6 +262,17 @@ KXDRV_API SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQ
             trace_call(conn, "SQLAllocHandle", "statement %p", static_cast<void *>(stmt));
             return stmt != nullptr ? SQL_SUCCESS : post_error(conn->errors, "HY001", "Memory allocation error");
         });
+    case SQL_HANDLE_DESC:
+        return connection_entry(input, [&](Connection *conn) -> SQLRETURN {
+            if (output == nullptr)
+                return post_error(conn->errors, "HY009", "Invalid use of null pointer");
+            *output = SQL_NULL_HDESC;
+            if (!conn->connected)
+                return post_error(conn->errors, "08003", "Connection not open");
+            Descriptor *desc = new_explicit_descriptor(conn);
+            *output = desc;
+            return desc != nullptr ? SQL_SUCCESS : post_error(conn->errors, "HY001", "Memory allocation error");
+        });
     default:
         return SQL_ERROR;
     }
@@ -290,6 +311,20 @@ KXDRV_API SQLRETURN SQL_API SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle)
         stmt->mark = 0;
         stmt->call_lock.unlock();
         free_statement(stmt);
+        return SQL_SUCCESS;
+    }
+    case SQL_HANDLE_DESC: {
+        Descriptor *desc = descriptor_of(handle);
+        if (desc == nullptr)
+            return SQL_INVALID_HANDLE;
+        if (desc->kind != DescKind::kExplicit)
+            return descriptor_entry(handle, [&](Descriptor *implicit) {
+                return post_error(implicit->errors, "HY017",
+                                  "Invalid use of an automatically allocated descriptor handle");
+            });
+        // the descriptor is gone when the call ends: nothing is posted on it
+        std::lock_guard<std::recursive_mutex> hold(desc->conn->lock);
+        free_descriptor(desc);
         return SQL_SUCCESS;
     }
     default:
@@ -332,10 +367,11 @@ KXDRV_API SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option)
             close_cursor(stmt);
             return SQL_SUCCESS;
         case SQL_UNBIND:
-            stmt->columns.clear();
+            stmt->ard->records.clear();
             return SQL_SUCCESS;
         case SQL_RESET_PARAMS:
-            stmt->params.clear();
+            stmt->apd->records.clear();
+            stmt->ipd->records.clear();
             return SQL_SUCCESS;
         default:
             return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");

@@ -159,6 +159,12 @@ constexpr EntryPoint kEntryPoints[] = {
     {SQL_API_SQLFETCHSCROLL, "SQLFetchScroll"},
     {SQL_API_SQLEXTENDEDFETCH, "SQLExtendedFetch"},
     {SQL_API_SQLGETDATA, "SQLGetData"},
+    // descriptors (descriptors.cpp)
+    {SQL_API_SQLGETDESCFIELD, "SQLGetDescField"},
+    {SQL_API_SQLSETDESCFIELD, "SQLSetDescField"},
+    {SQL_API_SQLGETDESCREC, "SQLGetDescRec"},
+    {SQL_API_SQLSETDESCREC, "SQLSetDescRec"},
+    {SQL_API_SQLCOPYDESC, "SQLCopyDesc"},
     // diagnostics (diagnostics.cpp)
     {SQL_API_SQLGETDIAGREC, "SQLGetDiagRec"},
     {SQL_API_SQLGETDIAGFIELD, "SQLGetDiagField"},

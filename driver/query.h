@@ -189,6 +189,17 @@ Query *parse_query(const std::string &text, MemHandle *mem, ErrorHeader *errors,
 // Prints the statement back as SQL text through the library's printer.
 std::string print_query(const Query &query);
 
+// ---- results.cpp ----
+
+// The columns of the open result set, else of the prepared statement; null
+// when there is neither. The IRD's records are these.
+const std::vector<ColumnDesc> *columns_of(Statement *stmt);
+// SQLColAttribute's answer for one field of one column, its diagnostics
+// posted on errors (the statement's, or its IRD's).
+SQLRETURN column_attribute(Statement *stmt, ErrorHeader *errors, SQLUSMALLINT number,
+                           SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT buffer_length,
+                           SQLSMALLINT *text_length, SQLLEN *numeric);
+
 // ---- evaluate.cpp ----
 
 // Works out the type of every select item and source column; parameters

@@ -4,7 +4,8 @@
 // SQLColAttribute, SQLBindCol, SQLFetch, SQLFetchScroll, SQLExtendedFetch
 // and SQLGetData.
 // SQLFetch and SQLFetchScroll fetch rowsets (SQL_ATTR_ROW_ARRAY_SIZE rows)
-// into columns bound column-wise or row-wise, at the bind offset; a static
+// into the columns the ARD binds, column-wise or row-wise, at the bind
+// offset, the count and statuses where the IRD says; a static
 // cursor (its rows held at execution) scrolls in every direction.
 // Columns are described from the types the evaluator inferred (before
 // execution from the prepared statement, after it from the result set);
@@ -18,10 +19,6 @@
 
 namespace kxdrv {
 
-namespace {
-
-// The columns of the open result set, else of the prepared statement; null
-// when there is neither.
 const std::vector<ColumnDesc> *columns_of(Statement *stmt)
 {
     if (stmt->result)
@@ -30,6 +27,8 @@ const std::vector<ColumnDesc> *columns_of(Statement *stmt)
         return &stmt->query->described;
     return nullptr;
 }
+
+namespace {
 
 const char *type_name(SQLSMALLINT sql_type)
 {
@@ -77,24 +76,57 @@ bool is_numeric(SQLSMALLINT sql_type)
     }
 }
 
-// Delivers the current row into the bound columns at row `row` of the
-// rowset: the most severe of the columns' return codes.
+// Delivers one column into a record whose null indicator is apart from
+// its length (SQL_DESC_INDICATOR_PTR and SQL_DESC_OCTET_LENGTH_PTR set
+// apart through the descriptor): NULL goes to the one, the length to the
+// other.
+SQLRETURN deliver_split(Statement *stmt, int column, Value *value, SQLSMALLINT c_type, void *data,
+                        SQLLEN buffer_length, SQLLEN *indicator, SQLLEN *length)
+{
+    SQLLEN got = 0;
+    SQLRETURN rc = deliver_column(stmt, column, value, c_type, data, buffer_length, &got, false);
+    if (rc == SQL_ERROR)
+        return rc;
+    if (got == SQL_NULL_DATA) {
+        if (indicator == nullptr)
+            return post_error(stmt->errors, "22002", "Indicator variable required but not supplied");
+        *indicator = SQL_NULL_DATA;
+        return rc;
+    }
+    if (indicator != nullptr)
+        *indicator = 0;
+    if (length != nullptr)
+        *length = got;
+    return rc;
+}
+
+// Delivers the current row into the columns the ARD binds, at row `row` of
+// the rowset: the most severe of the columns' return codes.
 SQLRETURN deliver_row(Statement *stmt, SQLULEN row)
 {
     ResultSet *r = stmt->result.get();
-    SQLLEN offset = stmt->row_bind_offset_ptr != nullptr ? *stmt->row_bind_offset_ptr : 0;
+    const Descriptor *ard = stmt->ard;
+    SQLLEN offset = ard->header.bind_offset_ptr != nullptr ? *ard->header.bind_offset_ptr : 0;
+    SQLULEN bind_type = ard->header.bind_type;
     SQLRETURN result = SQL_SUCCESS;
-    for (size_t i = 0; i < stmt->columns.size() && i < r->columns.size(); ++i) {
-        const ColumnBinding &b = stmt->columns[i];
-        if (!b.bound)
+    for (size_t i = 0; i < ard->records.size() && i < r->columns.size(); ++i) {
+        const DescRecord &b = ard->records[i];
+        if (!record_bound(b))
             continue;
-        SQLSMALLINT c = b.c_type == SQL_C_DEFAULT ? default_c_type(r->columns[i].sql_type) : b.c_type;
-        void *data = bound_element(b.data, offset, stmt->row_bind_type, row,
-                                   c_type_octets(c, b.buffer_length));
+        SQLSMALLINT c = b.concise_type == SQL_C_DEFAULT ? default_c_type(r->columns[i].sql_type)
+                                                         : b.concise_type;
+        void *data = bound_element(b.data_ptr, offset, bind_type, row, c_type_octets(c, b.octet_length));
         auto *indicator = static_cast<SQLLEN *>(
-            bound_element(b.indicator, offset, stmt->row_bind_type, row, sizeof(SQLLEN)));
-        SQLRETURN rc = deliver_column(stmt, static_cast<int>(i + 1), r->current[i], b.c_type, data,
-                                      b.buffer_length, indicator, false);
+            bound_element(b.indicator_ptr, offset, bind_type, row, sizeof(SQLLEN)));
+        auto *length = static_cast<SQLLEN *>(
+            bound_element(b.octet_length_ptr, offset, bind_type, row, sizeof(SQLLEN)));
+        int column = static_cast<int>(i + 1);
+        SQLRETURN rc =
+            b.indicator_ptr == b.octet_length_ptr
+                ? deliver_column(stmt, column, r->current[i], b.concise_type, data, b.octet_length,
+                                 indicator, false)
+                : deliver_split(stmt, column, r->current[i], b.concise_type, data, b.octet_length,
+                                indicator, length);
         if (rc == SQL_ERROR)
             result = SQL_ERROR;
         else if (rc == SQL_SUCCESS_WITH_INFO && result == SQL_SUCCESS)
@@ -138,7 +170,8 @@ SQLRETURN fetch_rowset(Statement *stmt)
     ResultSet *r = stmt->result.get();
     if (r == nullptr)
         return post_error(stmt->errors, "24000", "Invalid cursor state");
-    SQLULEN size = stmt->row_array_size;
+    SQLULEN size = stmt->ard->header.array_size;
+    SQLUSMALLINT *statuses = stmt->ird->header.array_status_ptr;
     SQLULEN fetched = 0;
     SQLRETURN result = SQL_SUCCESS;
     if (!r->streaming)
@@ -152,27 +185,27 @@ SQLRETURN fetch_rowset(Statement *stmt)
         if (rc != SQL_SUCCESS) {
             if (fetched == 0)
                 return rc;
-            if (stmt->row_status_ptr != nullptr)
-                stmt->row_status_ptr[fetched] = SQL_ROW_ERROR;
+            if (statuses != nullptr)
+                statuses[fetched] = SQL_ROW_ERROR;
             ++fetched;
             result = SQL_SUCCESS_WITH_INFO;
             break;
         }
         r->rows_fetched++;
         rc = deliver_row(stmt, fetched);
-        if (stmt->row_status_ptr != nullptr)
-            stmt->row_status_ptr[fetched] = row_status(rc);
+        if (statuses != nullptr)
+            statuses[fetched] = row_status(rc);
         ++fetched;
         if (rc == SQL_ERROR && size == 1)
             result = SQL_ERROR;
         else if (rc != SQL_SUCCESS && result == SQL_SUCCESS)
             result = SQL_SUCCESS_WITH_INFO;
     }
-    if (stmt->rows_fetched_ptr != nullptr)
-        *stmt->rows_fetched_ptr = fetched;
-    if (stmt->row_status_ptr != nullptr)
+    if (stmt->ird->header.rows_processed_ptr != nullptr)
+        *stmt->ird->header.rows_processed_ptr = fetched;
+    if (statuses != nullptr)
         for (SQLULEN k = fetched; k < size; ++k)
-            stmt->row_status_ptr[k] = SQL_ROW_NOROW;
+            statuses[k] = SQL_ROW_NOROW;
     if (fetched == 0 && !r->streaming)
         r->rowset_start = held_rows(stmt, r);  // after the last row
     return fetched == 0 ? SQL_NO_DATA : result;
@@ -184,11 +217,12 @@ SQLRETURN no_rowset(Statement *stmt, ResultSet *r, int64_t position)
     r->rowset_start = position;
     r->next_row = static_cast<size_t>(position < 0 ? 0 : position);
     r->current.clear();
-    if (stmt->rows_fetched_ptr != nullptr)
-        *stmt->rows_fetched_ptr = 0;
-    if (stmt->row_status_ptr != nullptr)
-        for (SQLULEN k = 0; k < stmt->row_array_size; ++k)
-            stmt->row_status_ptr[k] = SQL_ROW_NOROW;
+    const DescHeader &ird = stmt->ird->header;
+    if (ird.rows_processed_ptr != nullptr)
+        *ird.rows_processed_ptr = 0;
+    if (ird.array_status_ptr != nullptr)
+        for (SQLULEN k = 0; k < stmt->ard->header.array_size; ++k)
+            ird.array_status_ptr[k] = SQL_ROW_NOROW;
     return SQL_NO_DATA;
 }
 
@@ -202,7 +236,7 @@ SQLRETURN scroll(Statement *stmt, SQLSMALLINT orientation, SQLLEN offset)
     if (r == nullptr)
         return post_error(stmt->errors, "24000", "Invalid cursor state");
     int64_t n = held_rows(stmt, r);
-    int64_t size = static_cast<int64_t>(stmt->row_array_size);
+    int64_t size = static_cast<int64_t>(stmt->ard->header.array_size);
     int64_t current = r->rowset_start;
     bool before = current < 0;
     bool after = current >= n;
@@ -251,20 +285,22 @@ SQLRETURN scroll(Statement *stmt, SQLSMALLINT orientation, SQLLEN offset)
     return rc;
 }
 
-// SQLColAttribute's answer for one field of one column.
-SQLRETURN column_attribute(Statement *stmt, SQLUSMALLINT number, SQLUSMALLINT field, SQLPOINTER text,
-                           SQLSMALLINT buffer_length, SQLSMALLINT *text_length, SQLLEN *numeric)
+}  // namespace
+
+SQLRETURN column_attribute(Statement *stmt, ErrorHeader *errors, SQLUSMALLINT number,
+                           SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT buffer_length,
+                           SQLSMALLINT *text_length, SQLLEN *numeric)
 {
     const std::vector<ColumnDesc> *columns = columns_of(stmt);
     if (columns == nullptr)
-        return post_error(stmt->errors, "HY010", "Function sequence error");
+        return post_error(errors, "HY010", "Function sequence error");
     if (field == SQL_DESC_COUNT || field == SQL_COLUMN_COUNT) {
         if (numeric != nullptr)
             *numeric = static_cast<SQLLEN>(columns->size());
         return SQL_SUCCESS;
     }
     if (number < 1 || number > columns->size())
-        return post_error(stmt->errors, "07009", "Invalid descriptor index");
+        return post_error(errors, "07009", "Invalid descriptor index");
     const ColumnDesc &c = (*columns)[number - 1u];
     SQLLEN n = 0;
     const char *string = nullptr;
@@ -341,16 +377,14 @@ SQLRETURN column_attribute(Statement *stmt, SQLUSMALLINT number, SQLUSMALLINT fi
         n = is_approximate(c.sql_type) ? 2 : is_numeric(c.sql_type) ? 10 : 0;
         break;
     default:
-        return post_error(stmt->errors, "HY091", "Invalid descriptor field identifier");
+        return post_error(errors, "HY091", "Invalid descriptor field identifier");
     }
     if (string != nullptr)
-        return return_string(stmt->errors, string, text, buffer_length, text_length);
+        return return_string(errors, string, text, buffer_length, text_length);
     if (numeric != nullptr)
         *numeric = n;
     return SQL_SUCCESS;
 }
-
-}  // namespace
 
 }  // namespace kxdrv
 
@@ -398,7 +432,8 @@ KXDRV_API SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT number
                                             SQLLEN *numeric)
 {
     return statement_entry(handle, [&](Statement *stmt) {
-        return column_attribute(stmt, number, field, text, buffer_length, text_length, numeric);
+        return column_attribute(stmt, stmt->errors, number, field, text, buffer_length, text_length,
+                                numeric);
     });
 }
 
@@ -408,14 +443,7 @@ KXDRV_API SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT number, SQL
     return statement_entry(handle, [&](Statement *stmt) -> SQLRETURN {
         if (number < 1)
             return post_error(stmt->errors, "07009", "Invalid descriptor index");
-        if (stmt->columns.size() < number)
-            stmt->columns.resize(number);
-        ColumnBinding &b = stmt->columns[number - 1u];
-        b.bound = data != nullptr || indicator != nullptr;
-        b.c_type = c_type;
-        b.data = data;
-        b.buffer_length = buffer_length;
-        b.indicator = indicator;
+        bind_column(stmt->ard, number, c_type, data, buffer_length, indicator);
         return SQL_SUCCESS;
     });
 }
@@ -446,18 +474,22 @@ KXDRV_API SQLRETURN SQL_API SQLExtendedFetch(SQLHSTMT handle, SQLUSMALLINT orien
         if (orientation != SQL_FETCH_NEXT &&
             (stmt->cursor_type != SQL_CURSOR_STATIC || !stmt->result || stmt->result->streaming))
             return post_error(stmt->errors, "HY106", "Fetch type out of range");
-        SQLULEN array_size = stmt->row_array_size;
-        SQLULEN *fetched = stmt->rows_fetched_ptr;
-        SQLUSMALLINT *statuses = stmt->row_status_ptr;
-        stmt->row_array_size = stmt->rowset_size;
-        stmt->rows_fetched_ptr = row_count;
-        stmt->row_status_ptr = row_status;
+        // the call's own rowset size, count and statuses stand in for the
+        // descriptors' while it runs
+        DescHeader &ard = stmt->ard->header;
+        DescHeader &ird = stmt->ird->header;
+        SQLULEN array_size = ard.array_size;
+        SQLULEN *fetched = ird.rows_processed_ptr;
+        SQLUSMALLINT *statuses = ird.array_status_ptr;
+        ard.array_size = stmt->rowset_size;
+        ird.rows_processed_ptr = row_count;
+        ird.array_status_ptr = row_status;
         SQLRETURN rc = orientation == SQL_FETCH_NEXT
                            ? fetch_rowset(stmt)
                            : scroll(stmt, static_cast<SQLSMALLINT>(orientation), offset);
-        stmt->row_array_size = array_size;
-        stmt->rows_fetched_ptr = fetched;
-        stmt->row_status_ptr = statuses;
+        ard.array_size = array_size;
+        ird.rows_processed_ptr = fetched;
+        ird.array_status_ptr = statuses;
         return rc;
     });
 }
@@ -473,7 +505,7 @@ KXDRV_API SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT number, SQL
             return post_error(stmt->errors, "07009", "Invalid descriptor index");
         // no SQLSetPos: with rowsets of more than one row, no row is the
         // one SQLGetData would read
-        if (stmt->row_array_size > 1)
+        if (stmt->ard->header.array_size > 1)
             return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
         return deliver_column(stmt, number, r->current[number - 1u], c_type, target, buffer_length,
                               indicator, true);

@@ -498,7 +498,7 @@ TypeInfo infer(Inference &in, ParseNode *node)
         return leaf_type(reinterpret_cast<Value *>(node));
     case NODE_DYNAMIC_PARAM: {
         size_t ordinal = static_cast<size_t>(node->field[0]);
-        if (!in.markers_unbound && ordinal <= in.stmt->params.size() && in.stmt->params[ordinal - 1].bound)
+        if (!in.markers_unbound && parameter_bound(in.stmt, ordinal - 1))
             return parameter_type(parameter_binding(in.stmt, ordinal - 1));
         return text_type(255);
     }

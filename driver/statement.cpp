@@ -5,6 +5,9 @@
 // SQLBindParameter, SQLNumParams, SQLDescribeParam, SQLParamData,
 // SQLPutData, SQLCancel, SQLSetStmtAttr, SQLGetStmtAttr, SQLSetCursorName,
 // SQLGetCursorName, SQLRowCount, SQLMoreResults and SQLCloseCursor.
+// Bound parameters and the parameter-array attributes live in the
+// statement's APD and IPD (descriptors.cpp); SQLGetStmtAttr hands out the
+// four descriptors as handles.
 // SQLDescribeParam describes a marker from where it stands in the prepared
 // statement (describe_parameters), whatever is bound. Parameters sent at
 // execution time go into library long buffers (allocate_long_buffer,
@@ -53,8 +56,8 @@ SQLRETURN prepare(Statement *stmt, const std::string &text)
 int next_data_at_exec(Statement *stmt, int after)
 {
     int count = stmt->query ? stmt->query->parameter_count : 0;
-    for (int i = after + 1; i < count && static_cast<size_t>(i) < stmt->params.size(); ++i)
-        if (stmt->params[static_cast<size_t>(i)].bound &&
+    for (int i = after + 1; i < count; ++i)
+        if (parameter_bound(stmt, static_cast<size_t>(i)) &&
             data_at_exec(parameter_binding(stmt, static_cast<size_t>(i))))
             return i;
     return -1;
@@ -86,13 +89,15 @@ SQLULEN row_number(const Statement *stmt)
 
 bool set_ignored(const Statement *stmt, SQLULEN set)
 {
-    return stmt->param_operation_ptr != nullptr && stmt->param_operation_ptr[set] == SQL_PARAM_IGNORE;
+    const SQLUSMALLINT *operations = stmt->apd->header.array_status_ptr;
+    return operations != nullptr && operations[set] == SQL_PARAM_IGNORE;
 }
 
 void set_param_status(Statement *stmt, SQLULEN set, SQLUSMALLINT status)
 {
-    if (stmt->param_status_ptr != nullptr)
-        stmt->param_status_ptr[set] = status;
+    SQLUSMALLINT *statuses = stmt->ipd->header.array_status_ptr;
+    if (statuses != nullptr)
+        statuses[set] = status;
 }
 
 // An execution with an array of parameter sets (SQL_ATTR_PARAMSET_SIZE
@@ -103,7 +108,7 @@ void set_param_status(Statement *stmt, SQLULEN set, SQLUSMALLINT status)
 // set and SQLMoreResults each following one (SQL_PAS_BATCH).
 SQLRETURN execute_array(Statement *stmt)
 {
-    SQLULEN sets = stmt->param_set_size;
+    SQLULEN sets = stmt->apd->header.array_size;
     for (SQLULEN set = 0; set < sets; ++set) {
         stmt->param_set = set;
         if (!set_ignored(stmt, set) && next_data_at_exec(stmt, -1) >= 0) {
@@ -133,8 +138,8 @@ SQLRETURN execute_array(Statement *stmt)
     kx_mem_release_handle(scratch);
     for (SQLULEN set = processed; set < sets; ++set)
         set_param_status(stmt, set, SQL_PARAM_UNUSED);
-    if (stmt->params_processed_ptr != nullptr)
-        *stmt->params_processed_ptr = processed;
+    if (stmt->ipd->header.rows_processed_ptr != nullptr)
+        *stmt->ipd->header.rows_processed_ptr = processed;
     stmt->param_set = 0;
     if (failed || first == sets)
         return failed ? SQL_ERROR : SQL_SUCCESS;
@@ -152,7 +157,7 @@ SQLRETURN next_param_set(Statement *stmt)
     close_cursor(stmt);
     if (!open || !stmt->query)
         return SQL_NO_DATA;
-    while (++set < stmt->param_set_size) {
+    while (++set < stmt->apd->header.array_size) {
         if (set_ignored(stmt, set))
             continue;
         stmt->param_set = set;
@@ -174,7 +179,7 @@ SQLRETURN execute(Statement *stmt)
     if (stmt->long_mem != nullptr)
         kx_mem_release_handle(stmt->long_mem);
     stmt->long_mem = kx_mem_alloc_handle(stmt->mem);
-    if (stmt->param_set_size > 1)
+    if (stmt->apd->header.array_size > 1)
         return execute_array(stmt);
     if (next_data_at_exec(stmt, -1) >= 0) {
         stmt->state = kStateNeedData;
@@ -228,7 +233,7 @@ SQLRETURN append_long(Statement *stmt, Value *v, const void *octets, size_t coun
 SQLRETURN put_data(Statement *stmt, SQLPOINTER data, SQLLEN length)
 {
     size_t index = static_cast<size_t>(stmt->need_data_param);
-    const ParamBinding &b = stmt->params[index];
+    const ParamBinding b = bound_parameter(stmt, index);
     Value *&v = stmt->long_params[index];
     if (length == SQL_NULL_DATA) {
         v = make_value(stmt->long_mem, VALUE_STRING);
@@ -335,9 +340,7 @@ KXDRV_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT numbe
             return post_error(stmt->errors, "07009", "Invalid descriptor index");
         if (io_type != SQL_PARAM_INPUT)
             return post_error(stmt->errors, "HYC00", "Optional feature not implemented");
-        if (stmt->params.size() < number)
-            stmt->params.resize(number);
-        ParamBinding &b = stmt->params[number - 1u];
+        ParamBinding b;
         b.bound = true;
         b.io_type = io_type;
         b.c_type = c_type;
@@ -347,6 +350,7 @@ KXDRV_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT numbe
         b.data = data;
         b.buffer_length = buffer_length;
         b.indicator = indicator;
+        bind_parameter(stmt, number, b);
         return SQL_SUCCESS;
     });
 }
@@ -400,7 +404,7 @@ KXDRV_API SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER *value)
             stmt->need_data_param = next;
             stmt->put_data_started = false;
             if (value != nullptr)
-                *value = stmt->params[static_cast<size_t>(next)].data;
+                *value = bound_parameter(stmt, static_cast<size_t>(next)).data;
             return SQL_NEED_DATA;
         }
         stmt->need_data_param = -1;
@@ -459,7 +463,7 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
         case SQL_ATTR_ROW_ARRAY_SIZE:
             if (word == 0)
                 return post_error(stmt->errors, "HY024", "Invalid attribute value");
-            stmt->row_array_size = word;
+            stmt->ard->header.array_size = word;
             return SQL_SUCCESS;
         case SQL_ROWSET_SIZE:
             if (word == 0)
@@ -467,39 +471,39 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
             stmt->rowset_size = word;
             return SQL_SUCCESS;
         case SQL_ATTR_ROW_BIND_TYPE:
-            stmt->row_bind_type = word;
+            stmt->ard->header.bind_type = word;
             return SQL_SUCCESS;
         case SQL_ATTR_ROW_BIND_OFFSET_PTR:
-            stmt->row_bind_offset_ptr = static_cast<SQLLEN *>(value);
+            stmt->ard->header.bind_offset_ptr = static_cast<SQLLEN *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_ROW_OPERATION_PTR:
             stmt->row_operation_ptr = static_cast<SQLUSMALLINT *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_PARAM_BIND_TYPE:
-            stmt->param_bind_type = word;
+            stmt->apd->header.bind_type = word;
             return SQL_SUCCESS;
         case SQL_ATTR_PARAM_BIND_OFFSET_PTR:
-            stmt->param_bind_offset_ptr = static_cast<SQLLEN *>(value);
+            stmt->apd->header.bind_offset_ptr = static_cast<SQLLEN *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_PARAMS_PROCESSED_PTR:
-            stmt->params_processed_ptr = static_cast<SQLULEN *>(value);
+            stmt->ipd->header.rows_processed_ptr = static_cast<SQLULEN *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_PARAM_STATUS_PTR:
-            stmt->param_status_ptr = static_cast<SQLUSMALLINT *>(value);
+            stmt->ipd->header.array_status_ptr = static_cast<SQLUSMALLINT *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_PARAM_OPERATION_PTR:
-            stmt->param_operation_ptr = static_cast<SQLUSMALLINT *>(value);
+            stmt->apd->header.array_status_ptr = static_cast<SQLUSMALLINT *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_ROWS_FETCHED_PTR:
-            stmt->rows_fetched_ptr = static_cast<SQLULEN *>(value);
+            stmt->ird->header.rows_processed_ptr = static_cast<SQLULEN *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_ROW_STATUS_PTR:
-            stmt->row_status_ptr = static_cast<SQLUSMALLINT *>(value);
+            stmt->ird->header.array_status_ptr = static_cast<SQLUSMALLINT *>(value);
             return SQL_SUCCESS;
         case SQL_ATTR_PARAMSET_SIZE:
             if (word == 0)
                 return post_error(stmt->errors, "HY024", "Invalid attribute value");
-            stmt->param_set_size = word;
+            stmt->apd->header.array_size = word;
             return SQL_SUCCESS;
         case SQL_ATTR_CURSOR_TYPE:
             // a static cursor stands in for the keyset-driven and dynamic
@@ -515,6 +519,13 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
             if (word != SQL_CONCUR_READ_ONLY)
                 return post_warning(stmt->errors, "01S02", "Option value changed");
             return SQL_SUCCESS;
+        case SQL_ATTR_APP_ROW_DESC:
+        case SQL_ATTR_APP_PARAM_DESC:
+            return use_descriptor(stmt, attribute == SQL_ATTR_APP_ROW_DESC, value);
+        case SQL_ATTR_IMP_ROW_DESC:
+        case SQL_ATTR_IMP_PARAM_DESC:
+            return post_error(stmt->errors, "HY017",
+                              "Invalid use of an automatically allocated descriptor handle");
         case SQL_ATTR_NOSCAN:
         case SQL_ATTR_MAX_LENGTH:
         case SQL_ATTR_RETRIEVE_DATA:
@@ -536,22 +547,30 @@ KXDRV_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
         switch (attribute) {
         case SQL_ATTR_QUERY_TIMEOUT: answer = stmt->query_timeout; break;
         case SQL_ATTR_MAX_ROWS: answer = stmt->max_rows; break;
-        case SQL_ATTR_ROW_ARRAY_SIZE: answer = stmt->row_array_size; break;
+        case SQL_ATTR_ROW_ARRAY_SIZE: answer = stmt->ard->header.array_size; break;
         case SQL_ROWSET_SIZE: answer = stmt->rowset_size; break;
-        case SQL_ATTR_PARAMSET_SIZE: answer = stmt->param_set_size; break;
-        case SQL_ATTR_ROW_BIND_TYPE: answer = stmt->row_bind_type; break;
-        case SQL_ATTR_PARAM_BIND_TYPE: answer = stmt->param_bind_type; break;
-        case SQL_ATTR_ROW_BIND_OFFSET_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_bind_offset_ptr); break;
+        case SQL_ATTR_PARAMSET_SIZE: answer = stmt->apd->header.array_size; break;
+        case SQL_ATTR_ROW_BIND_TYPE: answer = stmt->ard->header.bind_type; break;
+        case SQL_ATTR_PARAM_BIND_TYPE: answer = stmt->apd->header.bind_type; break;
+        case SQL_ATTR_ROW_BIND_OFFSET_PTR:
+            answer = reinterpret_cast<SQLULEN>(stmt->ard->header.bind_offset_ptr);
+            break;
         case SQL_ATTR_PARAM_BIND_OFFSET_PTR:
-            answer = reinterpret_cast<SQLULEN>(stmt->param_bind_offset_ptr);
+            answer = reinterpret_cast<SQLULEN>(stmt->apd->header.bind_offset_ptr);
             break;
         case SQL_ATTR_PARAMS_PROCESSED_PTR:
-            answer = reinterpret_cast<SQLULEN>(stmt->params_processed_ptr);
+            answer = reinterpret_cast<SQLULEN>(stmt->ipd->header.rows_processed_ptr);
             break;
-        case SQL_ATTR_PARAM_STATUS_PTR: answer = reinterpret_cast<SQLULEN>(stmt->param_status_ptr); break;
+        case SQL_ATTR_PARAM_STATUS_PTR:
+            answer = reinterpret_cast<SQLULEN>(stmt->ipd->header.array_status_ptr);
+            break;
         case SQL_ATTR_PARAM_OPERATION_PTR:
-            answer = reinterpret_cast<SQLULEN>(stmt->param_operation_ptr);
+            answer = reinterpret_cast<SQLULEN>(stmt->apd->header.array_status_ptr);
             break;
+        case SQL_ATTR_APP_ROW_DESC: answer = reinterpret_cast<SQLULEN>(stmt->ard); break;
+        case SQL_ATTR_APP_PARAM_DESC: answer = reinterpret_cast<SQLULEN>(stmt->apd); break;
+        case SQL_ATTR_IMP_ROW_DESC: answer = reinterpret_cast<SQLULEN>(stmt->ird.get()); break;
+        case SQL_ATTR_IMP_PARAM_DESC: answer = reinterpret_cast<SQLULEN>(stmt->ipd.get()); break;
         case SQL_ATTR_ROW_OPERATION_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_operation_ptr); break;
         case SQL_ATTR_CURSOR_TYPE: answer = stmt->cursor_type; break;
         case SQL_ATTR_CONCURRENCY: answer = SQL_CONCUR_READ_ONLY; break;
@@ -560,8 +579,12 @@ KXDRV_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
             break;
         case SQL_ATTR_USE_BOOKMARKS: answer = SQL_UB_OFF; break;
         case SQL_ATTR_ASYNC_ENABLE: answer = SQL_ASYNC_ENABLE_OFF; break;
-        case SQL_ATTR_ROWS_FETCHED_PTR: answer = reinterpret_cast<SQLULEN>(stmt->rows_fetched_ptr); break;
-        case SQL_ATTR_ROW_STATUS_PTR: answer = reinterpret_cast<SQLULEN>(stmt->row_status_ptr); break;
+        case SQL_ATTR_ROWS_FETCHED_PTR:
+            answer = reinterpret_cast<SQLULEN>(stmt->ird->header.rows_processed_ptr);
+            break;
+        case SQL_ATTR_ROW_STATUS_PTR:
+            answer = reinterpret_cast<SQLULEN>(stmt->ird->header.array_status_ptr);
+            break;
         case SQL_ATTR_ROW_NUMBER:
             answer = row_number(stmt);
             break;

@@ -7,7 +7,8 @@
 // SQLGetTypeInfoW, SQLTablesW, SQLColumnsW, SQLPrimaryKeysW,
 // SQLForeignKeysW, SQLStatisticsW, SQLSpecialColumnsW, SQLProceduresW,
 // SQLProcedureColumnsW, SQLTablePrivilegesW, SQLColumnPrivilegesW,
-// SQLGetDiagRecW, SQLGetDiagFieldW and SQLErrorW: the W form of every ANSI
+// SQLGetDiagRecW, SQLGetDiagFieldW, SQLErrorW, SQLGetDescFieldW,
+// SQLSetDescFieldW and SQLGetDescRecW: the W form of every ANSI
 // entry point that takes or gives text. With them a driver manager passes
 // a wide application's calls straight to the driver instead of converting
 // them itself.
@@ -23,7 +24,8 @@
 // text counts SQLWCHARs (or is SQL_NTS). An output buffer's length and the
 // length returned count SQLWCHARs where the answer is always text, and
 // octets where it may be text or a number (SQLGetInfoW, SQLGetConnectAttrW,
-// SQLSetConnectAttrW's input, SQLColAttributeW, SQLGetDiagFieldW). Text cut
+// SQLSetConnectAttrW's input, SQLColAttributeW, SQLGetDiagFieldW,
+// SQLGetDescFieldW and SQLSetDescFieldW's input). Text cut
 // to fit a buffer ends with a NUL and never between the two halves of a
 // surrogate pair; the call then answers SQL_SUCCESS_WITH_INFO with 01004
 // and the whole text's length (the diagnostic functions post nothing, as
@@ -220,6 +222,15 @@ SQLRETURN cut_warning(SQLSMALLINT handle_type, SQLHANDLE handle, SQLRETURN rc) n
             std::lock_guard<std::mutex> hold(stmt->call_lock);
             post_warning(stmt->errors, state, message);
         }
+    } else if (handle_type == SQL_HANDLE_DESC) {
+        if (Descriptor *desc = descriptor_of(handle)) {
+            // the locks descriptor_entry takes, in its order
+            std::unique_lock<std::mutex> statement_hold;
+            if (desc->owner != nullptr)
+                statement_hold = std::unique_lock<std::mutex>(desc->owner->call_lock);
+            std::lock_guard<std::recursive_mutex> hold(desc->conn->lock);
+            post_warning(desc->errors, state, message);
+        }
     }
     return rc == SQL_SUCCESS ? SQL_SUCCESS_WITH_INFO : rc;
 }
@@ -233,6 +244,7 @@ SQLRETURN as_a_call(SQLSMALLINT handle_type, SQLHANDLE handle, Body &&body) noex
     case SQL_HANDLE_ENV: return environment_entry(handle, [&](Environment *env) { return body(env->errors); });
     case SQL_HANDLE_DBC: return connection_entry(handle, [&](Connection *conn) { return body(conn->errors); });
     case SQL_HANDLE_STMT: return statement_entry(handle, [&](Statement *stmt) { return body(stmt->errors); });
+    case SQL_HANDLE_DESC: return descriptor_entry(handle, [&](Descriptor *desc) { return body(desc->errors); });
     default: return SQL_INVALID_HANDLE;
     }
 }
@@ -316,6 +328,27 @@ bool column_field_is_text(SQLUSMALLINT field)
     case SQL_DESC_TABLE_NAME:
     case SQL_DESC_TYPE_NAME:
     case SQL_COLUMN_NAME:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The descriptor fields whose values are character strings.
+bool descriptor_field_is_text(SQLSMALLINT field)
+{
+    switch (field) {
+    case SQL_DESC_BASE_COLUMN_NAME:
+    case SQL_DESC_BASE_TABLE_NAME:
+    case SQL_DESC_CATALOG_NAME:
+    case SQL_DESC_LABEL:
+    case SQL_DESC_LITERAL_PREFIX:
+    case SQL_DESC_LITERAL_SUFFIX:
+    case SQL_DESC_LOCAL_TYPE_NAME:
+    case SQL_DESC_NAME:
+    case SQL_DESC_SCHEMA_NAME:
+    case SQL_DESC_TABLE_NAME:
+    case SQL_DESC_TYPE_NAME:
         return true;
     default:
         return false;
@@ -565,6 +598,63 @@ KXDRV_API SQLRETURN SQL_API SQLColAttributeW(SQLHSTMT handle, SQLUSMALLINT numbe
         if (!SQL_SUCCEEDED(rc))
             return rc;
         return answer_wide(SQL_HANDLE_STMT, handle, rc, answer, out, text_length);
+    });
+}
+
+// ---- descriptors ----
+
+KXDRV_API SQLRETURN SQL_API SQLGetDescFieldW(SQLHDESC handle, SQLSMALLINT number, SQLSMALLINT field,
+                                             SQLPOINTER value, SQLINTEGER buffer_length, SQLINTEGER *length)
+{
+    if (!descriptor_field_is_text(field))
+        return SQLGetDescField(handle, number, field, value, buffer_length, length);
+    WideBuffer out{value, buffer_length, Count::kOctets};
+    if (refused_length(out))
+        return bad_length(SQL_HANDLE_DESC, handle);
+    return wide_entry(SQL_HANDLE_DESC, handle, [&] {
+        std::string answer;
+        SQLRETURN rc = narrow_answer<SQLINTEGER>(
+            [&](char *buffer, SQLINTEGER size, SQLINTEGER *whole) {
+                return SQLGetDescField(handle, number, field, buffer, size, whole);
+            },
+            answer);
+        if (!SQL_SUCCEEDED(rc))
+            return rc;
+        return answer_wide(SQL_HANDLE_DESC, handle, rc, answer, out, length);
+    });
+}
+
+KXDRV_API SQLRETURN SQL_API SQLSetDescFieldW(SQLHDESC handle, SQLSMALLINT number, SQLSMALLINT field,
+                                             SQLPOINTER value, SQLINTEGER buffer_length)
+{
+    if (!descriptor_field_is_text(field) || value == nullptr)
+        return SQLSetDescField(handle, number, field, value, buffer_length);
+    return wide_entry(SQL_HANDLE_DESC, handle, [&] {
+        // a text value's length counts octets of SQLWCHARs, or is SQL_NTS
+        Utf8Argument text = octets_argument(value, buffer_length);
+        return SQLSetDescField(handle, number, field, text.text(), text.length<SQLINTEGER>());
+    });
+}
+
+KXDRV_API SQLRETURN SQL_API SQLGetDescRecW(SQLHDESC handle, SQLSMALLINT number, SQLWCHAR *name,
+                                           SQLSMALLINT buffer_length, SQLSMALLINT *name_length,
+                                           SQLSMALLINT *type, SQLSMALLINT *subtype, SQLLEN *length,
+                                           SQLSMALLINT *precision, SQLSMALLINT *scale, SQLSMALLINT *nullable)
+{
+    WideBuffer out{name, buffer_length, Count::kCharacters};
+    if (refused_length(out))
+        return bad_length(SQL_HANDLE_DESC, handle);
+    return wide_entry(SQL_HANDLE_DESC, handle, [&] {
+        std::string text;
+        SQLRETURN rc = narrow_answer<SQLSMALLINT>(
+            [&](char *buffer, SQLSMALLINT size, SQLSMALLINT *whole) {
+                return SQLGetDescRec(handle, number, reinterpret_cast<SQLCHAR *>(buffer), size, whole, type,
+                                     subtype, length, precision, scale, nullable);
+            },
+            text);
+        if (!SQL_SUCCEEDED(rc) || rc == SQL_NO_DATA)
+            return rc;
+        return answer_wide(SQL_HANDLE_DESC, handle, rc, text, out, name_length);
     });
 }
 

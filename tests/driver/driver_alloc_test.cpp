@@ -38,6 +38,8 @@ struct Work {
     std::string out;
     SQLRETURN failed = SQL_SUCCESS;
     SQLSMALLINT failed_handle = 0;
+    SQLHANDLE failed_on = SQL_NULL_HANDLE;  // a handle other than the session's
+    std::string failed_state;              // read before a later call cleared it
 
     void keep(const char *text)
     {
@@ -139,13 +141,63 @@ struct Work {
         }
     }
 
+    bool on_descriptor(SQLHDESC desc, SQLRETURN rc)
+    {
+        if (ok(rc, SQL_HANDLE_DESC))
+            return true;
+        failed_on = desc;
+        return false;
+    }
+
+    // A statement made and freed, and a column bound through an explicit
+    // descriptor filled from the IRD.
+    bool descriptors()
+    {
+        SQLHSTMT extra = SQL_NULL_HSTMT;
+        if (!ok(SQLAllocHandle(SQL_HANDLE_STMT, s.dbc, &extra), SQL_HANDLE_DBC))
+            return false;
+        SQLFreeHandle(SQL_HANDLE_STMT, extra);
+        SQLFreeStmt(s.stmt, SQL_CLOSE);
+        const char *sql = "SELECT 40 + n FROM SERIES(1, 3) AS s(n)";
+        if (!ok(SQLPrepare(s.stmt, reinterpret_cast<SQLCHAR *>(const_cast<char *>(sql)), SQL_NTS)))
+            return false;
+        SQLHDESC mine = SQL_NULL_HDESC;
+        if (!ok(SQLAllocHandle(SQL_HANDLE_DESC, s.dbc, &mine), SQL_HANDLE_DBC))
+            return false;
+        SQLHDESC ird = SQL_NULL_HDESC;
+        SQLGetStmtAttr(s.stmt, SQL_ATTR_IMP_ROW_DESC, &ird, 0, nullptr);
+        static SQLINTEGER number = 0;
+        static SQLLEN indicator = 0;
+        bool done = on_descriptor(mine, SQLCopyDesc(ird, mine)) &&
+                    on_descriptor(mine, SQLSetDescRec(mine, 1, SQL_C_SLONG, 0, 0, 0, 0, &number, &indicator,
+                                                      &indicator)) &&
+                    ok(SQLSetStmtAttr(s.stmt, SQL_ATTR_APP_ROW_DESC, mine, 0)) && ok(SQLExecute(s.stmt));
+        while (done) {
+            SQLRETURN rc = SQLFetch(s.stmt);
+            if (rc == SQL_NO_DATA)
+                break;
+            done = ok(rc);
+            char shown[32];
+            std::snprintf(shown, sizeof shown, "%d", static_cast<int>(number));
+            keep(shown);
+        }
+        if (!done && failed_on == SQL_NULL_HANDLE)
+            failed_state = kxtest::diagnostic_of(SQL_HANDLE_STMT, s.stmt).state;
+        SQLSetStmtAttr(s.stmt, SQL_ATTR_APP_ROW_DESC, SQL_NULL_HDESC, 0);
+        // a descriptor whose call failed keeps its diagnostics to be read;
+        // SQLDisconnect frees it
+        if (done)
+            SQLFreeHandle(SQL_HANDLE_DESC, mine);
+        return done;
+    }
+
     bool run()
     {
         return query("SELECT {fn UCASE(b)} || 'z', a * 2, CAST(a AS NUMERIC(10,2)), "
                      "{fn TIMESTAMPADD(SQL_TSI_DAY, a, {ts '2004-01-01 10:00:00'})} "
                      "FROM (VALUES (1, 'x'), (3, 'y'), (2, NULL)) AS t(a, b) ORDER BY a DESC") &&
                query("SELECT n, n || 'abc' FROM SERIES(1, 40) AS s(n) WHERE n > 30") &&
-               native("SELECT {fn CONCAT('a', 'b')}, 1.5 + ?") && parameters();
+               native("SELECT {fn CONCAT('a', 'b')}, 1.5 + ?") && parameters() && descriptors();
     }
 };
 
@@ -153,7 +205,7 @@ struct Work {
 // of the error it met, "" when it went through.
 std::string run_failing_at(Session &s, long n, std::string *out)
 {
-    Work w{s, {}, SQL_SUCCESS, 0};
+    Work w{s, {}, SQL_SUCCESS, 0, SQL_NULL_HANDLE, {}};
     w.out.reserve(1 << 16);
     fail_request_after(n);
     bool completed = w.run();
@@ -164,9 +216,12 @@ std::string run_failing_at(Session &s, long n, std::string *out)
         return failed ? "passed a failed allocation" : "";
     if (!failed)
         return "failed without a failed allocation";
-    kxtest::Diagnostic d = kxtest::diagnostic_of(w.failed_handle, w.failed_handle == SQL_HANDLE_DBC
-                                                                     ? static_cast<SQLHANDLE>(s.dbc)
-                                                                     : static_cast<SQLHANDLE>(s.stmt));
+    if (!w.failed_state.empty())
+        return w.failed_state;
+    SQLHANDLE handle = w.failed_on != SQL_NULL_HANDLE          ? w.failed_on
+                       : w.failed_handle == SQL_HANDLE_DBC ? static_cast<SQLHANDLE>(s.dbc)
+                                                           : static_cast<SQLHANDLE>(s.stmt);
+    kxtest::Diagnostic d = kxtest::diagnostic_of(w.failed_handle, handle);
     return d.state.empty() ? "no diagnostic" : d.state;
 }
 

@@ -9,7 +9,8 @@
  * errors (22003), bits and doubles from texts (22018); SQLGetInfo (the
  * function bitmasks follow the catalogue), SQLGetFunctions, describing a
  * prepared statement, SQLColAttribute, SQLRowCount, SQLMoreResults,
- * SQLTables and the other catalogue functions; long data sent with SQLPutData and read back in pieces;
+ * SQLTables and the other catalogue functions; descriptors (bound, read,
+ * copied, set and freed); long data sent with SQLPutData and read back in pieces;
  * SQLGetDiagField and the ODBC 3 SQLSTATEs. Each check prints "ok" or
  * "not ok"; the exit status counts the failures.
  *
@@ -483,6 +484,53 @@ static void check_catalogue(void)
     done(stmt);
 }
 
+/* Descriptors through the driver manager, which wraps the driver's handles
+ * in its own: a column bound through the ARD, the IRD read, an explicit
+ * descriptor filled by SQLCopyDesc and set as the ARD, and the driver's
+ * own errors on a descriptor handle. */
+static void check_descriptors(void)
+{
+    SQLHSTMT stmt;
+    SQLAllocHandle(SQL_HANDLE_STMT, dbc, &stmt);
+    SQLHDESC ard = SQL_NULL_HDESC, ird = SQL_NULL_HDESC;
+    SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &ard, SQL_IS_POINTER, NULL);
+    SQLGetStmtAttr(stmt, SQL_ATTR_IMP_ROW_DESC, &ird, SQL_IS_POINTER, NULL);
+    check(ard != SQL_NULL_HDESC && ird != SQL_NULL_HDESC && ard != ird, "the ARD and IRD handles");
+    SQLINTEGER number = 0;
+    SQLLEN indicator = 0;
+    SQLRETURN rc = SQLSetDescField(ard, 1, SQL_DESC_TYPE, (SQLPOINTER)SQL_C_SLONG, 0);
+    rc |= SQLSetDescField(ard, 1, SQL_DESC_INDICATOR_PTR, &indicator, 0);
+    rc |= SQLSetDescField(ard, 1, SQL_DESC_OCTET_LENGTH_PTR, &indicator, 0);
+    rc |= SQLSetDescField(ard, 1, SQL_DESC_DATA_PTR, &number, 0);
+    check(rc == SQL_SUCCESS, "SQLSetDescField binds a column");
+    rc = SQLExecDirect(stmt, (SQLCHAR *)"SELECT 41 + 1 AS answer", SQL_NTS);
+    check(rc == SQL_SUCCESS && SQLFetch(stmt) == SQL_SUCCESS && number == 42 && indicator == 4,
+          "the column bound through the ARD is fetched");
+    SQLSMALLINT count = 0, type = 0;
+    SQLCHAR name[32] = "";
+    SQLGetDescField(ird, 0, SQL_DESC_COUNT, &count, SQL_IS_SMALLINT, NULL);
+    SQLGetDescField(ird, 1, SQL_DESC_CONCISE_TYPE, &type, SQL_IS_SMALLINT, NULL);
+    SQLGetDescField(ird, 1, SQL_DESC_NAME, name, sizeof name, NULL);
+    check(count == 1 && type == SQL_INTEGER && strcmp((char *)name, "answer") == 0, "the IRD describes the column");
+    rc = SQLSetDescField(ird, 1, SQL_DESC_TYPE, (SQLPOINTER)SQL_INTEGER, 0);
+    check(rc == SQL_ERROR && strcmp(state_of(SQL_HANDLE_DESC, ird), "HY016") == 0, "writing the IRD is HY016");
+    SQLCloseCursor(stmt);
+
+    SQLHDESC mine = SQL_NULL_HDESC;
+    check(SQLAllocHandle(SQL_HANDLE_DESC, dbc, &mine) == SQL_SUCCESS, "SQLAllocHandle of a descriptor");
+    check(SQLCopyDesc(ard, mine) == SQL_SUCCESS, "SQLCopyDesc from the ARD");
+    check(SQLSetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, mine, 0) == SQL_SUCCESS, "an explicit ARD set");
+    number = 0;
+    rc = SQLExecDirect(stmt, (SQLCHAR *)"SELECT 7", SQL_NTS);
+    check(rc == SQL_SUCCESS && SQLFetch(stmt) == SQL_SUCCESS && number == 7, "fetched through the explicit ARD");
+    SQLCloseCursor(stmt);
+    check(SQLFreeHandle(SQL_HANDLE_DESC, mine) == SQL_SUCCESS, "the explicit descriptor freed in use");
+    SQLHDESC now = SQL_NULL_HDESC;
+    SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &now, SQL_IS_POINTER, NULL);
+    check(now == ard, "the statement is back on its implicit ARD");
+    done(stmt);
+}
+
 int main(int argc, char **argv)
 {
     dsn = argc > 1 ? argv[1] : "kxeval";
@@ -502,6 +550,7 @@ int main(int argc, char **argv)
     check_numbers();
     check_info();
     check_descriptions();
+    check_descriptors();
     check_catalogue();
     check_long_data();
     check_native_sql();

@@ -534,3 +534,60 @@ TEST(Wide, CatalogueFunctionsTakeWideNames)
     EXPECT_EQ(SQLGetTypeInfoW(s.stmt, SQL_VARCHAR), SQL_SUCCESS);
     EXPECT_EQ(s.fetch_wide(), u"VARCHAR");
 }
+
+namespace {
+
+// A descriptor's diagnostics through SQLGetDiagRecW.
+Wide descriptor_state(SQLHDESC desc)
+{
+    return wide_diagnostic(SQL_HANDLE_DESC, desc).state;
+}
+
+}  // namespace
+
+TEST(Wide, DescriptorNamesInOctetsAndInCharacters)
+{
+    WideSession s;
+    ASSERT_EQ(s.exec(u"SELECT 1 AS \"a" + kClef + u"b\""), SQL_SUCCESS);
+    SQLHDESC ird = SQL_NULL_HDESC;
+    ASSERT_EQ(SQLGetStmtAttr(s.stmt, SQL_ATTR_IMP_ROW_DESC, &ird, 0, nullptr), SQL_SUCCESS);
+    // SQLGetDescFieldW counts octets: four units, eight octets
+    SQLINTEGER octets = 0;
+    Marked whole(8);
+    EXPECT_EQ(SQLGetDescFieldW(ird, 1, SQL_DESC_NAME, whole.get(), 10, &octets), SQL_SUCCESS);
+    EXPECT_EQ(whole.text(), u"a" + kClef + u"b");
+    EXPECT_EQ(octets, 8);
+    Marked cut(8);
+    EXPECT_EQ(SQLGetDescFieldW(ird, 1, SQL_DESC_NAME, cut.get(), 6, &octets), SQL_SUCCESS_WITH_INFO);
+    EXPECT_EQ(cut.text(), u"a");  // room for two units: the pair is not split
+    EXPECT_EQ(octets, 8);
+    EXPECT_EQ(descriptor_state(ird), u"01004");
+    // a number passes through
+    SQLLEN type = 0;
+    EXPECT_EQ(SQLGetDescFieldW(ird, 1, SQL_DESC_CONCISE_TYPE, &type, 0, nullptr), SQL_SUCCESS);
+    EXPECT_EQ(type, SQL_INTEGER);
+    // SQLGetDescRecW counts characters
+    SQLSMALLINT units = 0, sql_type = 0;
+    Marked name(8);
+    EXPECT_EQ(SQLGetDescRecW(ird, 1, name.get(), 8, &units, &sql_type, nullptr, nullptr, nullptr, nullptr,
+                             nullptr),
+              SQL_SUCCESS);
+    EXPECT_EQ(name.text(), u"a" + kClef + u"b");
+    EXPECT_EQ(units, 4);
+    EXPECT_EQ(sql_type, SQL_INTEGER);
+}
+
+TEST(Wide, ADescriptorNameSetInWideText)
+{
+    WideSession s;
+    SQLHDESC ipd = SQL_NULL_HDESC;
+    ASSERT_EQ(SQLGetStmtAttr(s.stmt, SQL_ATTR_IMP_PARAM_DESC, &ipd, 0, nullptr), SQL_SUCCESS);
+    Wide given = u"p" + kClef;
+    ASSERT_EQ(SQLSetDescFieldW(ipd, 1, SQL_DESC_NAME, w(given), static_cast<SQLINTEGER>(given.size() * 2)),
+              SQL_SUCCESS);
+    Marked back(8);
+    SQLINTEGER octets = 0;
+    ASSERT_EQ(SQLGetDescFieldW(ipd, 1, SQL_DESC_NAME, back.get(), 16, &octets), SQL_SUCCESS);
+    EXPECT_EQ(back.text(), given);
+    EXPECT_EQ(octets, 6);
+}
