@@ -660,6 +660,19 @@ inline bool is_ascii_letter(Octet c)
     return static_cast<unsigned>((c | 0x20) - 'a') < 26u;
 }
 
+// One octet of the code after the first letter: its digit is stored at
+// code[n] always and kept (n moves on) only when written, a digit that
+// differs from the last one; a vowel parts two digits, H, W and the rest do
+// not. Without a branch on the letters.
+inline void soundex_step(Octet c, char *code, uint32_t &n, uint32_t &last)
+{
+    uint32_t d = static_cast<uint8_t>(kSoundexDigits[c]);
+    uint32_t written = static_cast<uint32_t>(d - '1' < 6u) & static_cast<uint32_t>(d != last);
+    code[n] = static_cast<char>(d);
+    n += written;
+    last = d != 0 ? d : last;
+}
+
 // The four-character code of text into code[0..3]; false when the text has
 // no ASCII letter.
 bool american_soundex(const Octet *p, char *code)
@@ -668,24 +681,23 @@ bool american_soundex(const Octet *p, char *code)
         ++p;
     if (*p == 0)
         return false;
-    code[0] = static_cast<char>(*p & ~0x20);
-    char last = kSoundexDigits[*p];  // the first letter's digit counts as written
-    int n = 1;
-    for (++p; *p != 0 && n < 4; ++p) {
-        // Without a branch on the letters: a digit is stored always and
-        // kept only when written (a digit that differs from the last one);
-        // the place is written again or padded.
-        uint32_t d = static_cast<uint8_t>(kSoundexDigits[*p]);
-        uint32_t written = static_cast<uint32_t>(d - '1' < 6u) &
-                           static_cast<uint32_t>(d != static_cast<uint8_t>(last));
-        code[n] = static_cast<char>(d);
-        n += static_cast<int>(written);
-        // a vowel parts two digits, H, W and the rest do not
-        uint32_t keep = 0u - static_cast<uint32_t>(d != 0);
-        last = static_cast<char>((d & keep) | (static_cast<uint8_t>(last) & ~keep));
+    // room for a round that passes the fourth place and for the padding
+    char places[12];
+    places[0] = static_cast<char>(*p & ~0x20);
+    uint32_t last = static_cast<uint8_t>(kSoundexDigits[*p]);  // counts as written
+    uint32_t n = 1;
+    // two octets a round, the second read only after the first, which is no
+    // NUL; a round writes at most one place past the fourth
+    for (++p; n < 4; p += 2) {
+        if (p[0] == 0)
+            break;
+        soundex_step(p[0], places, n, last);
+        if (p[1] == 0)
+            break;
+        soundex_step(p[1], places, n, last);
     }
-    for (; n < 4; ++n)
-        code[n] = '0';
+    std::memcpy(places + n, "0000", 4);  // padded from the first free place
+    std::memcpy(code, places, 4);
     return true;
 }
 
