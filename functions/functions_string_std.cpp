@@ -747,12 +747,9 @@ Value *null_integer(EvalContext *context)
 
 // ---- arguments ----
 
-// A text argument as the family reads it: a VALUE_STRING in place, long
-// data as a copy (freed by release), any other type as the empty text.
-TextArg text_arg(EvalContext *context, Value *value)
+// text_arg for what is no VALUE_STRING with a text.
+TextArg other_text_arg(EvalContext *context, Value *value)
 {
-    if (value->type == VALUE_STRING && value->payload.text != nullptr)
-        return TextArg{value->payload.text, std::strlen(value->payload.text), false, value};
     if (kx::fn::is_long(value)) {
         TextArg text{};
         switch (kx::fn::try_read_long_text(context, value, &text)) {
@@ -767,13 +764,22 @@ TextArg text_arg(EvalContext *context, Value *value)
     return TextArg{const_cast<char *>(""), 0, false, nullptr};
 }
 
+// A text argument as the family reads it: a VALUE_STRING in place, long
+// data as a copy (freed by release), any other type as the empty text.
+inline TextArg text_arg(EvalContext *context, Value *value)
+{
+    if (value->type == VALUE_STRING && value->payload.text != nullptr)
+        return TextArg{value->payload.text, std::strlen(value->payload.text), false, value};
+    return other_text_arg(context, value);
+}
+
 // The same where the length is not needed: the text up to its NUL, without
 // measuring it (text.length is 0 for a VALUE_STRING).
 TextArg unmeasured_text_arg(EvalContext *context, Value *value)
 {
     if (value->type == VALUE_STRING && value->payload.text != nullptr)
         return TextArg{value->payload.text, 0, false, value};
-    return text_arg(context, value);
+    return other_text_arg(context, value);
 }
 
 void release(EvalContext *context, TextArg &text)
