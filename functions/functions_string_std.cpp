@@ -384,6 +384,28 @@ inline const Octet *skip_to_nul(const Octet *p, int64_t k)
     return p;
 }
 
+// Copies the first k characters of NUL-terminated text at p (fewer when it
+// ends) to out, which has room for four octets a character; the octets
+// copied.
+inline size_t copy_chars(const Octet *p, int64_t k, Octet *out)
+{
+    Octet *o = out;
+    for (; k > 0 && *p != 0; --k) {
+        Octet c = *p;
+        if (c < 0x80) {
+            *o++ = c;
+            ++p;
+            continue;
+        }
+        uint32_t n = char_octets(p);
+        for (uint32_t i = 0; i < n; ++i)
+            o[i] = p[i];
+        o += n;
+        p += n;
+    }
+    return static_cast<size_t>(o - out);
+}
+
 // The place k characters after p, or end when [p, end) has fewer; *passed,
 // when asked for, counts the characters passed over.
 const Octet *skip_chars(const Octet *p, const Octet *end, int64_t k, int64_t *passed = nullptr)
@@ -720,6 +742,28 @@ Value *copy_result(EvalContext *context, const Octet *from, const Octet *to)
     return result;
 }
 
+// The most characters a result is made for before the text is read: four
+// octets each stay within a short text record.
+constexpr int64_t kShortCount = 31;
+
+// A text result with room for count characters (at most kShortCount), made
+// before the text is read so that its making overlaps the text's fetch;
+// copy_chars_into fills it.
+Value *chars_result(EvalContext *context, int64_t count)
+{
+    return text_result(context, 4 * count);
+}
+
+// The first count characters at p into result, whose length becomes the
+// octets copied.
+void copy_chars_into(Value *result, const Octet *p, int64_t count)
+{
+    char *out = result->payload.text;
+    size_t n = copy_chars(p, count, reinterpret_cast<Octet *>(out));
+    out[n] = '\0';
+    result->length = static_cast<int32_t>(n);
+}
+
 Value *null_text(EvalContext *context)
 {
     Value *result = text_result(context, 0);
@@ -1009,7 +1053,13 @@ KX_SCALAR_FUNCTION(kxstd_func_left)
     if (count < 0)
         fail(context, kSubstringState, kSubstringMessage);
     TextArg text = unmeasured_text_arg(context, s);
-    Value *result = copy_result(context, begin(text), skip_to_nul(begin(text), count));
+    Value *result;
+    if (count <= kShortCount) {
+        result = chars_result(context, count);
+        copy_chars_into(result, begin(text), count);
+    } else {
+        result = copy_result(context, begin(text), skip_to_nul(begin(text), count));
+    }
     release(context, text);
     return result;
 }
@@ -1052,6 +1102,16 @@ KX_SCALAR_FUNCTION(kxstd_func_substring)
     TextArg text = unmeasured_text_arg(context, s);
     // the positions start to start + length - 1 that the text has
     int64_t first = start < 1 ? 1 : start;
+    if (has_length && length <= kShortCount) {
+        // start + length - first characters, held at 0 (past <= first)
+        int64_t count = start > 0 ? length : length + start - 1;
+        if (count < 0)
+            count = 0;
+        Value *result = chars_result(context, count);
+        copy_chars_into(result, skip_to_nul(begin(text), first - 1), count);
+        release(context, text);
+        return result;
+    }
     const Octet *from = skip_to_nul(begin(text), first - 1);
     const Octet *to;
     if (has_length) {
