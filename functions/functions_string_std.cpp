@@ -791,8 +791,9 @@ Value *null_integer(EvalContext *context)
 
 // ---- arguments ----
 
-// text_arg for what is no VALUE_STRING with a text.
-TextArg other_text_arg(EvalContext *context, Value *value)
+// text_arg for what is no VALUE_STRING with a text; out of line, so that
+// the common case stays small where it is read.
+[[gnu::noinline]] TextArg other_text_arg(EvalContext *context, Value *value)
 {
     if (kx::fn::is_long(value)) {
         TextArg text{};
@@ -810,7 +811,7 @@ TextArg other_text_arg(EvalContext *context, Value *value)
 
 // A text argument as the family reads it: a VALUE_STRING in place, long
 // data as a copy (freed by release), any other type as the empty text.
-inline TextArg text_arg(EvalContext *context, Value *value)
+[[gnu::always_inline]] inline TextArg text_arg(EvalContext *context, Value *value)
 {
     if (value->type == VALUE_STRING && value->payload.text != nullptr)
         return TextArg{value->payload.text, std::strlen(value->payload.text), false, value};
@@ -819,7 +820,7 @@ inline TextArg text_arg(EvalContext *context, Value *value)
 
 // The same where the length is not needed: the text up to its NUL, without
 // measuring it (text.length is 0 for a VALUE_STRING).
-TextArg unmeasured_text_arg(EvalContext *context, Value *value)
+[[gnu::always_inline]] inline TextArg unmeasured_text_arg(EvalContext *context, Value *value)
 {
     if (value->type == VALUE_STRING && value->payload.text != nullptr)
         return TextArg{value->payload.text, 0, false, value};
