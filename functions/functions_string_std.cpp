@@ -695,31 +695,33 @@ inline void soundex_step(Octet c, char *code, uint32_t &n, uint32_t &last)
     last = d != 0 ? d : last;
 }
 
-// The four-character code of text into code[0..3]; false when the text has
-// no ASCII letter.
+// The octets american_soundex may write: a round passes the fourth place
+// by one at most, and the padding takes four from the first free place.
+constexpr size_t kSoundexRoom = 9;
+
+// The four-character code of text into code[0..3], code having room for
+// kSoundexRoom octets (those after the fourth are left undefined); false
+// when the text has no ASCII letter.
 bool american_soundex(const Octet *p, char *code)
 {
     while (*p != 0 && !is_ascii_letter(*p))
         ++p;
     if (*p == 0)
         return false;
-    // room for a round that passes the fourth place and for the padding
-    char places[12];
-    places[0] = static_cast<char>(*p & ~0x20);
+    code[0] = static_cast<char>(*p & ~0x20);
     uint32_t last = static_cast<uint8_t>(kSoundexDigits[*p]);  // counts as written
     uint32_t n = 1;
     // two octets a round, the second read only after the first, which is no
-    // NUL; a round writes at most one place past the fourth
+    // NUL
     for (++p; n < 4; p += 2) {
         if (p[0] == 0)
             break;
-        soundex_step(p[0], places, n, last);
+        soundex_step(p[0], code, n, last);
         if (p[1] == 0)
             break;
-        soundex_step(p[1], places, n, last);
+        soundex_step(p[1], code, n, last);
     }
-    std::memcpy(places + n, "0000", 4);  // padded from the first free place
-    std::memcpy(code, places, 4);
+    std::memcpy(code + n, "0000", 4);  // padded from the first free place
     return true;
 }
 
@@ -1290,9 +1292,14 @@ KX_SCALAR_FUNCTION(kxstd_func_soundex)
     if (is_null(s))
         return null_text(context);
     TextArg text = unmeasured_text_arg(context, s);
-    Value *result = text_result(context, 4);
-    if (!american_soundex(begin(text), result->payload.text)) {
-        result->payload.text[0] = '\0';  // no letter, no code
+    // made with the room the code is written in, then cut to the code
+    Value *result = text_result(context, kSoundexRoom);
+    char *code = result->payload.text;
+    if (american_soundex(begin(text), code)) {
+        code[4] = '\0';
+        result->length = 4;
+    } else {
+        code[0] = '\0';  // no letter, no code
         result->length = 0;
         result->null_flag = -1;
     }
@@ -1311,8 +1318,8 @@ KX_SCALAR_FUNCTION(kxstd_func_difference)
         return null_integer(context);
     TextArg left = unmeasured_text_arg(context, a);
     TextArg right = unmeasured_text_arg(context, b);
-    char code_a[4];
-    char code_b[4];
+    char code_a[kSoundexRoom];
+    char code_b[kSoundexRoom];
     int32_t same = 0;
     if (american_soundex(begin(left), code_a) && american_soundex(begin(right), code_b))
         for (int i = 0; i < 4; ++i)
