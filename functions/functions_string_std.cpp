@@ -605,6 +605,14 @@ size_t map_case(const Octet *p, const Octet *end, Octet *out)
         w = ascii_case8<kUpper>(w);
         std::memcpy(out + i, &w, sizeof w);
     }
+    if (i < n && n >= 8) {
+        // the last eight octets again, those already mapped mapped the same
+        uint64_t w = load8(end - 8);
+        high |= w & kHighBits;
+        w = ascii_case8<kUpper>(w);
+        std::memcpy(out + n - 8, &w, sizeof w);
+        i = n;
+    }
     for (; i < n; ++i) {
         high |= p[i] & 0x80u;
         out[i] = ascii_case<kUpper>(p[i]);
