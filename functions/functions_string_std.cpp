@@ -161,6 +161,8 @@ inline uint32_t char_octets(const Octet *p)
     Octet c = p[0];
     if (c < 0x80)
         return 1;
+    if (c - 0xC2u < 0x1Eu)  // a two-octet lead, the most common, without the table
+        return is_continuation(p[1]) ? 2 : 1;
     const Lead lead = kLeads[c];
     if (lead.length == 1 || p[1] < lead.low || p[1] > lead.high)
         return 1;
