@@ -759,8 +759,8 @@ Value *copy_result(EvalContext *context, const Octet *from, const Octet *to)
 constexpr int64_t kShortCount = 31;
 
 // A text result with room for count characters (at most kShortCount), made
-// before the text is read so that its making overlaps the text's fetch;
-// copy_chars_into fills it.
+// before the text's octets are read so that its making overlaps their
+// fetch; copy_chars_into fills it.
 Value *chars_result(EvalContext *context, int64_t count)
 {
     return text_result(context, 4 * count);
@@ -1116,10 +1116,11 @@ KX_SCALAR_FUNCTION(kxstd_func_substring)
     // the positions start to start + length - 1 that the text has
     int64_t first = start < 1 ? 1 : start;
     if (has_length && length <= kShortCount) {
-        // start + length - first characters, held at 0 (past <= first)
-        int64_t count = start > 0 ? length : length + start - 1;
-        if (count < 0)
-            count = 0;
+        // the positions from first up to start + length - 1, if any (a
+        // start below 1 takes its count from them, without an overflow)
+        int64_t count = length;
+        if (start < 1)
+            count = start > -length ? start + length - 1 : 0;
         Value *result = chars_result(context, count);
         copy_chars_into(result, skip_to_nul(begin(text), first - 1), count);
         release(context, text);
