@@ -588,22 +588,37 @@ size_t map_case_walk(const Octet *p, const Octet *end, Octet *out)
     return static_cast<size_t>(o - out);
 }
 
+// One bit for each octet of w from C0 up, in the low eight bits, the first
+// octet's lowest: bit 7 of each such octet, gathered by one multiplication.
+inline uint64_t lead_places(uint64_t w)
+{
+    uint64_t flags = at_least(w & ~kHighBits, w & kHighBits, 0xC0);
+    return ((flags >> 7) * 0x0102040810204080ull) >> 56;
+}
+
 // The same, by words: the text is copied with its ASCII letters mapped
 // eight octets at a time (octets from 0x80 up left as they are), then each
 // character that begins with an octet from C0 up is mapped in place while
 // its mapping keeps its length (continuation octets and octets 80 to BF
 // that begin nothing stay as copied); from the first one whose mapping does
 // not keep it, the rest goes one character at a time. Characters are read
-// from the source, whose NUL ends every sequence.
+// from the source, whose NUL ends every sequence. A text of at most 64
+// octets has the places of its octets from C0 up gathered into one mask as
+// it is copied, so that they are then taken in one loop without reading the
+// text again; a longer one finds them word by word.
 template <bool kUpper>
 size_t map_case(const Octet *p, const Octet *end, Octet *out)
 {
     size_t n = static_cast<size_t>(end - p);
+    // bit i for an octet from C0 up at i (used when n <= 64; the shifts
+    // are kept below 64 for a longer text, whose mask is not used)
+    uint64_t leads = 0;
     uint64_t high = 0;
     size_t i = 0;
     for (; n - i >= 8; i += 8) {
         uint64_t w = load8(p + i);
         high |= w & kHighBits;
+        leads |= lead_places(w) << (i & 63);
         w = ascii_case8<kUpper>(w);
         std::memcpy(out + i, &w, sizeof w);
     }
@@ -611,40 +626,46 @@ size_t map_case(const Octet *p, const Octet *end, Octet *out)
         // the last eight octets again, those already mapped mapped the same
         uint64_t w = load8(end - 8);
         high |= w & kHighBits;
+        leads |= lead_places(w) << ((n - 8) & 63);
         w = ascii_case8<kUpper>(w);
         std::memcpy(out + n - 8, &w, sizeof w);
         i = n;
     }
     for (; i < n; ++i) {
         high |= p[i] & 0x80u;
+        leads |= uint64_t{p[i] >= 0xC0} << i;  // i < 8 here
         out[i] = ascii_case<kUpper>(p[i]);
     }
     if (high == 0)
         return n;
+    if (n <= 64) {
+        for (; leads != 0; leads &= leads - 1) {
+            size_t at = static_cast<size_t>(__builtin_ctzll(leads));
+            if (!map_in_place<kUpper>(p, out, at))
+                return at + map_case_walk<kUpper>(p + at, end, out + at);
+        }
+        return n;
+    }
     // the octets from C0 up begin the characters to map: each word's are
     // taken lowest first
     size_t base = 0;
     for (; n - base >= 8; base += 8) {
         uint64_t w = load8(p + base);
-        for (uint64_t leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0); leads != 0;
-             leads &= leads - 1) {
-            size_t at = base + static_cast<size_t>(__builtin_ctzll(leads)) / 8;
+        for (uint64_t word_leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0);
+             word_leads != 0; word_leads &= word_leads - 1) {
+            size_t at = base + static_cast<size_t>(__builtin_ctzll(word_leads)) / 8;
             if (!map_in_place<kUpper>(p, out, at))
                 return at + map_case_walk<kUpper>(p + at, end, out + at);
         }
     }
     if (base < n) {
-        // the last octets: a zeroed word, or the text's last eight with
-        // those already seen shifted out
+        // the last octets: the text's last eight with those already seen
+        // shifted out (it has more than 64)
         size_t rest = n - base;
-        uint64_t w = 0;
-        if (n >= 8)
-            w = load8(end - 8) >> (8 * (8 - rest));
-        else
-            std::memcpy(&w, p + base, rest);
-        for (uint64_t leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0); leads != 0;
-             leads &= leads - 1) {
-            size_t at = base + static_cast<size_t>(__builtin_ctzll(leads)) / 8;
+        uint64_t w = load8(end - 8) >> (8 * (8 - rest));
+        for (uint64_t word_leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0);
+             word_leads != 0; word_leads &= word_leads - 1) {
+            size_t at = base + static_cast<size_t>(__builtin_ctzll(word_leads)) / 8;
             if (!map_in_place<kUpper>(p, out, at))
                 return at + map_case_walk<kUpper>(p + at, end, out + at);
         }
