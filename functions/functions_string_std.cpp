@@ -713,17 +713,40 @@ inline bool is_ascii_letter(Octet c)
     return static_cast<unsigned>((c | 0x20) - 'a') < 26u;
 }
 
+// Which digit is written after which, the digits taken as numbers ('0' to
+// '6' as 0 to 6; a vowel's '0' and the 0 of a letter that has no digit
+// both count as 0): bit 8 * last + d is set when d is written after last,
+// a coded digit (1 to 6) that differs from the last one.
+constexpr uint64_t make_soundex_written()
+{
+    uint64_t bits = 0;
+    for (uint32_t last = 0; last < 8; ++last)
+        for (uint32_t d = 1; d <= 6; ++d)
+            if (d != last)
+                bits |= uint64_t{1} << (8 * last + d);
+    return bits;
+}
+
+constexpr uint64_t kSoundexWritten = make_soundex_written();
+
+// The number of a digit of kSoundexDigits: '0' to '6' give 0 to 6, and the
+// 0 of an octet passed over gives 0 too ('0' is a multiple of 8).
+inline uint32_t soundex_number(uint32_t digit)
+{
+    return (digit - '0') & 7;
+}
+
 // One octet of the code after the first letter: its digit is stored at
-// code[n] always and kept (n moves on) only when written, a digit that
-// differs from the last one; a vowel parts two digits, H, W and the rest do
-// not. Without a branch on the letters.
+// code[n] always and kept (n moves on) only when written; a vowel parts two
+// digits, H, W and the rest do not. last is the number of the last digit.
+// Without a branch on the letters.
 inline void soundex_step(Octet c, char *code, uint32_t &n, uint32_t &last)
 {
     uint32_t d = static_cast<uint8_t>(kSoundexDigits[c]);
-    uint32_t written = static_cast<uint32_t>(d - '1' < 6u) & static_cast<uint32_t>(d != last);
+    uint32_t number = soundex_number(d);
     code[n] = static_cast<char>(d);
-    n += written;
-    last = d != 0 ? d : last;
+    n += static_cast<uint32_t>(kSoundexWritten >> (8 * last + number)) & 1u;
+    last = d != 0 ? number : last;
 }
 
 // The octets american_soundex may write: a round passes the fourth place
@@ -740,7 +763,7 @@ bool american_soundex(const Octet *p, char *code)
     if (*p == 0)
         return false;
     code[0] = static_cast<char>(*p & ~0x20);
-    uint32_t last = static_cast<uint8_t>(kSoundexDigits[*p]);  // counts as written
+    uint32_t last = soundex_number(static_cast<uint8_t>(kSoundexDigits[*p]));  // counts as written
     uint32_t n = 1;
     // two octets a round, the second read only after the first, which is no
     // NUL
