@@ -714,9 +714,9 @@ inline bool is_ascii_letter(Octet c)
 }
 
 // Which digit is written after which, the digits taken as numbers ('0' to
-// '6' as 0 to 6; a vowel's '0' and the 0 of a letter that has no digit
-// both count as 0): bit 8 * last + d is set when d is written after last,
-// a coded digit (1 to 6) that differs from the last one.
+// '6' as 0 to 6; a vowel's '0' and the 0 of an octet passed over both count
+// as 0): bit 8 * last + d is set when d is written after last, a coded
+// digit (1 to 6) that differs from the last one.
 constexpr uint64_t make_soundex_written()
 {
     uint64_t bits = 0;
@@ -728,11 +728,15 @@ constexpr uint64_t make_soundex_written()
 }
 
 constexpr uint64_t kSoundexWritten = make_soundex_written();
+static_assert((kSoundexWritten >> (8 * 0 + 1) & 1) == 1 &&
+              (kSoundexWritten >> (8 * 2 + 2) & 1) == 0 &&
+              (kSoundexWritten >> (8 * 3 + 0) & 1) == 0);
 
 // The number of a digit of kSoundexDigits: '0' to '6' give 0 to 6, and the
 // 0 of an octet passed over gives 0 too ('0' is a multiple of 8).
 inline uint32_t soundex_number(uint32_t digit)
 {
+    static_assert('0' % 8 == 0);
     return (digit - '0') & 7;
 }
 
