@@ -753,9 +753,22 @@ inline void soundex_step(Octet c, char *code, uint32_t &n, uint32_t &last)
     last = d != 0 ? number : last;
 }
 
+// soundex_step for the four octets at p, each read only after the one
+// before it is seen to be no NUL; false at a NUL.
+inline bool soundex_round(const Octet *p, char *code, uint32_t &n, uint32_t &last)
+{
+#pragma GCC unroll 4
+    for (int i = 0; i < 4; ++i) {
+        if (p[i] == 0)
+            return false;
+        soundex_step(p[i], code, n, last);
+    }
+    return true;
+}
+
 // The octets american_soundex may write: a round passes the fourth place
-// by one at most, and the padding takes four from the first free place.
-constexpr size_t kSoundexRoom = 9;
+// by three at most, and the padding takes four from the first free place.
+constexpr size_t kSoundexRoom = 11;
 
 // The four-character code of text into code[0..3], code having room for
 // kSoundexRoom octets (those after the fourth are left undefined); false
@@ -769,15 +782,8 @@ bool american_soundex(const Octet *p, char *code)
     code[0] = static_cast<char>(*p & ~0x20);
     uint32_t last = soundex_number(static_cast<uint8_t>(kSoundexDigits[*p]));  // counts as written
     uint32_t n = 1;
-    // two octets a round, the second read only after the first, which is no
-    // NUL
-    for (++p; n < 4; p += 2) {
-        if (p[0] == 0)
-            break;
-        soundex_step(p[0], code, n, last);
-        if (p[1] == 0)
-            break;
-        soundex_step(p[1], code, n, last);
+    // the places are tested once a round of four octets
+    for (++p; n < 4 && soundex_round(p, code, n, last); p += 4) {
     }
     std::memcpy(code + n, "0000", 4);  // padded from the first free place
     return true;
