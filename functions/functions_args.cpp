@@ -15,6 +15,7 @@
 #include "functions/functions_internal.h"
 #include "kxsupp/memory.h"
 #include "kxsupp/values.h"
+#include "values/values_internal.h"
 
 namespace {
 
@@ -141,6 +142,27 @@ void clear_record(Value *value)
     value->inline_buffer = 1;
 }
 
+// What NewValue makes for a text of length octets, length + 1 below
+// kInlineTextRoom, already zeroed: its block straight from the cache and
+// every field stored once, where NewValue's own stores would be zeroed and
+// made again. Null when the block cannot be had.
+Value *short_text_record(MemHandle *handle, int32_t length)
+{
+    Value *value = static_cast<Value *>(
+        kx_mem_alloc_node(handle, sizeof(Value) + kx::kInlineTextRoom, NODE_VALUE_INLINE));
+    if (value == nullptr)
+        return nullptr;
+    static const Value zero{};
+    std::memcpy(value, &zero, sizeof(Value));
+    whole_record_stores();
+    value->kind = NODE_VALUE;
+    value->mem_handle = handle;
+    value->payload.text = reinterpret_cast<char *>(value + 1);
+    value->inline_buffer = 1;
+    value->length = length;
+    return value;
+}
+
 }  // namespace
 
 namespace kx::fn {
@@ -191,10 +213,16 @@ Value *null_result(EvalContext *context, int32_t type)
 
 Value *try_text_result(EvalContext *context, int32_t length)
 {
-    Value *value = NewValue(context->mem, length + 1);
+    Value *value;
+    if (length + 1 < kx::kInlineTextRoom) {
+        value = short_text_record(context->mem, length);
+    } else {
+        value = NewValue(context->mem, length + 1);
+        if (value != nullptr)
+            clear_record(value);
+    }
     if (value == nullptr)
         return nullptr;
-    clear_record(value);
     value->type = VALUE_STRING;
     value->length = length;
     value->payload.text[length] = '\0';

@@ -161,6 +161,8 @@ inline uint32_t char_octets(const Octet *p)
     Octet c = p[0];
     if (c < 0x80)
         return 1;
+    if (c - 0xC2u < 0x1Eu)  // a two-octet lead, the most common, without the table
+        return is_continuation(p[1]) ? 2 : 1;
     const Lead lead = kLeads[c];
     if (lead.length == 1 || p[1] < lead.low || p[1] > lead.high)
         return 1;
@@ -384,6 +386,28 @@ inline const Octet *skip_to_nul(const Octet *p, int64_t k)
     return p;
 }
 
+// Copies the first k characters of NUL-terminated text at p (fewer when it
+// ends) to out, which has room for four octets a character; the octets
+// copied.
+inline size_t copy_chars(const Octet *p, int64_t k, Octet *out)
+{
+    Octet *o = out;
+    for (; k > 0 && *p != 0; --k) {
+        Octet c = *p;
+        if (c < 0x80) {
+            *o++ = c;
+            ++p;
+            continue;
+        }
+        uint32_t n = char_octets(p);
+        for (uint32_t i = 0; i < n; ++i)
+            o[i] = p[i];
+        o += n;
+        p += n;
+    }
+    return static_cast<size_t>(o - out);
+}
+
 // The place k characters after p, or end when [p, end) has fewer; *passed,
 // when asked for, counts the characters passed over.
 const Octet *skip_chars(const Octet *p, const Octet *end, int64_t k, int64_t *passed = nullptr)
@@ -564,55 +588,84 @@ size_t map_case_walk(const Octet *p, const Octet *end, Octet *out)
     return static_cast<size_t>(o - out);
 }
 
+// One bit for each octet of w from C0 up, in the low eight bits, the first
+// octet's lowest: bit 7 of each such octet, gathered by one multiplication.
+inline uint64_t lead_places(uint64_t w)
+{
+    uint64_t flags = at_least(w & ~kHighBits, w & kHighBits, 0xC0);
+    return ((flags >> 7) * 0x0102040810204080ull) >> 56;
+}
+
 // The same, by words: the text is copied with its ASCII letters mapped
 // eight octets at a time (octets from 0x80 up left as they are), then each
 // character that begins with an octet from C0 up is mapped in place while
 // its mapping keeps its length (continuation octets and octets 80 to BF
 // that begin nothing stay as copied); from the first one whose mapping does
 // not keep it, the rest goes one character at a time. Characters are read
-// from the source, whose NUL ends every sequence.
+// from the source, whose NUL ends every sequence. A text of at most 64
+// octets has the places of its octets from C0 up gathered into one mask as
+// it is copied, so that they are then taken in one loop without reading the
+// text again; a longer one finds them word by word.
 template <bool kUpper>
 size_t map_case(const Octet *p, const Octet *end, Octet *out)
 {
     size_t n = static_cast<size_t>(end - p);
+    // bit i for an octet from C0 up at i (used when n <= 64; the shifts
+    // are kept below 64 for a longer text, whose mask is not used)
+    uint64_t leads = 0;
     uint64_t high = 0;
     size_t i = 0;
     for (; n - i >= 8; i += 8) {
         uint64_t w = load8(p + i);
         high |= w & kHighBits;
+        leads |= lead_places(w) << (i & 63);
         w = ascii_case8<kUpper>(w);
         std::memcpy(out + i, &w, sizeof w);
     }
+    if (i < n && n >= 8) {
+        // the last eight octets again, those already mapped mapped the same
+        uint64_t w = load8(end - 8);
+        high |= w & kHighBits;
+        leads |= lead_places(w) << ((n - 8) & 63);
+        w = ascii_case8<kUpper>(w);
+        std::memcpy(out + n - 8, &w, sizeof w);
+        i = n;
+    }
     for (; i < n; ++i) {
         high |= p[i] & 0x80u;
+        leads |= uint64_t{p[i] >= 0xC0} << i;  // i < 8 here
         out[i] = ascii_case<kUpper>(p[i]);
     }
     if (high == 0)
         return n;
+    if (n <= 64) {
+        for (; leads != 0; leads &= leads - 1) {
+            size_t at = static_cast<size_t>(__builtin_ctzll(leads));
+            if (!map_in_place<kUpper>(p, out, at))
+                return at + map_case_walk<kUpper>(p + at, end, out + at);
+        }
+        return n;
+    }
     // the octets from C0 up begin the characters to map: each word's are
     // taken lowest first
     size_t base = 0;
     for (; n - base >= 8; base += 8) {
         uint64_t w = load8(p + base);
-        for (uint64_t leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0); leads != 0;
-             leads &= leads - 1) {
-            size_t at = base + static_cast<size_t>(__builtin_ctzll(leads)) / 8;
+        for (uint64_t word_leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0);
+             word_leads != 0; word_leads &= word_leads - 1) {
+            size_t at = base + static_cast<size_t>(__builtin_ctzll(word_leads)) / 8;
             if (!map_in_place<kUpper>(p, out, at))
                 return at + map_case_walk<kUpper>(p + at, end, out + at);
         }
     }
     if (base < n) {
-        // the last octets: a zeroed word, or the text's last eight with
-        // those already seen shifted out
+        // the last octets: the text's last eight with those already seen
+        // shifted out (it has more than 64)
         size_t rest = n - base;
-        uint64_t w = 0;
-        if (n >= 8)
-            w = load8(end - 8) >> (8 * (8 - rest));
-        else
-            std::memcpy(&w, p + base, rest);
-        for (uint64_t leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0); leads != 0;
-             leads &= leads - 1) {
-            size_t at = base + static_cast<size_t>(__builtin_ctzll(leads)) / 8;
+        uint64_t w = load8(end - 8) >> (8 * (8 - rest));
+        for (uint64_t word_leads = at_least(w & ~kHighBits, w & kHighBits, 0xC0);
+             word_leads != 0; word_leads &= word_leads - 1) {
+            size_t at = base + static_cast<size_t>(__builtin_ctzll(word_leads)) / 8;
             if (!map_in_place<kUpper>(p, out, at))
                 return at + map_case_walk<kUpper>(p + at, end, out + at);
         }
@@ -660,8 +713,66 @@ inline bool is_ascii_letter(Octet c)
     return static_cast<unsigned>((c | 0x20) - 'a') < 26u;
 }
 
-// The four-character code of text into code[0..3]; false when the text has
-// no ASCII letter.
+// Which digit is written after which, the digits taken as numbers ('0' to
+// '6' as 0 to 6; a vowel's '0' and the 0 of an octet passed over both count
+// as 0): bit 8 * last + d is set when d is written after last, a coded
+// digit (1 to 6) that differs from the last one.
+constexpr uint64_t make_soundex_written()
+{
+    uint64_t bits = 0;
+    for (uint32_t last = 0; last < 8; ++last)
+        for (uint32_t d = 1; d <= 6; ++d)
+            if (d != last)
+                bits |= uint64_t{1} << (8 * last + d);
+    return bits;
+}
+
+constexpr uint64_t kSoundexWritten = make_soundex_written();
+static_assert((kSoundexWritten >> (8 * 0 + 1) & 1) == 1 &&
+              (kSoundexWritten >> (8 * 2 + 2) & 1) == 0 &&
+              (kSoundexWritten >> (8 * 3 + 0) & 1) == 0);
+
+// The number of a digit of kSoundexDigits: '0' to '6' give 0 to 6, and the
+// 0 of an octet passed over gives 0 too ('0' is a multiple of 8).
+inline uint32_t soundex_number(uint32_t digit)
+{
+    static_assert('0' % 8 == 0);
+    return (digit - '0') & 7;
+}
+
+// One octet of the code after the first letter: its digit is stored at
+// code[n] always and kept (n moves on) only when written; a vowel parts two
+// digits, H, W and the rest do not. last is the number of the last digit.
+// Without a branch on the letters.
+inline void soundex_step(Octet c, char *code, uint32_t &n, uint32_t &last)
+{
+    uint32_t d = static_cast<uint8_t>(kSoundexDigits[c]);
+    uint32_t number = soundex_number(d);
+    code[n] = static_cast<char>(d);
+    n += static_cast<uint32_t>(kSoundexWritten >> (8 * last + number)) & 1u;
+    last = d != 0 ? number : last;
+}
+
+// soundex_step for the four octets at p, each read only after the one
+// before it is seen to be no NUL; false at a NUL.
+inline bool soundex_round(const Octet *p, char *code, uint32_t &n, uint32_t &last)
+{
+#pragma GCC unroll 4
+    for (int i = 0; i < 4; ++i) {
+        if (p[i] == 0)
+            return false;
+        soundex_step(p[i], code, n, last);
+    }
+    return true;
+}
+
+// The octets american_soundex may write: a round passes the fourth place
+// by three at most, and the padding takes four from the first free place.
+constexpr size_t kSoundexRoom = 11;
+
+// The four-character code of text into code[0..3], code having room for
+// kSoundexRoom octets (those after the fourth are left undefined); false
+// when the text has no ASCII letter.
 bool american_soundex(const Octet *p, char *code)
 {
     while (*p != 0 && !is_ascii_letter(*p))
@@ -669,23 +780,12 @@ bool american_soundex(const Octet *p, char *code)
     if (*p == 0)
         return false;
     code[0] = static_cast<char>(*p & ~0x20);
-    char last = kSoundexDigits[*p];  // the first letter's digit counts as written
-    int n = 1;
-    for (++p; *p != 0 && n < 4; ++p) {
-        // Without a branch on the letters: a digit is stored always and
-        // kept only when written (a digit that differs from the last one);
-        // the place is written again or padded.
-        uint32_t d = static_cast<uint8_t>(kSoundexDigits[*p]);
-        uint32_t written = static_cast<uint32_t>(d - '1' < 6u) &
-                           static_cast<uint32_t>(d != static_cast<uint8_t>(last));
-        code[n] = static_cast<char>(d);
-        n += static_cast<int>(written);
-        // a vowel parts two digits, H, W and the rest do not
-        uint32_t keep = 0u - static_cast<uint32_t>(d != 0);
-        last = static_cast<char>((d & keep) | (static_cast<uint8_t>(last) & ~keep));
+    uint32_t last = soundex_number(static_cast<uint8_t>(kSoundexDigits[*p]));  // counts as written
+    uint32_t n = 1;
+    // the places are tested once a round of four octets
+    for (++p; n < 4 && soundex_round(p, code, n, last); p += 4) {
     }
-    for (; n < 4; ++n)
-        code[n] = '0';
+    std::memcpy(code + n, "0000", 4);  // padded from the first free place
     return true;
 }
 
@@ -706,6 +806,28 @@ Value *copy_result(EvalContext *context, const Octet *from, const Octet *to)
     Value *result = text_result(context, to - from);
     std::memcpy(result->payload.text, from, static_cast<size_t>(to - from));
     return result;
+}
+
+// The most characters a result is made for before the text is read: four
+// octets each stay within a short text record.
+constexpr int64_t kShortCount = 31;
+
+// A text result with room for count characters (at most kShortCount), made
+// before the text's octets are read so that its making overlaps their
+// fetch; copy_chars_into fills it.
+Value *chars_result(EvalContext *context, int64_t count)
+{
+    return text_result(context, 4 * count);
+}
+
+// The first count characters at p into result, whose length becomes the
+// octets copied.
+void copy_chars_into(Value *result, const Octet *p, int64_t count)
+{
+    char *out = result->payload.text;
+    size_t n = copy_chars(p, count, reinterpret_cast<Octet *>(out));
+    out[n] = '\0';
+    result->length = static_cast<int32_t>(n);
 }
 
 Value *null_text(EvalContext *context)
@@ -735,12 +857,10 @@ Value *null_integer(EvalContext *context)
 
 // ---- arguments ----
 
-// A text argument as the family reads it: a VALUE_STRING in place, long
-// data as a copy (freed by release), any other type as the empty text.
-TextArg text_arg(EvalContext *context, Value *value)
+// text_arg for what is no VALUE_STRING with a text; out of line, so that
+// the common case stays small where it is read.
+[[gnu::noinline]] TextArg other_text_arg(EvalContext *context, Value *value)
 {
-    if (value->type == VALUE_STRING && value->payload.text != nullptr)
-        return TextArg{value->payload.text, std::strlen(value->payload.text), false, value};
     if (kx::fn::is_long(value)) {
         TextArg text{};
         switch (kx::fn::try_read_long_text(context, value, &text)) {
@@ -755,13 +875,22 @@ TextArg text_arg(EvalContext *context, Value *value)
     return TextArg{const_cast<char *>(""), 0, false, nullptr};
 }
 
+// A text argument as the family reads it: a VALUE_STRING in place, long
+// data as a copy (freed by release), any other type as the empty text.
+[[gnu::always_inline]] inline TextArg text_arg(EvalContext *context, Value *value)
+{
+    if (value->type == VALUE_STRING && value->payload.text != nullptr)
+        return TextArg{value->payload.text, std::strlen(value->payload.text), false, value};
+    return other_text_arg(context, value);
+}
+
 // The same where the length is not needed: the text up to its NUL, without
 // measuring it (text.length is 0 for a VALUE_STRING).
-TextArg unmeasured_text_arg(EvalContext *context, Value *value)
+[[gnu::always_inline]] inline TextArg unmeasured_text_arg(EvalContext *context, Value *value)
 {
     if (value->type == VALUE_STRING && value->payload.text != nullptr)
         return TextArg{value->payload.text, 0, false, value};
-    return text_arg(context, value);
+    return other_text_arg(context, value);
 }
 
 void release(EvalContext *context, TextArg &text)
@@ -991,7 +1120,13 @@ KX_SCALAR_FUNCTION(kxstd_func_left)
     if (count < 0)
         fail(context, kSubstringState, kSubstringMessage);
     TextArg text = unmeasured_text_arg(context, s);
-    Value *result = copy_result(context, begin(text), skip_to_nul(begin(text), count));
+    Value *result;
+    if (count <= kShortCount) {
+        result = chars_result(context, count);
+        copy_chars_into(result, begin(text), count);
+    } else {
+        result = copy_result(context, begin(text), skip_to_nul(begin(text), count));
+    }
     release(context, text);
     return result;
 }
@@ -1034,6 +1169,17 @@ KX_SCALAR_FUNCTION(kxstd_func_substring)
     TextArg text = unmeasured_text_arg(context, s);
     // the positions start to start + length - 1 that the text has
     int64_t first = start < 1 ? 1 : start;
+    if (has_length && length <= kShortCount) {
+        // the positions from first up to start + length - 1, if any (a
+        // start below 1 takes its count from them, without an overflow)
+        int64_t count = length;
+        if (start < 1)
+            count = start > -length ? start + length - 1 : 0;
+        Value *result = chars_result(context, count);
+        copy_chars_into(result, skip_to_nul(begin(text), first - 1), count);
+        release(context, text);
+        return result;
+    }
     const Octet *from = skip_to_nul(begin(text), first - 1);
     const Octet *to;
     if (has_length) {
@@ -1211,9 +1357,14 @@ KX_SCALAR_FUNCTION(kxstd_func_soundex)
     if (is_null(s))
         return null_text(context);
     TextArg text = unmeasured_text_arg(context, s);
-    Value *result = text_result(context, 4);
-    if (!american_soundex(begin(text), result->payload.text)) {
-        result->payload.text[0] = '\0';  // no letter, no code
+    // made with the room the code is written in, then cut to the code
+    Value *result = text_result(context, kSoundexRoom);
+    char *code = result->payload.text;
+    if (american_soundex(begin(text), code)) {
+        code[4] = '\0';
+        result->length = 4;
+    } else {
+        code[0] = '\0';  // no letter, no code
         result->length = 0;
         result->null_flag = -1;
     }
@@ -1232,8 +1383,8 @@ KX_SCALAR_FUNCTION(kxstd_func_difference)
         return null_integer(context);
     TextArg left = unmeasured_text_arg(context, a);
     TextArg right = unmeasured_text_arg(context, b);
-    char code_a[4];
-    char code_b[4];
+    char code_a[kSoundexRoom];
+    char code_b[kSoundexRoom];
     int32_t same = 0;
     if (american_soundex(begin(left), code_a) && american_soundex(begin(right), code_b))
         for (int i = 0; i < 4; ++i)

@@ -14,11 +14,11 @@
 
 #include "kxsupp/memory.h"
 #include "kxsupp/values.h"
+#include "values/values_internal.h"
 
 namespace {
 
-// Octets of inline text room in a block of kind NODE_VALUE_INLINE.
-constexpr int32_t kInlineTextRoom = 128;
+using kx::kInlineTextRoom;
 
 // Word positions of a parse node, counted from 1 as the node layouts are:
 // word 1 is the kind, word N (N >= 2) is field[N - 2].

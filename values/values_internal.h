@@ -9,6 +9,10 @@
 
 namespace kx {
 
+// Octets of inline text room in a block of kind NODE_VALUE_INLINE: NewValue
+// gives every text shorter than this (terminator included) such a block.
+inline constexpr int32_t kInlineTextRoom = 128;
+
 // A double truncated toward zero into 32 bits: beyond the range it
 // saturates at INT32_MAX / INT32_MIN, and NaN gives INT32_MIN.
 int32_t double_to_int32(double d);
