@@ -5,6 +5,7 @@
 // memory running out.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -192,3 +193,51 @@ TEST(StdMakeNumericAlloc, MemoryRunningOutGivesNullAndTheStatus)
 }
 
 }  // namespace
+
+// Every literal of up to 25 digits on each side of the point, read both by
+// kxstd_make_numeric and by the general decimal reading of
+// kxstd_text_to_numeric: the same magnitude, sign and scale, whichever way
+// the literal was read (literals of up to 19 digits are read in 64 bits).
+TEST_F(StdMakeNumeric, EveryLengthReadsAsTheGeneralReadingDoes)
+{
+    uint64_t seed = 20041;
+    auto next_digit = [&seed] {
+        seed = seed * 6364136223846793005u + 1442695040888963407u;
+        return static_cast<char>('0' + (seed >> 33) % 10);
+    };
+    for (int integer_length = 0; integer_length <= 25; ++integer_length) {
+        for (int fraction_length = 0; fraction_length <= 25; ++fraction_length) {
+            if (integer_length + fraction_length == 0 || integer_length + fraction_length > 38)
+                continue;
+            for (int round = 0; round < 8; ++round) {
+                std::string integer, fraction;
+                for (int k = 0; k < integer_length; ++k)
+                    integer += round == 0 ? '9' : round == 1 ? '0' : next_digit();
+                for (int k = 0; k < fraction_length; ++k)
+                    fraction += round == 0 ? '9' : round == 1 ? '0' : next_digit();
+                std::string text = integer + "." + fraction;
+                SCOPED_TRACE(text);
+                int32_t status = -1;
+                Value *v = kxstd_make_numeric(integer.c_str(), fraction.c_str(), handle, &status);
+                ASSERT_EQ(status, KXSTD_OK);
+                ASSERT_NE(v, nullptr);
+                NumericStruct expected{};
+                ASSERT_EQ(kxstd_text_to_numeric(text.c_str(), &expected), KXSTD_OK);
+                EXPECT_EQ(v->payload.numeric.scale, expected.scale);
+                EXPECT_EQ(v->payload.numeric.sign, expected.sign);
+                EXPECT_EQ(std::memcmp(v->payload.numeric.val, expected.val, sizeof expected.val), 0);
+                int written = integer_length + fraction_length;
+                EXPECT_EQ(v->attr[0], std::max(std::min(written, 38), static_cast<int>(expected.scale)));
+                EXPECT_EQ(v->attr[1], expected.scale);
+            }
+        }
+    }
+    // a letter anywhere in the first twenty digits is no literal either way
+    int32_t status = 0;
+    EXPECT_EQ(kxstd_make_numeric("12a", "5", handle, &status), nullptr);
+    EXPECT_EQ(status, KXSTD_INVALID_NUMBER);
+    EXPECT_EQ(kxstd_make_numeric("12", "5x", handle, &status), nullptr);
+    EXPECT_EQ(status, KXSTD_INVALID_NUMBER);
+    EXPECT_EQ(kxstd_make_numeric("12345678901234567890", "x", handle, &status), nullptr);
+    EXPECT_EQ(status, KXSTD_INVALID_NUMBER);
+}
