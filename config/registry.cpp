@@ -622,38 +622,7 @@ Lookup cached_lookup(const char *path, Brackets brackets, const char *section,
 
 /* ---- writing ---- */
 
-// A growing output text.
-struct Text {
-    char *data = nullptr;
-    size_t length = 0;
-    size_t capacity = 0;
-    bool failed = false;
-};
-
-void append(Text *text, const char *piece, size_t n)
-{
-    if (text->failed)
-        return;
-    if (text->length + n + 1 > text->capacity) {
-        size_t capacity = text->capacity == 0 ? 4096 : text->capacity;
-        while (text->length + n + 1 > capacity)
-            capacity *= 2;
-        char *bigger = static_cast<char *>(std::realloc(text->data, capacity));
-        if (bigger == nullptr) {
-            text->failed = true;
-            return;
-        }
-        text->data = bigger;
-        text->capacity = capacity;
-    }
-    std::memcpy(text->data + text->length, piece, n);
-    text->length += n;
-}
-
-void append_str(Text *text, const char *piece)
-{
-    append(text, piece, std::strlen(piece));
-}
+using Text = kx::ProfileText;
 
 // "key = value" and the line ending(s).
 void append_setting(Text *text, const char *key, const char *value,

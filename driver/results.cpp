@@ -258,15 +258,18 @@ SQLRETURN scroll(Statement *stmt, SQLSMALLINT orientation, SQLLEN offset)
     case SQL_FETCH_RELATIVE:
         if ((before && offset <= 0) || (after && offset >= 0))
             return no_rowset(stmt, r, before ? -1 : n);
-        start = (before ? -1 : after ? n : current) + offset;
-        if (start < 0 && -start > size)
+        // an offset past the 64-bit range lands before the first row or
+        // after the last, as any offset that far does
+        if (__builtin_add_overflow(before ? -1 : after ? n : current, offset, &start))
+            return no_rowset(stmt, r, offset < 0 ? -1 : n);
+        if (start < -size)
             return no_rowset(stmt, r, -1);
         clipped = start < 0;
         break;
     case SQL_FETCH_ABSOLUTE:
         if (offset == 0)
             return no_rowset(stmt, r, -1);
-        if (offset < 0 && -offset > n && -offset > size)
+        if (offset < -n && offset < -size)
             return no_rowset(stmt, r, -1);
         start = offset > 0 ? offset - 1 : std::max<int64_t>(n + offset, 0);
         break;

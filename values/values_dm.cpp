@@ -14,6 +14,7 @@
 
 #include "kxsupp/arith.h"
 #include "kxsupp/values.h"
+#include "values/values_internal.h"
 
 static_assert(offsetof(DmBuffer, length) == 0);
 static_assert(offsetof(DmBuffer, data_length) == 4);
@@ -61,35 +62,6 @@ void write_header(DmBuffer *dm, int32_t length, int32_t data_length)
     unsigned char *base = reinterpret_cast<unsigned char *>(dm);
     std::memcpy(base, &length, 4);
     std::memcpy(base + 4, &data_length, 4);
-}
-
-// The fixed payload size of a Value type in a dm buffer; -1 for the
-// variable-length types (string, binary), 0 for types without a dm form.
-int32_t fixed_size(int32_t type)
-{
-    switch (type) {
-    case VALUE_INTEGER:
-    case VALUE_BIT:
-        return 4;
-    case VALUE_DOUBLE:
-    case VALUE_BIGINT:
-        return 8;
-    case VALUE_DATE:
-    case VALUE_TIME:
-        return 6;
-    case VALUE_TIMESTAMP:
-        return 16;
-    case VALUE_NUMERIC:
-        return 19;
-    case VALUE_INTERVAL_YM:
-    case VALUE_INTERVAL_DS:
-        return 28;
-    case VALUE_STRING:
-    case VALUE_BINARY:
-        return -1;
-    default:
-        return 0;
-    }
 }
 
 template <typename T>
@@ -153,7 +125,7 @@ KX_API void value_to_dm(DmBuffer *dm, const Value *value)
         return;
     }
     unsigned char *out = payload_of(dm);
-    int32_t size = fixed_size(value->type);
+    int32_t size = kx::dm_payload_size(value->type);
     if (size > 0) {
         std::memcpy(out, value->payload.raw, static_cast<size_t>(size));
         write_header(dm, size, 0);
@@ -212,7 +184,7 @@ KX_API void dm_to_value(const DmBuffer *dm, Value *value)
             std::memcpy(value->payload.bytes, in, static_cast<size_t>(length));
         return;
     default: {
-        int32_t size = fixed_size(value->type);
+        int32_t size = kx::dm_payload_size(value->type);
         if (size > 0)
             std::memcpy(value->payload.raw, in, static_cast<size_t>(size));
         return;
@@ -265,7 +237,7 @@ KX_API int32_t get_length_from_dm(const DmBuffer *dm, const Value *value)
     int32_t length = read_length(dm);
     if (length < 0)
         return 0;
-    int32_t size = fixed_size(value->type);
+    int32_t size = kx::dm_payload_size(value->type);
     return size < 0 ? length : size;
 }
 

@@ -13,6 +13,37 @@ namespace kx {
 // gives every text shorter than this (terminator included) such a block.
 inline constexpr int32_t kInlineTextRoom = 128;
 
+// The payload octets of a value type in a dm row buffer: fixed for the
+// scalar types, -1 for the variable-length ones (string, binary), 0 for
+// types without a dm form. Shared by the family's dm routines and the
+// standard family's.
+constexpr int32_t dm_payload_size(int32_t type)
+{
+    switch (type) {
+    case VALUE_INTEGER:
+    case VALUE_BIT:
+        return 4;
+    case VALUE_DOUBLE:
+    case VALUE_BIGINT:
+        return 8;
+    case VALUE_DATE:
+    case VALUE_TIME:
+        return 6;
+    case VALUE_TIMESTAMP:
+        return 16;
+    case VALUE_NUMERIC:
+        return 19;
+    case VALUE_INTERVAL_YM:
+    case VALUE_INTERVAL_DS:
+        return 28;
+    case VALUE_STRING:
+    case VALUE_BINARY:
+        return -1;
+    default:
+        return 0;
+    }
+}
+
 // A double truncated toward zero into 32 bits: beyond the range it
 // saturates at INT32_MAX / INT32_MIN, and NaN gives INT32_MIN.
 int32_t double_to_int32(double d);

@@ -19,6 +19,7 @@
 #include "kxsupp/memory.h"
 #include "kxsupp/standard.h"
 #include "kxsupp/values.h"
+#include "values/values_internal.h"
 
 namespace {
 
@@ -47,35 +48,6 @@ int32_t read_word(const DmBuffer *dm, size_t offset)
 const unsigned char *payload_of(const DmBuffer *dm)
 {
     return reinterpret_cast<const unsigned char *>(dm) + 12;
-}
-
-// The payload octets a value type needs in a dm buffer; -1 for the
-// variable-length types, 0 for types without a payload.
-int32_t payload_size(int32_t type)
-{
-    switch (type) {
-    case VALUE_INTEGER:
-    case VALUE_BIT:
-        return 4;
-    case VALUE_DOUBLE:
-    case VALUE_BIGINT:
-        return 8;
-    case VALUE_DATE:
-    case VALUE_TIME:
-        return 6;
-    case VALUE_TIMESTAMP:
-        return 16;
-    case VALUE_NUMERIC:
-        return 19;
-    case VALUE_INTERVAL_YM:
-    case VALUE_INTERVAL_DS:
-        return 28;
-    case VALUE_STRING:
-    case VALUE_BINARY:
-        return -1;
-    default:
-        return 0;
-    }
 }
 
 // A terminated copy of a text, in mem when there is one (so that an error
@@ -116,7 +88,7 @@ int32_t view_of(const DmBuffer *dm, bool terminate, MemHandle *mem, Value *out, 
     }
     int32_t length = read_word(dm, 0);
     out->type = read_word(dm, 8);
-    int32_t size = payload_size(out->type);
+    int32_t size = kx::dm_payload_size(out->type);
     if (size > 0) {
         if (length < size)
             return KXSTD_INVALID_LENGTH;

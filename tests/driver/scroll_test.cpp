@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,14 @@ TEST_F(ScrollTest, EveryOrientation)
     EXPECT_EQ(scroll(SQL_FETCH_ABSOLUTE, -20), "no data");
     EXPECT_EQ(scroll(SQL_FETCH_ABSOLUTE, -11), "no data");
     EXPECT_EQ(scroll(SQL_FETCH_BOOKMARK), "error HY106");
+    // offsets at the ends of the 64-bit range
+    EXPECT_EQ(scroll(SQL_FETCH_FIRST), "1,2,3");
+    EXPECT_EQ(scroll(SQL_FETCH_RELATIVE, INT64_MAX), "no data");
+    EXPECT_EQ(scroll(SQL_FETCH_RELATIVE, INT64_MIN), "no data");
+    EXPECT_EQ(scroll(SQL_FETCH_ABSOLUTE, INT64_MIN), "no data");
+    EXPECT_EQ(scroll(SQL_FETCH_ABSOLUTE, INT64_MAX), "no data");
+    EXPECT_EQ(scroll(SQL_FETCH_LAST), "8,9,10");
+    EXPECT_EQ(scroll(SQL_FETCH_RELATIVE, INT64_MAX), "no data");
 }
 
 TEST_F(ScrollTest, TheRowNumberIsTheRowsetsFirst)
