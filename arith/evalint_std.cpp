@@ -324,6 +324,22 @@ bool shift_months(TimestampStruct *t, int64_t months)
     return true;
 }
 
+// Whole days that keep a real date within its month: the day field moves
+// and nothing else does, which is what the instant's arithmetic would give
+// (the common step of a day at a time, without a trip through the day
+// count). False, with t untouched, for any other shift.
+inline bool moves_within_month(TimestampStruct *t, int64_t seconds)
+{
+    if (seconds % kSecondsPerDay != 0 || seconds < -31 * kSecondsPerDay ||
+        seconds > 31 * kSecondsPerDay)
+        return false;
+    int64_t day = t->day + seconds / kSecondsPerDay;
+    if (day < 1 || day > days_in_month(t->year, t->month))
+        return false;
+    t->day = static_cast<uint16_t>(day);
+    return true;
+}
+
 // ---- numbers ----
 
 // A number as an exact ratio numerator / denominator, or as a long double
@@ -828,7 +844,9 @@ KX_API int32_t kxstd_timestamp_add(Value *result, const Value *source, int64_t m
         return status;
     if (months != 0 && !shift_months(&t, months))
         return KXSTD_DATETIME_OVERFLOW;
-    if (seconds != 0 || nanoseconds != 0) {
+    if (type != VALUE_TIME && nanoseconds == 0 && moves_within_month(&t, seconds)) {
+        // the day field moved and nothing else did
+    } else if (seconds != 0 || nanoseconds != 0) {
         Instant start = instant_of(t);   // a time's is on day 0
         Instant end = shifted(start, seconds, nanoseconds);
         if (type == VALUE_TIME)

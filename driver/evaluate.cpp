@@ -584,14 +584,18 @@ List *list_of(ParseNode *list_node)
 
 // ---- arithmetic ----
 
+// An operation's own BIGINT result turned into an INTEGER in place; 22003
+// when it does not fit 32 bits.
 Value *narrow_integer(Evaluation *e, Value *big)
 {
     int64_t v = get_bigint_from_value(big);
     if (v < INT32_MIN || v > INT32_MAX)
         evaluation_error(e, "22003", "Numeric value out of range");
-    Value *i = new_value(e, VALUE_INTEGER);
-    i->payload.integer = static_cast<int32_t>(v);
-    return i;
+    if (big->null_flag != 0)
+        return big;
+    big->type = VALUE_INTEGER;
+    big->payload.integer = static_cast<int32_t>(v);
+    return big;
 }
 
 // + - * / of two non-NULL operands, by the library's standard operators:
@@ -1247,7 +1251,7 @@ Value *scalar_function(Evaluation *e, ParseNode *node)
 {
     const FunctionEntry *entry = reinterpret_cast<const FunctionEntry *>(node->field[kFunctionEntry]);
     int32_t id = static_cast<int32_t>(node->field[0]);
-    Value *argv[11] = {};
+    Value *argv[11];  // the first argc are set; zeroing all costs more than a call
     int32_t argc = 0;
     if (id < 0 && id >= -6) {
         // the SQL-92 forms keep their operands in fields 3 to 5
@@ -1380,7 +1384,9 @@ Value *evaluate_node(Evaluation *e, ParseNode *node)
         return last;
     }
     case KX_NODE_IDENTIFIER:
-        return private_copy(e, reinterpret_cast<Value *>(node->field[kKeywordValue]));
+        // a keyword argument (SQL_TSI_DAY) goes only to the functions that
+        // read it by name, so the leaf itself is handed over, uncopied
+        return reinterpret_cast<Value *>(node->field[kKeywordValue]);
     default:
         evaluation_error(e, "HYC00", "Optional feature not implemented");
     }

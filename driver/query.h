@@ -142,6 +142,20 @@ struct Evaluation {
     unsigned steps;               // chain links since the last time-out check
 };
 
+// Where SERIES stands: its first number, the date of its first row, and
+// the date of the row made last, from which the next row's date is one
+// day's step. A streamed result writes each row's number and date into the
+// two values it keeps (the previous row's values are dead by then); a held
+// one makes new values for every row.
+struct SeriesCursor {
+    int64_t first = 0;
+    Value *start = nullptr;          // the date of the first row, or null
+    int64_t dated = -1;              // the position whose date `date` holds
+    Value date{};
+    Value *number_value = nullptr;   // the streamed row's number and date
+    Value *date_value = nullptr;
+};
+
 // A result set: either rows held in full (catalogue results, sorted
 // queries, static cursors) or rows produced one at a time by the query's
 // evaluator.
@@ -168,8 +182,7 @@ struct ResultSet {
     std::vector<Value *> source_row;
     std::vector<Value *> sort_keys;
     std::vector<ParseNode *> chain_links;      // Evaluation::chain_base's room
-    int64_t series_first = 0;
-    Value *series_start = nullptr;             // the date of SERIES' first row
+    SeriesCursor series;                       // SERIES' numbers and dates
     int64_t source_size = 0;                   // rows of the row source
     int getdata_column = -1;
     std::string getdata_data;                  // the column's octets, once

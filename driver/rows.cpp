@@ -1012,13 +1012,50 @@ void describe_parameters(Statement *stmt, Query &query, std::vector<TypeInfo> &t
 
 namespace {
 
+// The number and date of SERIES' row at position into source: the date a
+// day after the last one made when the rows come in order, else counted
+// from the first row's.
+void series_row(Evaluation *e, Query *q, int64_t position, SeriesCursor *series, Value **source)
+{
+    int64_t n = series->first + position;
+    Value *v = series->number_value;
+    if (v == nullptr && (v = make_value(e->context.mem, VALUE_INTEGER)) == nullptr)
+        evaluation_error(e, "HY001", "Memory allocation error");
+    if (q->source_types[0].value_type == VALUE_BIGINT) {
+        v->type = VALUE_BIGINT;
+        v->payload.bigint.high = static_cast<int32_t>(n >> 32);
+        v->payload.bigint.low = static_cast<uint32_t>(n);
+    } else {
+        v->type = VALUE_INTEGER;
+        v->payload.integer = static_cast<int32_t>(n);
+    }
+    source[0] = v;
+    if (series->start == nullptr)
+        return;
+    // the date column stays within the years 1 to 9999
+    constexpr int64_t kDaysOfTheCalendar = 3652059;
+    if (position > kDaysOfTheCalendar)
+        evaluation_error(e, "22008", "Datetime field overflow");
+    Value *d = series->date_value;
+    if (d == nullptr && (d = make_value(e->context.mem, VALUE_DATE)) == nullptr)
+        evaluation_error(e, "HY001", "Memory allocation error");
+    bool next = series->dated >= 0 && position == series->dated + 1;
+    int32_t status = next ? kxstd_timestamp_add(d, &series->date, 0, 86400, 0)
+                          : kxstd_timestamp_add(d, series->start, 0, position * 86400, 0);
+    if (status != KXSTD_OK)
+        evaluation_error(e, "22008", "Datetime field overflow");
+    series->date = *d;
+    series->dated = position;
+    source[1] = d;
+}
+
 // Evaluates the source row at position, the WHERE condition and the select
 // items (and sort keys) into out; 1 when the row qualifies, 0 when WHERE
 // rejects it, -1 after an error was posted. The exit point is armed here:
 // the frames between this one and the jump hold no objects with
 // destructors.
-int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first,
-                Value *series_start, Value **source, Value **out, Value **keys)
+int produce_row(Evaluation *e, Query *q, int64_t position, SeriesCursor *series, Value **source,
+                Value **out, Value **keys)
 {
     if (setjmp(e->context.exit) != 0)
         return -1;
@@ -1030,30 +1067,7 @@ int produce_row(Evaluation *e, Query *q, int64_t position, int64_t series_first,
         for (size_t c = 0; c < width; ++c)
             source[c] = evaluate(e, row[c]);
     } else if (q->source == Query::Source::kSeries) {
-        int64_t n = series_first + position;
-        Value *v = make_value(e->context.mem, VALUE_INTEGER);
-        if (v == nullptr)
-            evaluation_error(e, "HY001", "Memory allocation error");
-        if (q->source_types[0].value_type == VALUE_BIGINT) {
-            v->type = VALUE_BIGINT;
-            v->payload.bigint.high = static_cast<int32_t>(n >> 32);
-            v->payload.bigint.low = static_cast<uint32_t>(n);
-        } else {
-            v->payload.integer = static_cast<int32_t>(n);
-        }
-        source[0] = v;
-        if (series_start != nullptr) {
-            // the date column stays within the years 1 to 9999
-            constexpr int64_t kDaysOfTheCalendar = 3652059;
-            if (position > kDaysOfTheCalendar)
-                evaluation_error(e, "22008", "Datetime field overflow");
-            Value *d = make_value(e->context.mem, VALUE_DATE);
-            if (d == nullptr)
-                evaluation_error(e, "HY001", "Memory allocation error");
-            if (kxstd_timestamp_add(d, series_start, 0, position * 86400, 0) != KXSTD_OK)
-                evaluation_error(e, "22008", "Datetime field overflow");
-            source[1] = d;
-        }
+        series_row(e, q, position, series, source);
     }
     if (q->where != nullptr) {
         Value *t = evaluate(e, q->where);
@@ -1201,9 +1215,9 @@ SQLRETURN open_result(Statement *stmt)
         break;
     case Query::Source::kSeries: {
         int64_t first = 0, last = 0;
-        if (series_bounds(e, q, &first, &last, &r->series_start) != 0)
+        if (series_bounds(e, q, &first, &last, &r->series.start) != 0)
             return SQL_ERROR;
-        r->series_first = first;
+        r->series.first = first;
         r->source_size = 0;
         if (last >= first) {
             // last - first + 1 rows: refused when the count passes 64 bits
@@ -1222,6 +1236,12 @@ SQLRETURN open_result(Statement *stmt)
         // streamed: the first row is evaluated now, so that errors and long
         // searches belong to the execution
         r->streaming = true;
+        if (q->source == Query::Source::kSeries) {
+            r->series.number_value = make_value(r->mem, VALUE_INTEGER);
+            r->series.date_value = make_value(r->mem, VALUE_DATE);
+            if (r->series.number_value == nullptr || r->series.date_value == nullptr)
+                return post_error(stmt->errors, "HY001", "Memory allocation error");
+        }
         SQLRETURN rc = next_row(stmt);
         stmt->state = kStateFetching;
         if (rc == SQL_ERROR)
@@ -1236,8 +1256,8 @@ SQLRETURN open_result(Statement *stmt)
         if (position % kRowsPerCheck == 0 && check_timeout(stmt) != 0)
             return SQL_ERROR;
         std::vector<Value *> row(width), key(q->order.size());
-        int produced = produce_row(e, q, position, r->series_first, r->series_start,
-                                   r->source_row.data(), row.data(), key.data());
+        int produced = produce_row(e, q, position, &r->series, r->source_row.data(), row.data(),
+                                   key.data());
         if (produced < 0)
             return SQL_ERROR;
         if (produced == 0)
@@ -1316,8 +1336,8 @@ SQLRETURN next_row(Statement *stmt)
         e->context.mem = r->row_mem;
         if (r->source_position % kRowsPerCheck == 0 && check_timeout(stmt) != 0)
             return SQL_ERROR;
-        int produced = produce_row(e, q, r->source_position++, r->series_first, r->series_start,
-                                   r->source_row.data(), r->current.data(), nullptr);
+        int produced = produce_row(e, q, r->source_position++, &r->series, r->source_row.data(),
+                                   r->current.data(), nullptr);
         if (produced < 0)
             return SQL_ERROR;
         if (produced > 0)

@@ -5,6 +5,7 @@
 // datetime (the line is given) or are worked out by hand from the rule the
 // comment states. A randomized cross-check compares kxstd_timestamp_add and
 // kxstd_timestamp_diff with a reference written here from first principles.
+#include <chrono>
 #include <csetjmp>
 #include <cstdint>
 #include <cstring>
@@ -253,6 +254,54 @@ TEST(EvalintStd, DateDropsTheTimeOfDayByFloor)
     EXPECT_EQ(date_text(r.payload.date), "2004-02-29");
     ASSERT_EQ(kxstd_timestamp_add(&r, &d, 0, 86399, 999999999), KXSTD_OK);
     EXPECT_EQ(date_text(r.payload.date), "2004-03-01");
+}
+
+// Shifts of whole days near a month's ends (the shortcut that moves the
+// day field alone, and the step past it) agree with std::chrono's calendar
+// for dates and timestamps, the time of day kept.
+TEST(EvalintStd, WholeDayShiftsAgreeWithChronoAroundEveryMonthEnd)
+{
+    using namespace std::chrono;
+    int checked = 0;
+    for (int y : {1, 1900, 1999, 2000, 2023, 2024, 9999}) {
+        for (unsigned m = 1; m <= 12; ++m) {
+            unsigned month_end = static_cast<unsigned>(year_month_day_last(year(y), month_day_last(month(m))).day());
+            for (unsigned d : {1u, 2u, 15u, 27u, 28u, month_end - 1, month_end}) {
+                sys_days from = year_month_day(year(y), month(m), day(d));
+                for (int64_t n = -40; n <= 40; ++n) {
+                    year_month_day want(from + days(n));
+                    bool in_range = want.year() >= year(1) && want.year() <= year(9999);
+                    Value dv = date(static_cast<int16_t>(y), static_cast<uint16_t>(m), static_cast<uint16_t>(d));
+                    Value r = blank();
+                    int32_t status = kxstd_timestamp_add(&r, &dv, 0, n * 86400, 0);
+                    if (!in_range) {
+                        EXPECT_EQ(status, KXSTD_DATETIME_OVERFLOW) << y << "-" << m << "-" << d << " + " << n;
+                        continue;
+                    }
+                    ASSERT_EQ(status, KXSTD_OK) << y << "-" << m << "-" << d << " + " << n;
+                    EXPECT_EQ(r.type, VALUE_DATE);
+                    EXPECT_EQ(r.payload.date.year, static_cast<int>(want.year()));
+                    EXPECT_EQ(r.payload.date.month, static_cast<unsigned>(want.month()));
+                    EXPECT_EQ(r.payload.date.day, static_cast<unsigned>(want.day()))
+                        << y << "-" << m << "-" << d << " + " << n;
+                    Value tv = timestamp(static_cast<int16_t>(y), static_cast<uint16_t>(m), static_cast<uint16_t>(d), 13, 14, 15, 16);
+                    ASSERT_EQ(kxstd_timestamp_add(&r, &tv, 0, n * 86400, 0), KXSTD_OK);
+                    EXPECT_EQ(ts_text(r.payload.timestamp),
+                              ts_text(TimestampStruct{static_cast<int16_t>(static_cast<int>(want.year())),
+                                                      static_cast<uint16_t>(static_cast<unsigned>(want.month())),
+                                                      static_cast<uint16_t>(static_cast<unsigned>(want.day())),
+                                                      13, 14, 15, 16}));
+                    ++checked;
+                }
+            }
+        }
+    }
+    EXPECT_GT(checked, 5000);
+    // an invalid date is refused whatever the shift
+    Value bad = date(2023, 2, 29);
+    Value r = blank();
+    EXPECT_EQ(kxstd_timestamp_add(&r, &bad, 0, 0, 0), KXSTD_INVALID_DATETIME);
+    EXPECT_EQ(kxstd_timestamp_add(&r, &bad, 0, -86400, 0), KXSTD_INVALID_DATETIME);
 }
 
 // ---- D4: exact lengths, overflow reported ----
