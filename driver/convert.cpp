@@ -918,6 +918,14 @@ SQLRETURN deliver_column(Statement *stmt, int column, Value *v, SQLSMALLINT c, S
             return deliver_chars(errors, v->payload.text, static_cast<size_t>(v->length), target,
                                  buffer_length, indicator);
         if (has_plain_text(v->type)) {
+            if (target != nullptr && buffer_length > 0 &&
+                static_cast<size_t>(buffer_length) > plain_text_width(v->type)) {
+                // room for the longest text of the type: no truncation
+                size_t n = plain_text(v, static_cast<char *>(target), static_cast<size_t>(buffer_length));
+                if (indicator != nullptr)
+                    *indicator = static_cast<SQLLEN>(n);
+                return SQL_SUCCESS;
+            }
             char text[160];
             size_t n = plain_text(v, text, sizeof text);
             return deliver_chars(errors, text, n, target, buffer_length, indicator);

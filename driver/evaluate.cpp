@@ -197,52 +197,71 @@ size_t numeric_text(const NumericStruct &number, char *buffer, size_t capacity)
 
 }  // namespace
 
-size_t plain_text(const Value *v, char *buffer, size_t capacity)
+namespace {
+
+// The text of a value of a fixed-size type at out, which has room for more
+// than plain_text_width(type) octets; the end. The hot types are written by
+// hand: a driver turns every fetched number and datetime into text, and
+// printf's parsing of its format would be most of the cost of a row.
+char *put_plain(const Value *v, char *out, size_t room)
 {
-    // the hot types are written by hand: a driver turns every fetched
-    // number and datetime into text, and printf's parsing of its format
-    // would be most of the cost of a row
-    char text[160];
-    char *end = text;
     switch (v->type) {
     case VALUE_INTEGER:
-        end = std::to_chars(text, text + sizeof text, v->payload.integer).ptr;
-        break;
+        return std::to_chars(out, out + room, v->payload.integer).ptr;
     case VALUE_BIT:
-        *end++ = v->payload.integer != 0 ? '1' : '0';
-        break;
+        *out++ = v->payload.integer != 0 ? '1' : '0';
+        return out;
     case VALUE_BIGINT:
-        end = std::to_chars(text, text + sizeof text, get_bigint_from_value(v)).ptr;
-        break;
+        return std::to_chars(out, out + room, get_bigint_from_value(v)).ptr;
     case VALUE_DOUBLE:
-        end += std::snprintf(text, sizeof text, "%.15g", v->payload.dbl);
-        break;
+        return out + std::snprintf(out, room, "%.15g", v->payload.dbl);
     case VALUE_NUMERIC:
-        end += numeric_text(v->payload.numeric, text, sizeof text);
-        break;
+        return out + numeric_text(v->payload.numeric, out, room);
     case VALUE_DATE:
-        end = put_date(text, v->payload.date.year, v->payload.date.month, v->payload.date.day);
-        break;
+        return put_date(out, v->payload.date.year, v->payload.date.month, v->payload.date.day);
     case VALUE_TIME:
-        end = put_time(text, v->payload.time.hour, v->payload.time.minute, v->payload.time.second);
-        break;
+        return put_time(out, v->payload.time.hour, v->payload.time.minute, v->payload.time.second);
     case VALUE_TIMESTAMP: {
         const TimestampStruct &t = v->payload.timestamp;
-        end = put_date(text, t.year, t.month, t.day);
-        *end++ = ' ';
-        end = put_time(end, t.hour, t.minute, t.second);
-        end = put_fraction(end, t.fraction);
-        break;
+        out = put_date(out, t.year, t.month, t.day);
+        *out++ = ' ';
+        out = put_time(out, t.hour, t.minute, t.second);
+        return put_fraction(out, t.fraction);
     }
     case VALUE_INTERVAL_YM:
     case VALUE_INTERVAL_DS:
-        interval_as_text(v, text, 0);
-        end = text + std::strlen(text);
-        break;
+        interval_as_text(v, out, 0);
+        return out + std::strlen(out);
     default:
-        break;
+        return out;
     }
-    return copy_out(text, end, buffer, capacity);
+}
+
+}  // namespace
+
+size_t plain_text_width(int32_t type)
+{
+    switch (type) {
+    case VALUE_BIT: return 1;
+    case VALUE_INTEGER: return 11;    // -2147483648
+    case VALUE_BIGINT: return 20;     // -9223372036854775808
+    case VALUE_DATE: return 12;       // a year of a 16-bit field: -32768-12-31
+    case VALUE_TIME: return 8;
+    case VALUE_TIMESTAMP: return 31;  // the date, the time and .nnnnnnnnn
+    default: return 159;              // numbers and intervals: within 160
+    }
+}
+
+size_t plain_text(const Value *v, char *buffer, size_t capacity)
+{
+    if (capacity > plain_text_width(v->type)) {
+        // room for the longest text: written in place
+        char *end = put_plain(v, buffer, capacity);
+        *end = '\0';
+        return static_cast<size_t>(end - buffer);
+    }
+    char text[160];
+    return copy_out(text, put_plain(v, text, sizeof text), buffer, capacity);
 }
 
 namespace {
@@ -574,7 +593,24 @@ Value *private_copy(Evaluation *e, Value *v)
     return v;
 }
 
-Value *evaluate_node(Evaluation *e, ParseNode *node);
+Value *evaluate_compound(Evaluation *e, ParseNode *node);
+
+// The value of a node. The leaves most rows meet (a column's value or a
+// literal of a type no routine writes into) are answered here, in a small
+// frame; every other node goes to evaluate_compound.
+inline Value *evaluate_node(Evaluation *e, ParseNode *node)
+{
+    Value *v;
+    if (node->kind == KX_NODE_COLUMN_REFERENCE)
+        v = e->source_row[node->field[kColumnIndex]];
+    else if (node->kind == NODE_VALUE)
+        v = reinterpret_cast<Value *>(node);
+    else
+        return evaluate_compound(e, node);
+    bool shared = v->type != VALUE_STRING && v->type != VALUE_NULL &&
+                  !(v->type >= VALUE_CURRENT_DATE && v->type <= VALUE_CURRENT_TIMESTAMP);
+    return shared ? v : evaluate_compound(e, node);
+}
 
 ParseNode *field_node(ParseNode *node, int i) { return reinterpret_cast<ParseNode *>(node->field[i]); }
 List *list_of(ParseNode *list_node)
@@ -1247,7 +1283,9 @@ Value *call_function(Evaluation *e, const FunctionEntry *entry, int32_t argc, Va
     return checked(e, result);
 }
 
-Value *scalar_function(Evaluation *e, ParseNode *node)
+// Out of line: its argument array would otherwise widen the frame of every
+// evaluate_node call, leaves included.
+[[gnu::noinline]] Value *scalar_function(Evaluation *e, ParseNode *node)
 {
     const FunctionEntry *entry = reinterpret_cast<const FunctionEntry *>(node->field[kFunctionEntry]);
     int32_t id = static_cast<int32_t>(node->field[0]);
@@ -1278,11 +1316,10 @@ Value *scalar_function(Evaluation *e, ParseNode *node)
         Value *result = execute_function(entry, &e->context, 2, reinterpret_cast<Value **>(expressions), 0, 0);
         return checked(e, result);
     }
-    List *args = list_of(field_node(node, 1));
-    for (ListElement *el = ListFirst(args); el != nullptr && argc < 11; el = ListNext(el)) {
-        ParseNode *arg = static_cast<ParseNode *>(ListData(el));
-        argv[argc++] = evaluate_node(e, arg);
-    }
+    auto *const *args = reinterpret_cast<ParseNode *const *>(node->field[kFunctionArgs]);
+    int32_t count = static_cast<int32_t>(node->field[kFunctionArgCount]);
+    for (; argc < count && argc < 11; ++argc)
+        argv[argc] = evaluate_node(e, args[argc]);
     return call_function(e, entry, argc, argv);
 }
 
@@ -1337,7 +1374,7 @@ Value *in_predicate(Evaluation *e, ParseNode *node)
     return truth_value(e, unknown ? 2 : negated ? 1 : 0);
 }
 
-Value *evaluate_node(Evaluation *e, ParseNode *node)
+[[gnu::noinline]] Value *evaluate_compound(Evaluation *e, ParseNode *node)
 {
     switch (node->kind) {
     case NODE_VALUE: {

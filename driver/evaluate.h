@@ -28,6 +28,9 @@ Value *make_binary(MemHandle *mem, const unsigned char *bytes, size_t length);
 // The plain text of a value of a fixed-size type (not text, binary or
 // long): at most 160 octets with the terminator. Returns the length.
 size_t plain_text(const Value *v, char *buffer, size_t capacity);
+// The most octets that text takes (the terminator not counted): a buffer
+// of more than this is written in place.
+size_t plain_text_width(int32_t type);
 
 // Parses date, time and timestamp texts; false when the text is not one.
 bool parse_date(const char *text, DateStruct &out);

@@ -27,7 +27,10 @@ public:
     explicit StatementCall(Statement *stmt) : stmt_(stmt) { stmt_->call_lock.lock(); }
     ~StatementCall()
     {
-        __atomic_store_n(&stmt_->cancel_request, 0, __ATOMIC_SEQ_CST);
+        // a request that came during the call ends with it; reading first
+        // spares the common call, which had none, a full fence
+        if (__atomic_load_n(&stmt_->cancel_request, __ATOMIC_ACQUIRE) != 0)
+            __atomic_store_n(&stmt_->cancel_request, 0, __ATOMIC_SEQ_CST);
         stmt_->call_lock.unlock();
     }
     StatementCall(const StatementCall &) = delete;

@@ -27,8 +27,12 @@ inline constexpr int kFieldDriver = 19;  // field[19]...: the driver's words
 // the position of its name in the statement, and the name as text.
 inline constexpr int kColumnIndex = kFieldDriver;
 inline constexpr int kColumnName = kFieldDriver + 2;
-// Driver words of a scalar function (kind 143): its catalogue entry.
+// Driver words of a scalar function (kind 143): its catalogue entry, and
+// its arguments as an array (the list's nodes, in order) with their count,
+// so that a row's evaluation walks no list.
 inline constexpr int kFunctionEntry = kFieldDriver;
+inline constexpr int kFunctionArgs = kFieldDriver + 1;
+inline constexpr int kFunctionArgCount = kFieldDriver + 2;
 // Driver words of an identifier used as a keyword argument (kind 121): its
 // Value.
 inline constexpr int kKeywordValue = kFieldDriver;
@@ -146,14 +150,26 @@ struct Evaluation {
 // the date of the row made last, from which the next row's date is one
 // day's step. A streamed result writes each row's number and date into the
 // two values it keeps (the previous row's values are dead by then); a held
-// one makes new values for every row.
+// one makes new values for every row, which live as long as the result.
 struct SeriesCursor {
     int64_t first = 0;
     Value *start = nullptr;          // the date of the first row, or null
     int64_t dated = -1;              // the position whose date `date` holds
-    Value date{};
+    const Value *date = nullptr;
     Value *number_value = nullptr;   // the streamed row's number and date
     Value *date_value = nullptr;
+};
+
+// Where one bound column of a rowset goes: the addresses of its buffers
+// for the rowset's first row (null when not bound) and the octets from one
+// row's to the next, worked out once per fetch.
+struct BoundTarget {
+    int column;  // 1-based
+    SQLSMALLINT c_type;
+    SQLLEN buffer_length;
+    char *data, *indicator, *length;
+    size_t data_step, length_step;
+    bool split;  // a null indicator apart from the length
 };
 
 // A result set: either rows held in full (catalogue results, sorted
@@ -171,6 +187,7 @@ struct ResultSet {
     bool pending = false;                      // current holds an unread row
     bool exhausted = false;
     std::vector<Value *> current;              // the row being read
+    std::vector<BoundTarget> targets;          // the bound columns of a fetch
     MemHandle *row_mem = nullptr;              // the streamed row's values
     int64_t source_position = 0;               // next source row
     int64_t rows_fetched = 0;

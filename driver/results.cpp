@@ -100,33 +100,59 @@ SQLRETURN deliver_split(Statement *stmt, int column, Value *value, SQLSMALLINT c
     return rc;
 }
 
-// Delivers the current row into the columns the ARD binds, at row `row` of
-// the rowset: the most severe of the columns' return codes.
-SQLRETURN deliver_row(Statement *stmt, SQLULEN row)
+char *first_element(void *base, SQLLEN offset)
+{
+    return base == nullptr ? nullptr : static_cast<char *>(base) + offset;
+}
+
+char *element_at(char *first, size_t step, SQLULEN row)
+{
+    return first == nullptr ? nullptr : first + row * step;
+}
+
+// The columns the ARD binds, as BoundTargets.
+void bound_targets(Statement *stmt, std::vector<BoundTarget> &targets)
 {
     ResultSet *r = stmt->result.get();
     const Descriptor *ard = stmt->ard;
     SQLLEN offset = ard->header.bind_offset_ptr != nullptr ? *ard->header.bind_offset_ptr : 0;
     SQLULEN bind_type = ard->header.bind_type;
-    SQLRETURN result = SQL_SUCCESS;
+    targets.clear();
     for (size_t i = 0; i < ard->records.size() && i < r->columns.size(); ++i) {
         const DescRecord &b = ard->records[i];
         if (!record_bound(b))
             continue;
         SQLSMALLINT c = b.concise_type == SQL_C_DEFAULT ? default_c_type(r->columns[i].sql_type)
                                                          : b.concise_type;
-        void *data = bound_element(b.data_ptr, offset, bind_type, row, c_type_octets(c, b.octet_length));
-        auto *indicator = static_cast<SQLLEN *>(
-            bound_element(b.indicator_ptr, offset, bind_type, row, sizeof(SQLLEN)));
-        auto *length = static_cast<SQLLEN *>(
-            bound_element(b.octet_length_ptr, offset, bind_type, row, sizeof(SQLLEN)));
-        int column = static_cast<int>(i + 1);
+        bool by_column = bind_type == SQL_BIND_BY_COLUMN;
+        BoundTarget t;
+        t.column = static_cast<int>(i + 1);
+        t.c_type = b.concise_type;
+        t.buffer_length = b.octet_length;
+        t.data = first_element(b.data_ptr, offset);
+        t.indicator = first_element(b.indicator_ptr, offset);
+        t.length = first_element(b.octet_length_ptr, offset);
+        t.data_step = by_column ? c_type_octets(c, b.octet_length) : static_cast<size_t>(bind_type);
+        t.length_step = by_column ? sizeof(SQLLEN) : static_cast<size_t>(bind_type);
+        t.split = b.indicator_ptr != b.octet_length_ptr;
+        targets.push_back(t);
+    }
+}
+
+// Delivers the current row into the bound columns at row `row` of the
+// rowset: the most severe of the columns' return codes.
+SQLRETURN deliver_row(Statement *stmt, const std::vector<BoundTarget> &targets, SQLULEN row)
+{
+    ResultSet *r = stmt->result.get();
+    SQLRETURN result = SQL_SUCCESS;
+    for (const BoundTarget &t : targets) {
+        void *data = element_at(t.data, t.data_step, row);
+        auto *indicator = reinterpret_cast<SQLLEN *>(element_at(t.indicator, t.length_step, row));
+        Value *value = r->current[static_cast<size_t>(t.column - 1)];
         SQLRETURN rc =
-            b.indicator_ptr == b.octet_length_ptr
-                ? deliver_column(stmt, column, r->current[i], b.concise_type, data, b.octet_length,
-                                 indicator, false)
-                : deliver_split(stmt, column, r->current[i], b.concise_type, data, b.octet_length,
-                                indicator, length);
+            !t.split ? deliver_column(stmt, t.column, value, t.c_type, data, t.buffer_length, indicator, false)
+                     : deliver_split(stmt, t.column, value, t.c_type, data, t.buffer_length, indicator,
+                                     reinterpret_cast<SQLLEN *>(element_at(t.length, t.length_step, row)));
         if (rc == SQL_ERROR)
             result = SQL_ERROR;
         else if (rc == SQL_SUCCESS_WITH_INFO && result == SQL_SUCCESS)
@@ -176,6 +202,8 @@ SQLRETURN fetch_rowset(Statement *stmt)
     SQLRETURN result = SQL_SUCCESS;
     if (!r->streaming)
         r->rowset_start = static_cast<int64_t>(r->next_row);
+    std::vector<BoundTarget> &targets = r->targets;
+    bound_targets(stmt, targets);
     while (fetched < size) {
         if (past_max_rows(stmt, r))
             break;
@@ -192,7 +220,7 @@ SQLRETURN fetch_rowset(Statement *stmt)
             break;
         }
         r->rows_fetched++;
-        rc = deliver_row(stmt, fetched);
+        rc = deliver_row(stmt, targets, fetched);
         if (statuses != nullptr)
             statuses[fetched] = row_status(rc);
         ++fetched;

@@ -1040,11 +1040,11 @@ void series_row(Evaluation *e, Query *q, int64_t position, SeriesCursor *series,
     if (d == nullptr && (d = make_value(e->context.mem, VALUE_DATE)) == nullptr)
         evaluation_error(e, "HY001", "Memory allocation error");
     bool next = series->dated >= 0 && position == series->dated + 1;
-    int32_t status = next ? kxstd_timestamp_add(d, &series->date, 0, 86400, 0)
+    int32_t status = next ? kxstd_timestamp_add(d, series->date, 0, 86400, 0)
                           : kxstd_timestamp_add(d, series->start, 0, position * 86400, 0);
     if (status != KXSTD_OK)
         evaluation_error(e, "22008", "Datetime field overflow");
-    series->date = *d;
+    series->date = d;
     series->dated = position;
     source[1] = d;
 }

@@ -1171,6 +1171,15 @@ ParseNode *Parser::function_node(int32_t id, List *args)
     call->field[0] = id;
     call->field[1] = reinterpret_cast<intptr_t>(list_node(args));
     call->field[kFunctionEntry] = reinterpret_cast<intptr_t>(kxstd_get_function_info(id));
+    int32_t count = ListCount(args);
+    if (count > 0) {
+        auto *array = must(static_cast<ParseNode **>(kx_mem_alloc(mem_, sizeof(ParseNode *) * static_cast<size_t>(count))));
+        int32_t i = 0;
+        for (ListElement *el = ListFirst(args); el != nullptr && i < count; el = ListNext(el))
+            array[i++] = static_cast<ParseNode *>(ListData(el));
+        call->field[kFunctionArgs] = reinterpret_cast<intptr_t>(array);
+        call->field[kFunctionArgCount] = i;
+    }
     return call;
 }
 

@@ -453,13 +453,29 @@ int32_t count_arg(const Value *v, int64_t *out)
 }
 
 // TIMESTAMPADD's datetime as a timestamp value: a date at midnight, a time
-// on today's date.
+// on today's date. Only the type, the null flag and the fields are taken:
+// the result keeps nothing else of its argument's record.
 int32_t timestamp_arg(const Value *v, Value *out)
 {
-    *out = *v;
+    // word by word: a block copy of a record whose fields were just
+    // written one by one stalls on the store buffer
+    out->kind = NODE_VALUE;
     out->type = VALUE_TIMESTAMP;
+    out->length = 0;
+    out->data_length = 0;
+    out->share_block = 0;
+    for (int i = 0; i < 4; ++i) {
+        out->attr[i] = 0;
+        out->driver[i] = 0;
+    }
+    out->null_flag = v->null_flag;
+    out->long_buffer = nullptr;
+    out->ref_count = 0;
+    out->mem_handle = nullptr;
+    out->inline_buffer = 0;
     switch (v->type) {
     case VALUE_TIMESTAMP:
+        out->payload.timestamp = v->payload.timestamp;
         return KXSTD_OK;
     case VALUE_DATE: {
         DateStruct d = v->payload.date;

@@ -30,6 +30,8 @@
 //    system heap's own checks on the hottest path and covers the sizes
 //    glibc's per-thread cache stops at (a 1000-byte block with its 48-byte
 //    header is past glibc's 1032-byte limit and took its slow path).
+//  - the handle cache holds up to 16 released handle records, so that a
+//    handle made and released for every row costs no trip to the heap.
 // A block freed by another thread than the one that made it simply joins the
 // freeing thread's cache. A thread's cached blocks are given back to the
 // system heap when it exits.
@@ -76,7 +78,13 @@ struct ThreadCache {
     int32_t kind_room[kx::kMemKindLimit];
     MemBlock *ordinary_head[kOrdinaryClasses];
     size_t ordinary_room;  // bytes the ordinary stacks may still take
+    MemHandle *handle_head;  // released handle records, linked by parent
+    int32_t handle_room;
 };
+
+// Released handle records a thread keeps for its next kx_mem_alloc_handle
+// (a driver makes and releases one for every row it produces).
+constexpr int32_t kHandleCacheDepth = 16;
 
 // The cache of a thread that has none and may not get one (its own cache
 // is gone because it is exiting, or the heap failed): holds nothing and
@@ -135,6 +143,11 @@ void free_thread_cache(ThreadCache *cache)
             std::free(block);
         }
     }
+    while (MemHandle *handle = cache->handle_head) {
+        KX_UNPOISON(handle, sizeof *handle);
+        cache->handle_head = handle->parent;
+        std::free(handle);
+    }
     std::free(cache);
 }
 
@@ -165,6 +178,7 @@ void make_cache_key()
     for (int32_t &room : cache->kind_room)
         room = kx::kMemCacheDepth;
     cache->ordinary_room = kOrdinaryBudget;
+    cache->handle_room = kHandleCacheDepth;
     if (pthread_setspecific(cache_key, cache) != 0) {
         std::free(cache);
         return &no_cache;
@@ -322,6 +336,36 @@ inline void *alloc_ordinary(MemHandle *handle, size_t size,
     return alloc_fresh(handle, size, kind, nullptr);
 }
 
+// The end of a handle record's life: the calling thread's cache when it
+// has room (linked through the parent word), else the system heap.
+void retire_handle(MemHandle *handle)
+{
+    ThreadCache *cache = thread_cache();
+    if (cache->handle_room > 0) {
+        cache->handle_room--;
+        handle->parent = cache->handle_head;
+        cache->handle_head = handle;
+        KX_POISON(handle, sizeof *handle);
+        return;
+    }
+    std::free(handle);
+}
+
+// A handle record: a cached one, else one from the system heap (null when
+// it fails).
+MemHandle *new_handle_record()
+{
+    ThreadCache *cache = thread_cache();
+    MemHandle *handle = cache->handle_head;
+    if (handle != nullptr) {
+        KX_UNPOISON(handle, sizeof *handle);
+        cache->handle_head = handle->parent;
+        cache->handle_room++;
+        return handle;
+    }
+    return static_cast<MemHandle *>(std::malloc(sizeof(MemHandle)));
+}
+
 // Removes handle from its parent's list of children.
 void detach_from_parent(MemHandle *handle)
 {
@@ -360,7 +404,7 @@ void release_childless(MemHandle *handle)
             block->link = &block->next;
         }
     }
-    std::free(handle);
+    retire_handle(handle);
 }
 
 }  // namespace
@@ -405,7 +449,7 @@ extern "C" {
 
 KX_API MemHandle *kx_mem_alloc_handle(MemHandle *parent)
 {
-    MemHandle *handle = static_cast<MemHandle *>(std::malloc(sizeof(MemHandle)));
+    MemHandle *handle = new_handle_record();
     if (handle == nullptr)
         return nullptr;
     handle->first_block = nullptr;
