@@ -18,6 +18,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "driver/convert.h"
 #include "driver/evaluate.h"
@@ -708,6 +709,14 @@ template <typename T>
 SQLRETURN store_integer(ErrorHeader *errors, const Value *v, void *target, SQLLEN *indicator,
                         long double low, long double high)
 {
+    if (v->type == VALUE_INTEGER && std::in_range<T>(v->payload.integer)) {
+        // the common case: an integer that fits, stored as it is
+        if (target != nullptr)
+            *static_cast<T *>(target) = static_cast<T>(v->payload.integer);
+        if (indicator != nullptr)
+            *indicator = sizeof(T);
+        return SQL_SUCCESS;
+    }
     double d = 0;
     int64_t i = 0;
     bool exact = false;

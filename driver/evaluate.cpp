@@ -883,8 +883,13 @@ Value *expression_node(Evaluation *e, ParseNode *node)
         int t = truth_of(e, evaluate_node(e, field_node(node, 3)));
         return truth_value(e, t == 2 ? 2 : 1 - t);
     }
-    if (chains_left(node))
+    if (chains_left(node)) {
+        // one link (a * 2) needs no chain: its left operand is evaluated
+        // as it stands
+        if (!chains_left(field_node(node, 2)))
+            return apply_link(e, node, evaluate_node(e, field_node(node, 2)));
         return chain(e, node);
+    }
     if (pair->op_code == KX_OP_NEGATE)
         return negate(e, evaluate_node(e, field_node(node, 3)));
     Value *a = evaluate_node(e, field_node(node, 2));
