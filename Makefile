@@ -69,7 +69,8 @@ test-clang: deps
 # the driver build without a warning there too, and the tests pass.
 RELEASE_BUILD ?= build-release
 test-release: deps
-	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=Release -DKX_WERROR=ON -DKX_BUILD_BENCH=OFF
+	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=Release -DKX_WERROR=ON -DKX_BUILD_BENCH=OFF \
+	      -DKX_FLAT_MEMORY_TESTS=OFF
 	cmake --build $(RELEASE_BUILD) -j $(JOBS)
 	cd $(RELEASE_BUILD) && ctest --output-on-failure -j $(JOBS)
 
