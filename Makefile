@@ -88,6 +88,8 @@ bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target kxevaldrv_bench kxevaldrv_parse_bench
 	ODBCSYSINI=$(CURDIR)/$(BUILD) ./$(BUILD)/driver/kxevaldrv_bench $(CURDIR)/$(BUILD)/driver/libkxevaldrv.so \
 	  $(CURDIR)/$(BUILD)/driver/libkxfloordrv.so
+	ODBCSYSINI=$(CURDIR)/$(BUILD) /usr/bin/python3 bench/driver/executemany_bench.py \
+	  $(CURDIR)/$(BUILD)/driver/libkxevaldrv.so
 	./$(BUILD)/driver/kxevaldrv_parse_bench
 
 # Every test program once under valgrind memcheck (slow), and the driver's
