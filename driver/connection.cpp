@@ -209,7 +209,7 @@ KXDRV_API SQLRETURN SQL_API SQLDisconnect(SQLHDBC handle)
 }
 
 KXDRV_API SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
-                                              SQLINTEGER)
+                                              SQLINTEGER length)
 {
     return connection_entry(handle, [&](Connection *conn) -> SQLRETURN {
         SQLUINTEGER word = static_cast<SQLUINTEGER>(reinterpret_cast<uintptr_t>(value));
@@ -220,15 +220,31 @@ KXDRV_API SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC handle, SQLINTEGER attribu
         case SQL_ATTR_LOGIN_TIMEOUT:
             conn->login_timeout = word;
             return SQL_SUCCESS;
-        case SQL_ATTR_ACCESS_MODE:
         case SQL_ATTR_CONNECTION_TIMEOUT:
-        case SQL_ATTR_TXN_ISOLATION:
-        case SQL_ATTR_ODBC_CURSORS:
+            conn->connection_timeout = word;
+            return SQL_SUCCESS;
         case SQL_ATTR_PACKET_SIZE:
+            conn->packet_size = word;
+            return SQL_SUCCESS;
         case SQL_ATTR_QUIET_MODE:
+            conn->quiet_mode = value;
+            return SQL_SUCCESS;
+        case SQL_ATTR_ACCESS_MODE:
+            // the data source is read-only: a read-write hint stays a read-only one
+            if (word != SQL_MODE_READ_ONLY)
+                return post_warning(conn->errors, "01S02", "Option value changed");
+            return SQL_SUCCESS;
+        case SQL_ATTR_CURRENT_CATALOG: {
+            // the one catalog is the database
+            std::string name = app_string(static_cast<SQLCHAR *>(value), length);
+            if (name != conn->database_name)
+                return post_error(conn->errors, "HY024", "Invalid attribute value");
+            return SQL_SUCCESS;
+        }
+        case SQL_ATTR_TXN_ISOLATION:  // no transactions: no level applies
+        case SQL_ATTR_ODBC_CURSORS:   // the driver manager's own
         case SQL_ATTR_TRACE:
         case SQL_ATTR_TRACEFILE:
-        case SQL_ATTR_CURRENT_CATALOG:
             return SQL_SUCCESS;
         default:
             return post_error(conn->errors, "HY092", "Invalid attribute/option identifier");
@@ -257,6 +273,19 @@ KXDRV_API SQLRETURN SQL_API SQLGetConnectAttr(SQLHDBC handle, SQLINTEGER attribu
         case SQL_ATTR_CONNECTION_DEAD:
             answer = conn->connected ? SQL_CD_FALSE : SQL_CD_TRUE;
             break;
+        case SQL_ATTR_CONNECTION_TIMEOUT:
+            answer = conn->connection_timeout;
+            break;
+        case SQL_ATTR_PACKET_SIZE:
+            answer = conn->packet_size;
+            break;
+        case SQL_ATTR_QUIET_MODE:
+            // a window handle: a pointer's width
+            if (value != nullptr)
+                *static_cast<SQLPOINTER *>(value) = conn->quiet_mode;
+            if (length != nullptr)
+                *length = sizeof(SQLPOINTER);
+            return SQL_SUCCESS;
         case SQL_ATTR_CURRENT_CATALOG:
             return return_string_int(conn->errors, conn->database_name, value, buffer_length, length);
         default:

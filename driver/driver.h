@@ -54,6 +54,10 @@ struct Environment : DriverEnvironment {
     MemHandle *mem = nullptr;
     ErrorHeader *errors = nullptr;
     std::recursive_mutex lock;   // held by the ODBC call running on it
+    // SQL_ATTR_ODBC_VERSION as the application set it (SQL_OV_ODBC3_80
+    // behaves as SQL_OV_ODBC3, and is read back as it was set)
+    SQLINTEGER version_asked = SQL_OV_ODBC3;
+    SQLUINTEGER cp_match = SQL_CP_STRICT_MATCH;
 };
 
 struct Connection : DriverConnection {
@@ -71,6 +75,9 @@ struct Connection : DriverConnection {
     bool trace = false;          // the data source turned tracing on
     SQLUINTEGER autocommit = SQL_AUTOCOMMIT_ON;
     SQLUINTEGER login_timeout = 0;
+    SQLUINTEGER connection_timeout = 0;  // kept and reported; nothing waits on a network
+    SQLUINTEGER packet_size = 0;         // likewise: there are no packets
+    SQLPOINTER quiet_mode = nullptr;     // the application's window; no dialog is shown
     // Data-source settings that bound the memory a statement may take
     // (MaxValueSize, MaxSortMemory), in octets.
     size_t max_value_size = kDefaultMaxValueSize;
@@ -188,6 +195,8 @@ struct Statement : DriverStatement {
     // SQL_CURSOR_FORWARD_ONLY, or SQL_CURSOR_STATIC: every row is held at
     // execution and SQLFetchScroll moves over them in any direction.
     SQLULEN cursor_type = SQL_CURSOR_FORWARD_ONLY;
+    SQLULEN cursor_sensitivity = SQL_UNSPECIFIED;  // or SQL_INSENSITIVE
+    SQLULEN noscan = SQL_NOSCAN_OFF;
     bool param_array_open = false;    // SQLMoreResults goes on to the next set
     std::mutex call_lock;             // held by the ODBC call running on it
     int32_t need_data_param = -1;     // the parameter SQLPutData fills

@@ -386,14 +386,23 @@ KXDRV_API SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV handle, SQLINTEGER attribute, 
         switch (attribute) {
         case SQL_ATTR_ODBC_VERSION: {
             SQLINTEGER version = static_cast<SQLINTEGER>(reinterpret_cast<intptr_t>(value));
+            if (version != SQL_OV_ODBC2 && version != SQL_OV_ODBC3 && version != SQL_OV_ODBC3_80)
+                return post_error(env->errors, "HY024", "Invalid attribute value");
             // an ODBC 2 application gets the ODBC 2 states and type numbers
             env->odbc_version = version == SQL_OV_ODBC2 ? 2 : 3;
             env->errors->odbc_version = env->odbc_version;
+            env->version_asked = version;
             return SQL_SUCCESS;
         }
         case SQL_ATTR_OUTPUT_NTS:
-        case SQL_ATTR_CONNECTION_POOLING:
+            // every text the driver gives is terminated
+            if (reinterpret_cast<intptr_t>(value) != SQL_TRUE)
+                return post_error(env->errors, "HYC00", "Optional feature not implemented");
+            return SQL_SUCCESS;
         case SQL_ATTR_CP_MATCH:
+            env->cp_match = static_cast<SQLUINTEGER>(reinterpret_cast<uintptr_t>(value));
+            return SQL_SUCCESS;
+        case SQL_ATTR_CONNECTION_POOLING:  // the driver manager pools, if anyone
             return SQL_SUCCESS;
         default:
             return post_error(env->errors, "HY092", "Invalid attribute/option identifier");
@@ -408,7 +417,10 @@ KXDRV_API SQLRETURN SQL_API SQLGetEnvAttr(SQLHENV handle, SQLINTEGER attribute, 
         SQLINTEGER answer = 0;
         switch (attribute) {
         case SQL_ATTR_ODBC_VERSION:
-            answer = env->odbc_version == 3 ? SQL_OV_ODBC3 : SQL_OV_ODBC2;
+            answer = env->version_asked;
+            break;
+        case SQL_ATTR_CP_MATCH:
+            answer = static_cast<SQLINTEGER>(env->cp_match);
             break;
         case SQL_ATTR_OUTPUT_NTS:
             answer = SQL_TRUE;

@@ -448,6 +448,23 @@ KXDRV_API SQLRETURN SQL_API SQLCancel(SQLHSTMT handle)
     return SQL_SUCCESS;
 }
 
+namespace {
+
+// The one value the driver has for the statement attributes it does not
+// vary: whole values (no SQL_ATTR_MAX_LENGTH), data always retrieved,
+// synchronous calls and no bookmarks.
+SQLULEN fixed_attribute_value(SQLINTEGER attribute)
+{
+    switch (attribute) {
+    case SQL_ATTR_RETRIEVE_DATA: return SQL_RD_ON;
+    case SQL_ATTR_ASYNC_ENABLE: return SQL_ASYNC_ENABLE_OFF;
+    case SQL_ATTR_USE_BOOKMARKS: return SQL_UB_OFF;
+    default: return 0;  // SQL_ATTR_MAX_LENGTH: no limit
+    }
+}
+
+}  // namespace
+
 KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                            SQLINTEGER)
 {
@@ -527,11 +544,23 @@ KXDRV_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
             return post_error(stmt->errors, "HY017",
                               "Invalid use of an automatically allocated descriptor handle");
         case SQL_ATTR_NOSCAN:
+            // escape clauses are read by the parser either way
+            stmt->noscan = word;
+            return SQL_SUCCESS;
+        case SQL_ATTR_CURSOR_SENSITIVITY:
+            // no row ever changes: every cursor is insensitive
+            stmt->cursor_sensitivity = word == SQL_SENSITIVE ? SQL_INSENSITIVE : word;
+            if (word == SQL_SENSITIVE)
+                return post_warning(stmt->errors, "01S02", "Option value changed");
+            return SQL_SUCCESS;
         case SQL_ATTR_MAX_LENGTH:
         case SQL_ATTR_RETRIEVE_DATA:
         case SQL_ATTR_ASYNC_ENABLE:
         case SQL_ATTR_USE_BOOKMARKS:
-        case SQL_ATTR_CURSOR_SENSITIVITY:
+            // whole values, always retrieved, synchronous calls, no
+            // bookmarks: another value is changed back to that
+            if (word != fixed_attribute_value(attribute))
+                return post_warning(stmt->errors, "01S02", "Option value changed");
             return SQL_SUCCESS;
         default:
             return post_error(stmt->errors, "HY092", "Invalid attribute/option identifier");
@@ -577,8 +606,14 @@ KXDRV_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute
         case SQL_ATTR_CURSOR_SCROLLABLE:
             answer = stmt->cursor_type == SQL_CURSOR_STATIC ? SQL_SCROLLABLE : SQL_NONSCROLLABLE;
             break;
-        case SQL_ATTR_USE_BOOKMARKS: answer = SQL_UB_OFF; break;
-        case SQL_ATTR_ASYNC_ENABLE: answer = SQL_ASYNC_ENABLE_OFF; break;
+        case SQL_ATTR_MAX_LENGTH:
+        case SQL_ATTR_RETRIEVE_DATA:
+        case SQL_ATTR_ASYNC_ENABLE:
+        case SQL_ATTR_USE_BOOKMARKS:
+            answer = fixed_attribute_value(attribute);
+            break;
+        case SQL_ATTR_NOSCAN: answer = stmt->noscan; break;
+        case SQL_ATTR_CURSOR_SENSITIVITY: answer = stmt->cursor_sensitivity; break;
         case SQL_ATTR_ROWS_FETCHED_PTR:
             answer = reinterpret_cast<SQLULEN>(stmt->ird->header.rows_processed_ptr);
             break;

@@ -390,8 +390,14 @@ TEST(Wide, ConnectionAttributes)
               SQL_SUCCESS_WITH_INFO);
     EXPECT_EQ(catalog.text(), u"caf");
     EXPECT_EQ(length, 8);
+    // the one catalog, named in UTF-16 (its length in octets), is taken;
+    // another is refused
+    Wide same = u"caf\u00e9";
+    EXPECT_EQ(SQLSetConnectAttrW(s.dbc, SQL_ATTR_CURRENT_CATALOG, w(same), 8), SQL_SUCCESS);
+    EXPECT_EQ(SQLSetConnectAttrW(s.dbc, SQL_ATTR_CURRENT_CATALOG, w(same), SQL_NTS), SQL_SUCCESS);
     Wide other = u"other";
-    EXPECT_EQ(SQLSetConnectAttrW(s.dbc, SQL_ATTR_CURRENT_CATALOG, w(other), 10), SQL_SUCCESS);
+    EXPECT_EQ(SQLSetConnectAttrW(s.dbc, SQL_ATTR_CURRENT_CATALOG, w(other), 10), SQL_ERROR);
+    EXPECT_EQ(s.connection_state(), u"HY024");
     EXPECT_EQ(SQLSetConnectAttrW(s.dbc, SQL_ATTR_TXN_ISOLATION, nullptr, 0), SQL_SUCCESS);
     EXPECT_EQ(SQLSetConnectAttrW(s.dbc, 99999, nullptr, 0), SQL_ERROR);
     EXPECT_EQ(s.connection_state(), u"HY092");
