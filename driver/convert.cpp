@@ -734,6 +734,51 @@ SQLRETURN store_integer(ErrorHeader *errors, const Value *v, void *target, SQLLE
     return SQL_SUCCESS;
 }
 
+// A number as SQL_C_BIT: 0 or 1, 01S07 for a fraction cut, 22003 outside
+// [0, 2).
+SQLRETURN store_bit(ErrorHeader *errors, const Value *v, void *target, SQLLEN *indicator)
+{
+    double d = 0;
+    int64_t i = 0;
+    bool exact = false;
+    if (!numeric_source(errors, v, d, i, exact))
+        return SQL_ERROR;
+    if (!(d >= 0 && d < 2))
+        return post_error(errors, "22003", "Numeric value out of range");
+    if (target != nullptr)
+        *static_cast<SQLCHAR *>(target) = d >= 1 ? 1 : 0;
+    if (indicator != nullptr)
+        *indicator = 1;
+    if (d != 0 && d != 1)
+        return post_warning(errors, "01S07", "Fractional truncation");
+    return SQL_SUCCESS;
+}
+
+// A number as SQL_C_DOUBLE or SQL_C_FLOAT (22003 beyond a float's range).
+SQLRETURN store_approximate(ErrorHeader *errors, const Value *v, SQLSMALLINT c, void *target,
+                            SQLLEN *indicator)
+{
+    double d = 0;
+    int64_t i = 0;
+    bool exact = false;
+    if (!numeric_source(errors, v, d, i, exact))
+        return SQL_ERROR;
+    if (c == SQL_C_DOUBLE) {
+        if (target != nullptr)
+            *static_cast<SQLDOUBLE *>(target) = d;
+        if (indicator != nullptr)
+            *indicator = sizeof(SQLDOUBLE);
+        return SQL_SUCCESS;
+    }
+    if (std::fabs(d) > 3.402823466e38)
+        return post_error(errors, "22003", "Numeric value out of range");
+    if (target != nullptr)
+        *static_cast<SQLREAL *>(target) = static_cast<SQLREAL>(d);
+    if (indicator != nullptr)
+        *indicator = sizeof(SQLREAL);
+    return SQL_SUCCESS;
+}
+
 SQLRETURN store_datetime(ErrorHeader *errors, const Value *v, SQLSMALLINT c, void *target,
                          SQLLEN *indicator)
 {
@@ -900,98 +945,75 @@ bool has_plain_text(int32_t type)
 
 }  // namespace
 
-SQLRETURN deliver_column(Statement *stmt, int column, Value *v, SQLSMALLINT c, SQLPOINTER target,
-                         SQLLEN buffer_length, SQLLEN *indicator, bool piecewise)
+namespace {
+
+// A NULL column: SQL_NULL_DATA in the indicator, 22002 without one.
+SQLRETURN deliver_null(Statement *stmt, int column, SQLLEN *indicator, bool piecewise)
 {
-    ErrorHeader *errors = stmt->errors;
-    ResultSet *r = stmt->result.get();
-    const ColumnDesc &desc = r->columns[static_cast<size_t>(column - 1)];
-    if (c == SQL_C_DEFAULT)
-        c = default_c_type(desc.sql_type);
-    bool continuing = piecewise && r->getdata_column == column;
-    if (continuing && r->getdata_done)
-        return SQL_NO_DATA;
-    if (v == nullptr || v->null_flag != 0 || v->type == VALUE_NULL) {
-        if (indicator == nullptr)
-            return post_error(errors, "22002", "Indicator variable required but not supplied");
-        *indicator = SQL_NULL_DATA;
-        if (piecewise) {
-            r->getdata_column = column;
-            r->getdata_done = true;
-        }
-        return SQL_SUCCESS;
-    }
-    if (c == SQL_C_CHAR && !piecewise) {
-        // a bound column: straight from the value
-        if (v->type == VALUE_STRING)
-            return deliver_chars(errors, v->payload.text, static_cast<size_t>(v->length), target,
-                                 buffer_length, indicator);
-        if (has_plain_text(v->type)) {
-            if (target != nullptr && buffer_length > 0 &&
-                static_cast<size_t>(buffer_length) > plain_text_width(v->type)) {
-                // room for the longest text of the type: no truncation
-                size_t n = plain_text(v, static_cast<char *>(target), static_cast<size_t>(buffer_length));
-                if (indicator != nullptr)
-                    *indicator = static_cast<SQLLEN>(n);
-                return SQL_SUCCESS;
-            }
-            char text[160];
-            size_t n = plain_text(v, text, sizeof text);
-            return deliver_chars(errors, text, n, target, buffer_length, indicator);
-        }
-    }
-    if (c == SQL_C_CHAR || c == SQL_C_WCHAR || c == SQL_C_BINARY) {
-        if (!continuing) {
-            r->getdata_data = column_octets(v, c);
-            r->getdata_offset = 0;
-            r->getdata_column = piecewise ? column : -1;
-            r->getdata_done = false;
-        }
-        const std::string &data = r->getdata_data;
-        size_t unit = c == SQL_C_WCHAR ? 2 : c == SQL_C_CHAR ? 1 : 0;
-        size_t remaining = data.size() - r->getdata_offset;
-        if (buffer_length < 0)
-            return post_error(errors, "HY090", "Invalid string or buffer length");
-        size_t room = static_cast<size_t>(buffer_length);
-        size_t fits = room >= unit ? room - unit : 0;
-        if (unit == 2)
-            fits &= ~static_cast<size_t>(1);
-        size_t n = std::min(fits, remaining);
-        if (target != nullptr && room > 0) {
-            std::memcpy(target, data.data() + r->getdata_offset, n);
-            if (unit == 1 && room >= 1)
-                static_cast<char *>(target)[n] = '\0';
-            if (unit == 2 && room >= 2) {
-                static_cast<char *>(target)[n] = '\0';
-                static_cast<char *>(target)[n + 1] = '\0';
-            }
-        }
-        if (indicator != nullptr)
-            *indicator = static_cast<SQLLEN>(remaining);
-        if (target == nullptr || n < remaining) {
-            if (target != nullptr)
-                r->getdata_offset += n;
-            if (!piecewise)
-                r->getdata_column = -1;
-            return post_warning(errors, "01004", "String data, right truncated");
-        }
-        r->getdata_offset += n;
-        r->getdata_done = true;
-        return SQL_SUCCESS;
-    }
-    if (continuing)
-        return SQL_NO_DATA;
+    if (indicator == nullptr)
+        return post_error(stmt->errors, "22002", "Indicator variable required but not supplied");
+    *indicator = SQL_NULL_DATA;
     if (piecewise) {
+        ResultSet *r = stmt->result.get();
         r->getdata_column = column;
         r->getdata_done = true;
     }
-    if (v->type == VALUE_LONG_STRING) {
-        // a long text read as a number or date: through its text
-        Value *text = make_text(r->row_mem != nullptr ? r->row_mem : r->mem, "", 0);
-        std::string octets = column_octets(v, SQL_C_CHAR);
-        text = make_text(r->row_mem != nullptr ? r->row_mem : r->mem, octets.data(), octets.size());
-        v = text;
+    return SQL_SUCCESS;
+}
+
+// A column as character, wide character or binary data: the value's
+// octets in that form, worked out once per column and handed out in pieces
+// by successive SQLGetData calls (01004 while more remains, the remaining
+// length in the indicator each time).
+SQLRETURN deliver_octets(Statement *stmt, int column, Value *v, SQLSMALLINT c, SQLPOINTER target,
+                         SQLLEN buffer_length, SQLLEN *indicator, bool piecewise, bool continuing)
+{
+    ResultSet *r = stmt->result.get();
+    ErrorHeader *errors = stmt->errors;
+    if (!continuing) {
+        r->getdata_data = column_octets(v, c);
+        r->getdata_offset = 0;
+        r->getdata_column = piecewise ? column : -1;
+        r->getdata_done = false;
     }
+    const std::string &data = r->getdata_data;
+    size_t unit = c == SQL_C_WCHAR ? 2 : c == SQL_C_CHAR ? 1 : 0;
+    size_t remaining = data.size() - r->getdata_offset;
+    if (buffer_length < 0)
+        return post_error(errors, "HY090", "Invalid string or buffer length");
+    size_t room = static_cast<size_t>(buffer_length);
+    size_t fits = room >= unit ? room - unit : 0;
+    if (unit == 2)
+        fits &= ~static_cast<size_t>(1);
+    size_t n = std::min(fits, remaining);
+    if (target != nullptr && room > 0) {
+        std::memcpy(target, data.data() + r->getdata_offset, n);
+        if (unit == 1 && room >= 1)
+            static_cast<char *>(target)[n] = '\0';
+        if (unit == 2 && room >= 2) {
+            static_cast<char *>(target)[n] = '\0';
+            static_cast<char *>(target)[n + 1] = '\0';
+        }
+    }
+    if (indicator != nullptr)
+        *indicator = static_cast<SQLLEN>(remaining);
+    if (target == nullptr || n < remaining) {
+        if (target != nullptr)
+            r->getdata_offset += n;
+        if (!piecewise)
+            r->getdata_column = -1;
+        return post_warning(errors, "01004", "String data, right truncated");
+    }
+    r->getdata_offset += n;
+    r->getdata_done = true;
+    return SQL_SUCCESS;
+}
+
+// A column as a number, a datetime or an interval C type, as ODBC's
+// conversion table has it.
+SQLRETURN deliver_fixed(ErrorHeader *errors, Value *v, SQLSMALLINT c, SQLPOINTER target,
+                        SQLLEN *indicator)
+{
     switch (c) {
     case SQL_C_SLONG:
     case SQL_C_LONG:
@@ -1013,44 +1035,11 @@ SQLRETURN deliver_column(Statement *stmt, int column, Value *v, SQLSMALLINT c, S
                                         9223372036854775807.0L);
     case SQL_C_UBIGINT:
         return store_integer<SQLUBIGINT>(errors, v, target, indicator, 0, 18446744073709551615.0L);
-    case SQL_C_BIT: {
-        double d = 0;
-        int64_t i = 0;
-        bool exact = false;
-        if (!numeric_source(errors, v, d, i, exact))
-            return SQL_ERROR;
-        if (!(d >= 0 && d < 2))
-            return post_error(errors, "22003", "Numeric value out of range");
-        if (target != nullptr)
-            *static_cast<SQLCHAR *>(target) = d >= 1 ? 1 : 0;
-        if (indicator != nullptr)
-            *indicator = 1;
-        if (d != 0 && d != 1)
-            return post_warning(errors, "01S07", "Fractional truncation");
-        return SQL_SUCCESS;
-    }
+    case SQL_C_BIT:
+        return store_bit(errors, v, target, indicator);
     case SQL_C_DOUBLE:
-    case SQL_C_FLOAT: {
-        double d = 0;
-        int64_t i = 0;
-        bool exact = false;
-        if (!numeric_source(errors, v, d, i, exact))
-            return SQL_ERROR;
-        if (c == SQL_C_DOUBLE) {
-            if (target != nullptr)
-                *static_cast<SQLDOUBLE *>(target) = d;
-            if (indicator != nullptr)
-                *indicator = sizeof(SQLDOUBLE);
-        } else {
-            if (std::fabs(d) > 3.402823466e38)
-                return post_error(errors, "22003", "Numeric value out of range");
-            if (target != nullptr)
-                *static_cast<SQLREAL *>(target) = static_cast<SQLREAL>(d);
-            if (indicator != nullptr)
-                *indicator = sizeof(SQLREAL);
-        }
-        return SQL_SUCCESS;
-    }
+    case SQL_C_FLOAT:
+        return store_approximate(errors, v, c, target, indicator);
     case SQL_C_NUMERIC:
         return store_numeric(errors, v, target, indicator);
     case SQL_C_TYPE_DATE:
@@ -1065,6 +1054,57 @@ SQLRETURN deliver_column(Statement *stmt, int column, Value *v, SQLSMALLINT c, S
             return store_interval(errors, v, c, target, indicator);
         return post_error(errors, "HY003", "Program type out of range");
     }
+}
+
+}  // namespace
+
+SQLRETURN deliver_column(Statement *stmt, int column, Value *v, SQLSMALLINT c, SQLPOINTER target,
+                         SQLLEN buffer_length, SQLLEN *indicator, bool piecewise)
+{
+    ErrorHeader *errors = stmt->errors;
+    ResultSet *r = stmt->result.get();
+    if (c == SQL_C_DEFAULT)
+        c = default_c_type(r->columns[static_cast<size_t>(column - 1)].sql_type);
+    bool continuing = piecewise && r->getdata_column == column;
+    if (continuing && r->getdata_done)
+        return SQL_NO_DATA;
+    if (v == nullptr || v->null_flag != 0 || v->type == VALUE_NULL)
+        return deliver_null(stmt, column, indicator, piecewise);
+    if (c == SQL_C_CHAR && !piecewise) {
+        // a bound column: straight from the value
+        if (v->type == VALUE_STRING)
+            return deliver_chars(errors, v->payload.text, static_cast<size_t>(v->length), target,
+                                 buffer_length, indicator);
+        if (has_plain_text(v->type)) {
+            if (target != nullptr && buffer_length > 0 &&
+                static_cast<size_t>(buffer_length) > plain_text_width(v->type)) {
+                // room for the longest text of the type: no truncation
+                size_t n = plain_text(v, static_cast<char *>(target), static_cast<size_t>(buffer_length));
+                if (indicator != nullptr)
+                    *indicator = static_cast<SQLLEN>(n);
+                return SQL_SUCCESS;
+            }
+            char text[160];
+            size_t n = plain_text(v, text, sizeof text);
+            return deliver_chars(errors, text, n, target, buffer_length, indicator);
+        }
+    }
+    if (c == SQL_C_CHAR || c == SQL_C_WCHAR || c == SQL_C_BINARY)
+        return deliver_octets(stmt, column, v, c, target, buffer_length, indicator, piecewise, continuing);
+    if (continuing)
+        return SQL_NO_DATA;
+    if (piecewise) {
+        r->getdata_column = column;
+        r->getdata_done = true;
+    }
+    if (v->type == VALUE_LONG_STRING) {
+        // a long text read as a number or date: through its text
+        std::string octets = column_octets(v, SQL_C_CHAR);
+        v = make_text(r->row_mem != nullptr ? r->row_mem : r->mem, octets.data(), octets.size());
+        if (v == nullptr)
+            return post_error(errors, "HY001", "Memory allocation error");
+    }
+    return deliver_fixed(errors, v, c, target, indicator);
 }
 
 }  // namespace kxdrv

@@ -1176,6 +1176,78 @@ void start_deadline(Statement *stmt)
     stmt->clock_read = kxstd_current_timestamp(&stmt->clock, 9) == KXSTD_OK;
 }
 
+namespace {
+
+// Puts the held rows in the order of their sort keys (stable, NULLs
+// first).
+SQLRETURN sort_rows(Statement *stmt, Query *q, ResultSet *r, std::vector<std::vector<Value *>> &keys)
+{
+    std::vector<size_t> order(r->rows.size());
+    for (size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    // the time-out is checked between comparisons; once it has passed, the
+    // remaining comparisons answer at once and the sort ends quickly
+    bool stopped = false;
+    size_t comparisons = 0;
+    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+        if (stopped || (++comparisons % (kRowsPerCheck * 16) == 0 && check_timeout(stmt) != 0)) {
+            stopped = true;
+            return false;
+        }
+        for (size_t k = 0; k < q->order.size(); ++k) {
+            int c = compare_keys(keys[a][k], keys[b][k]);
+            if (c != 0)
+                return q->order[k].descending ? c > 0 : c < 0;
+        }
+        return false;
+    });
+    if (stopped)
+        return SQL_ERROR;
+    std::vector<std::vector<Value *>> sorted;
+    sorted.reserve(order.size());
+    for (size_t i : order)
+        sorted.push_back(std::move(r->rows[i]));
+    r->rows = std::move(sorted);
+    stmt->state = kStateFetching;
+    return SQL_SUCCESS;
+}
+
+// Evaluates every row of the result into r->rows (a sorted query or a
+// static cursor), within MaxSortMemory, and sorts them when the query has
+// ORDER BY. SQL_ERROR after posting.
+SQLRETURN evaluate_held_rows(Statement *stmt, Query *q, ResultSet *r)
+{
+    Evaluation *e = &r->evaluation;
+    size_t width = q->items.size();
+    std::vector<std::vector<Value *>> keys;
+    size_t held = 0;  // what the held rows take, in octets
+    for (int64_t position = 0; position < r->source_size; ++position) {
+        if (position % kRowsPerCheck == 0 && check_timeout(stmt) != 0)
+            return SQL_ERROR;
+        std::vector<Value *> row(width), key(q->order.size());
+        int produced = produce_row(e, q, position, &r->series, r->source_row.data(), row.data(),
+                                   key.data());
+        if (produced < 0)
+            return SQL_ERROR;
+        if (produced == 0)
+            continue;
+        held += row_footprint(row, key, q->order);
+        if (held > stmt->conn->max_sort_memory)
+            return post_error(stmt->errors, "HY001",
+                              ("Memory allocation error: the rows to sort take more than MaxSortMemory (" +
+                               std::to_string(stmt->conn->max_sort_memory) + " octets)")
+                                  .c_str());
+        r->rows.push_back(std::move(row));
+        keys.push_back(std::move(key));
+    }
+    stmt->state = kStateFetching;
+    if (q->order.empty())
+        return SQL_SUCCESS;  // a static cursor keeps the source's order
+    return sort_rows(stmt, q, r, keys);
+}
+
+}  // namespace
+
 SQLRETURN open_result(Statement *stmt)
 {
     Query *q = stmt->query.get();
@@ -1249,59 +1321,7 @@ SQLRETURN open_result(Statement *stmt)
         r->pending = rc == SQL_SUCCESS;
         return SQL_SUCCESS;
     }
-    size_t width = q->items.size();
-    std::vector<std::vector<Value *>> keys;
-    size_t held = 0;  // what the held rows take, in octets
-    for (int64_t position = 0; position < r->source_size; ++position) {
-        if (position % kRowsPerCheck == 0 && check_timeout(stmt) != 0)
-            return SQL_ERROR;
-        std::vector<Value *> row(width), key(q->order.size());
-        int produced = produce_row(e, q, position, &r->series, r->source_row.data(), row.data(),
-                                   key.data());
-        if (produced < 0)
-            return SQL_ERROR;
-        if (produced == 0)
-            continue;
-        held += row_footprint(row, key, q->order);
-        if (held > stmt->conn->max_sort_memory)
-            return post_error(stmt->errors, "HY001",
-                              ("Memory allocation error: the rows to sort take more than MaxSortMemory (" +
-                               std::to_string(stmt->conn->max_sort_memory) + " octets)")
-                                  .c_str());
-        r->rows.push_back(std::move(row));
-        keys.push_back(std::move(key));
-    }
-    stmt->state = kStateFetching;
-    if (q->order.empty())
-        return SQL_SUCCESS;  // a static cursor keeps the source's order
-    std::vector<size_t> order(r->rows.size());
-    for (size_t i = 0; i < order.size(); ++i)
-        order[i] = i;
-    // the time-out is checked between comparisons; once it has passed, the
-    // remaining comparisons answer at once and the sort ends quickly
-    bool stopped = false;
-    size_t comparisons = 0;
-    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
-        if (stopped || (++comparisons % (kRowsPerCheck * 16) == 0 && check_timeout(stmt) != 0)) {
-            stopped = true;
-            return false;
-        }
-        for (size_t k = 0; k < q->order.size(); ++k) {
-            int c = compare_keys(keys[a][k], keys[b][k]);
-            if (c != 0)
-                return q->order[k].descending ? c > 0 : c < 0;
-        }
-        return false;
-    });
-    if (stopped)
-        return SQL_ERROR;
-    std::vector<std::vector<Value *>> sorted;
-    sorted.reserve(order.size());
-    for (size_t i : order)
-        sorted.push_back(std::move(r->rows[i]));
-    r->rows = std::move(sorted);
-    stmt->state = kStateFetching;
-    return SQL_SUCCESS;
+    return evaluate_held_rows(stmt, q, r);
 }
 
 SQLRETURN next_row(Statement *stmt)
