@@ -336,6 +336,17 @@ inline void *alloc_ordinary(MemHandle *handle, size_t size,
     return alloc_fresh(handle, size, kind, nullptr);
 }
 
+// Under ASan a kept handle record is poisoned but for its parent word,
+// which links the cache (LeakSanitizer does not look for pointers in
+// poisoned memory, so a wholly poisoned chain would look leaked).
+void poison_handle_record(MemHandle *handle)
+{
+    static_assert(offsetof(MemHandle, parent) == sizeof(void *));
+    KX_POISON(&handle->first_block, sizeof handle->first_block);
+    KX_POISON(&handle->next_sibling,
+              sizeof *handle - offsetof(MemHandle, next_sibling));
+}
+
 // The end of a handle record's life: the calling thread's cache when it
 // has room (linked through the parent word), else the system heap.
 void retire_handle(MemHandle *handle)
@@ -345,7 +356,7 @@ void retire_handle(MemHandle *handle)
         cache->handle_room--;
         handle->parent = cache->handle_head;
         cache->handle_head = handle;
-        KX_POISON(handle, sizeof *handle);
+        poison_handle_record(handle);
         return;
     }
     std::free(handle);

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <set>
 #include <string>
+#include <algorithm>
 #include <thread>
 #include <vector>
 
@@ -823,3 +824,56 @@ TEST(MemsysAsanTest, ACachedNodeHandedOutAgainIsUnpoisoned)
 #endif
 
 }  // namespace
+
+// ---- released handle records ----
+
+// A released handle's record serves the thread's next handle: a driver
+// that makes a handle for every row gets the same record back, clean.
+TEST_F(MemsysTest, AReleasedHandleRecordServesTheNextHandle)
+{
+    MemHandle *row = kx_mem_alloc_handle(root);
+    ASSERT_NE(row, nullptr);
+    ASSERT_NE(kx_mem_alloc(row, 40), nullptr);
+    MemHandle *child = kx_mem_alloc_handle(row);
+    ASSERT_NE(child, nullptr);
+    kx_mem_release_handle(row);  // row's record is retired last, so it is on top
+    MemHandle *next = kx_mem_alloc_handle(root);
+    ASSERT_NE(next, nullptr);
+    EXPECT_EQ(next, row);
+    EXPECT_EQ(next->first_block, nullptr);
+    EXPECT_EQ(next->first_child, nullptr);
+    EXPECT_EQ(next->parent, root);
+    EXPECT_EQ(children_of(root), (std::vector<MemHandle *>{next}));
+    // and the one released before it comes next
+    MemHandle *after = kx_mem_alloc_handle(root);
+    EXPECT_EQ(after, child);
+    EXPECT_EQ(after->parent, root);
+    EXPECT_EQ(children_of(root), (std::vector<MemHandle *>{after, next}));
+}
+
+// Past 16 kept records the rest go back to the heap, and every handle
+// made afterwards is distinct and usable (LeakSanitizer checks that the
+// kept ones are given back when the thread ends).
+TEST_F(MemsysTest, ManyReleasedHandlesLeaveDistinctUsableRecords)
+{
+    std::thread worker([] {
+        std::vector<MemHandle *> made;
+        for (int i = 0; i < 40; ++i)
+            made.push_back(kx_mem_alloc_handle(nullptr));
+        for (MemHandle *h : made)
+            kx_mem_release_handle(h);
+        std::vector<MemHandle *> again;
+        for (int i = 0; i < 40; ++i) {
+            MemHandle *h = kx_mem_alloc_handle(nullptr);
+            ASSERT_NE(h, nullptr);
+            ASSERT_NE(kx_mem_alloc(h, 8), nullptr);
+            again.push_back(h);
+        }
+        std::vector<MemHandle *> sorted = again;
+        std::sort(sorted.begin(), sorted.end());
+        EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end());
+        for (MemHandle *h : again)
+            kx_mem_release_handle(h);
+    });
+    worker.join();
+}
