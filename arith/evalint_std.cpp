@@ -836,25 +836,12 @@ KX_API int32_t kxstd_timestamp_add(Value *result, const Value *source, int64_t m
     const int32_t type = source->type;
     if (type == VALUE_TIME && months != 0)
         return KXSTD_TYPE_MISMATCH;
-    // The months move the date by its fields; the seconds and nanoseconds,
-    // when there are any, move the instant, and the fields are read back.
     TimestampStruct t;
     int32_t status = fields_of_value(source, &t);
+    if (status == KXSTD_OK)
+        status = kx::stdiv::shift_fields(&t, type, months, seconds, nanoseconds);
     if (status != KXSTD_OK)
         return status;
-    if (months != 0 && !shift_months(&t, months))
-        return KXSTD_DATETIME_OVERFLOW;
-    if (type != VALUE_TIME && nanoseconds == 0 && moves_within_month(&t, seconds)) {
-        // the day field moved and nothing else did
-    } else if (seconds != 0 || nanoseconds != 0) {
-        Instant start = instant_of(t);   // a time's is on day 0
-        Instant end = shifted(start, seconds, nanoseconds);
-        if (type == VALUE_TIME)
-            end.days = 0;
-        else if (!day_in_range(end.days))
-            return KXSTD_DATETIME_OVERFLOW;
-        t = timestamp_of(end);
-    }
 
     copy_value_part(result, source);
     result->null_flag = 0;
@@ -975,6 +962,27 @@ KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const V
 }
 
 }  // extern "C"
+
+// The months move the date by its fields; the seconds and nanoseconds,
+// when there are any, move the instant, and the fields are read back.
+int32_t kx::stdiv::shift_fields(TimestampStruct *t, int32_t type, int64_t months, int64_t seconds,
+                                int64_t nanoseconds)
+{
+    if (months != 0 && !shift_months(t, months))
+        return KXSTD_DATETIME_OVERFLOW;
+    if (type != VALUE_TIME && nanoseconds == 0 && moves_within_month(t, seconds))
+        return KXSTD_OK;  // the day field moved and nothing else did
+    if (seconds != 0 || nanoseconds != 0) {
+        Instant start = instant_of(*t);   // a time's is on day 0
+        Instant end = shifted(start, seconds, nanoseconds);
+        if (type == VALUE_TIME)
+            end.days = 0;
+        else if (!day_in_range(end.days))
+            return KXSTD_DATETIME_OVERFLOW;
+        *t = timestamp_of(end);
+    }
+    return KXSTD_OK;
+}
 
 int32_t kx::stdiv::timestamp_diff_in(int32_t unit, const Value *from, const Value *to,
                                      const DateStruct *today, int64_t *out)

@@ -136,6 +136,13 @@ static_assert(tsi_unit_by_letters("sql_tsi_minute") == 2 &&
               tsi_unit_by_letters("SQL_TSI_SECONDS") == kTsiUnitCount &&
               tsi_unit_by_letters("") == kTsiUnitCount);
 
+// kxstd_timestamp_add's arithmetic on the real fields t of a datetime of
+// the given type (VALUE_DATE, VALUE_TIME or VALUE_TIMESTAMP; a time takes
+// no months and wraps within its day): KXSTD_DATETIME_OVERFLOW outside the
+// years 1 to 9999. Defined in arith/evalint_std.cpp.
+int32_t shift_fields(TimestampStruct *t, int32_t type, int64_t months, int64_t seconds,
+                     int64_t nanoseconds);
+
 // kxstd_timestamp_diff with its unit already read (tsi_unit_of; any other
 // number is KXSTD_INVALID_ARGUMENT). Defined in arith/evalint_std.cpp.
 int32_t timestamp_diff_in(int32_t unit, const Value *from, const Value *to,

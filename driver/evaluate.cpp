@@ -16,6 +16,7 @@
 // and longjmp to the exit point armed in run_row; no frame between holds an
 // object with a destructor.
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cerrno>
 #include <cmath>
@@ -103,27 +104,48 @@ char *put_digits(char *out, uint32_t value, int width)
     return end;
 }
 
+// "00" to "99", two characters each: a datetime's fields are written a
+// pair of digits at a time.
+constexpr std::array<char, 200> kDigitPairs = [] {
+    std::array<char, 200> pairs{};
+    for (int i = 0; i < 100; ++i) {
+        pairs[static_cast<size_t>(2 * i)] = static_cast<char>('0' + i / 10);
+        pairs[static_cast<size_t>(2 * i + 1)] = static_cast<char>('0' + i % 10);
+    }
+    return pairs;
+}();
+static_assert(kDigitPairs[0] == '0' && kDigitPairs[199] == '9' && kDigitPairs[85] == '2');
+
+// value % 100 as two digits at out; the end.
+char *put_pair(char *out, unsigned value)
+{
+    std::memcpy(out, &kDigitPairs[2 * (value % 100)], 2);
+    return out + 2;
+}
+
 // yyyy-mm-dd at out (years outside 0..9999 as printf's %04d writes them).
 char *put_date(char *out, int year, unsigned month, unsigned day)
 {
-    if (year >= 0 && year <= 9999)
-        out = put_digits(out, static_cast<uint32_t>(year), 4);
-    else
+    if (year >= 0 && year <= 9999) {
+        out = put_pair(out, static_cast<unsigned>(year) / 100);
+        out = put_pair(out, static_cast<unsigned>(year));
+    } else {
         out += std::snprintf(out, 12, "%04d", year);
+    }
     *out++ = '-';
-    out = put_digits(out, month % 100, 2);
+    out = put_pair(out, month);
     *out++ = '-';
-    return put_digits(out, day % 100, 2);
+    return put_pair(out, day);
 }
 
 // hh:mm:ss at out.
 char *put_time(char *out, unsigned hour, unsigned minute, unsigned second)
 {
-    out = put_digits(out, hour % 100, 2);
+    out = put_pair(out, hour);
     *out++ = ':';
-    out = put_digits(out, minute % 100, 2);
+    out = put_pair(out, minute);
     *out++ = ':';
-    return put_digits(out, second % 100, 2);
+    return put_pair(out, second);
 }
 
 // A fraction of a second in nanoseconds as ".d..." without its trailing

@@ -452,34 +452,17 @@ int32_t count_arg(const Value *v, int64_t *out)
     }
 }
 
-// TIMESTAMPADD's datetime as a timestamp value: a date at midnight, a time
-// on today's date. Only the type, the null flag and the fields are taken:
-// the result keeps nothing else of its argument's record.
-int32_t timestamp_arg(const Value *v, Value *out)
+// TIMESTAMPADD's datetime as a timestamp's fields: a date at midnight, a
+// time on today's date.
+int32_t timestamp_fields(const Value *v, TimestampStruct *out)
 {
-    // word by word: a block copy of a record whose fields were just
-    // written one by one stalls on the store buffer
-    out->kind = NODE_VALUE;
-    out->type = VALUE_TIMESTAMP;
-    out->length = 0;
-    out->data_length = 0;
-    out->share_block = 0;
-    for (int i = 0; i < 4; ++i) {
-        out->attr[i] = 0;
-        out->driver[i] = 0;
-    }
-    out->null_flag = v->null_flag;
-    out->long_buffer = nullptr;
-    out->ref_count = 0;
-    out->mem_handle = nullptr;
-    out->inline_buffer = 0;
     switch (v->type) {
     case VALUE_TIMESTAMP:
-        out->payload.timestamp = v->payload.timestamp;
+        *out = v->payload.timestamp;
         return KXSTD_OK;
     case VALUE_DATE: {
         DateStruct d = v->payload.date;
-        out->payload.timestamp = TimestampStruct{d.year, d.month, d.day, 0, 0, 0, 0};
+        *out = TimestampStruct{d.year, d.month, d.day, 0, 0, 0, 0};
         return KXSTD_OK;
     }
     case VALUE_TIME: {
@@ -488,8 +471,7 @@ int32_t timestamp_arg(const Value *v, Value *out)
         if (status != KXSTD_OK)
             return status;
         TimeStruct t = v->payload.time;
-        out->payload.timestamp =
-            TimestampStruct{today.year, today.month, today.day, t.hour, t.minute, t.second, 0};
+        *out = TimestampStruct{today.year, today.month, today.day, t.hour, t.minute, t.second, 0};
         return KXSTD_OK;
     }
     default:
@@ -666,27 +648,23 @@ KX_SCALAR_FUNCTION(kxstd_func_timestampadd)
     int32_t status = count_arg(count, &n);
     if (status != KXSTD_OK)
         return raise(context, status);
-    Value start;
-    status = timestamp_arg(source, &start);
+    TimestampStruct t;
+    status = timestamp_fields(source, &t);
     if (status != KXSTD_OK)
         return raise(context, status);
     int64_t months, seconds, nanoseconds;
     if (!shift_of(u, n, &months, &seconds, &nanoseconds))
         return raise(context, KXSTD_DATETIME_OVERFLOW);
+    // a fresh record of the library's own: nothing of the argument's but
+    // its moved fields
     Value *result = result_of(context, VALUE_TIMESTAMP);
     if (result == nullptr)
         return nullptr;
-    status = kxstd_timestamp_add(result, &start, months, seconds, nanoseconds);
+    status = valid(t) ? kx::stdiv::shift_fields(&t, VALUE_TIMESTAMP, months, seconds, nanoseconds)
+                      : KXSTD_INVALID_DATETIME;
     if (status != KXSTD_OK)
         return raise(context, status);
-    // the result is the library's record, not the argument's
-    result->length = 0;
-    result->data_length = 0;
-    result->share_block = 0;
-    for (int i = 0; i < 4; ++i) {
-        result->attr[i] = 0;
-        result->driver[i] = 0;
-    }
+    result->payload.timestamp = t;
     return result;
 }
 

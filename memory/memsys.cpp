@@ -397,15 +397,28 @@ void detach_from_parent(MemHandle *handle)
 }
 
 // Releases one handle that has no children left: its blocks newest first,
-// then the handle record. The head is re-read after every block, so a
-// destructor that frees another block of the same handle is safe. A block
+// then the handle record. The head is re-read after every block that runs
+// a destructor, so a destructor that frees another block of the same
+// handle, or makes one, is safe. A block
 // still shared (count above 1) loses one reference and is detached: it
 // links to itself, so its final kx_mem_free touches nothing freed.
 void release_childless(MemHandle *handle)
 {
     detach_from_parent(handle);
-    MemBlock *block;
-    while ((block = handle->first_block) != nullptr) {
+    MemBlock *block = handle->first_block;
+    while (block != nullptr) {
+        MemBlock *next = block->next;
+        if (KX_LIKELY(block->ref_count == 1 && block->destructor == nullptr)) {
+            // the common block dies here and runs no code: the walk goes on
+            // from the next pointer it holds rather than reading the head
+            // back from memory (the list stays whole for any destructor)
+            handle->first_block = next;
+            if (next != nullptr)
+                next->link = &handle->first_block;
+            cache_or_free(block);
+            block = next;
+            continue;
+        }
         unlink_block(block);
         if (block->ref_count == 1) {
             retire_block(block, user_pointer(block));
@@ -414,6 +427,7 @@ void release_childless(MemHandle *handle)
             block->next = nullptr;
             block->link = &block->next;
         }
+        block = handle->first_block;  // a destructor may have freed others
     }
     retire_handle(handle);
 }
