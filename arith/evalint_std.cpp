@@ -240,7 +240,7 @@ void copy_value_part(Value *result, const Value *source)
 // KXSTD_INVALID_DATETIME when its fields are no real date or time.
 int32_t instant_of_other_value(const Value *v, Instant *out);
 
-inline int32_t instant_of_value(const Value *v, Instant *out)
+[[gnu::always_inline]] inline int32_t instant_of_value(const Value *v, Instant *out)
 {
     if (v->type == VALUE_TIMESTAMP) {
         // the common operand, read in line
@@ -324,19 +324,31 @@ bool shift_months(TimestampStruct *t, int64_t months)
     return true;
 }
 
-// Whole days that keep a real date within its month: the day field moves
-// and nothing else does, which is what the instant's arithmetic would give
-// (the common step of a day at a time, without a trip through the day
-// count). False, with t untouched, for any other shift.
-inline bool moves_within_month(TimestampStruct *t, int64_t seconds)
+// A shift of under a month that keeps a real date (and its time of day)
+// within its month: the time of day and the day field move and nothing
+// else does, which is what the instant's arithmetic would give without a
+// trip through the day count (a day at a time, an hour, a few seconds).
+// False, with t untouched, for any other shift.
+inline bool moves_within_month(TimestampStruct *t, int64_t seconds, int64_t nanoseconds)
 {
-    if (seconds % kSecondsPerDay != 0 || seconds < -31 * kSecondsPerDay ||
-        seconds > 31 * kSecondsPerDay)
+    constexpr int64_t kMonthSeconds = 31 * kSecondsPerDay;
+    if (seconds < -kMonthSeconds || seconds > kMonthSeconds || nanoseconds < -kMonthSeconds * kNanosPerSecond ||
+        nanoseconds > kMonthSeconds * kNanosPerSecond)
         return false;
-    int64_t day = t->day + seconds / kSecondsPerDay;
+    // within +-63 days of nanoseconds: no product passes 64 bits
+    int64_t total = time_nanos(t->hour, t->minute, t->second, t->fraction) + seconds * kNanosPerSecond +
+                    nanoseconds;
+    int64_t days = floor_div(total, kNanosPerDay);
+    int64_t day = t->day + days;
     if (day < 1 || day > days_in_month(t->year, t->month))
         return false;
+    int64_t rest = total - days * kNanosPerDay;  // 0 .. one day less 1 ns
+    int64_t second_of_day = rest / kNanosPerSecond;
     t->day = static_cast<uint16_t>(day);
+    t->hour = static_cast<uint16_t>(second_of_day / 3600);
+    t->minute = static_cast<uint16_t>(second_of_day / 60 % 60);
+    t->second = static_cast<uint16_t>(second_of_day % 60);
+    t->fraction = static_cast<uint32_t>(rest % kNanosPerSecond);
     return true;
 }
 
@@ -819,6 +831,28 @@ int64_t whole_months(const Instant &a, const Instant &b)
     return months;
 }
 
+// The months move the date by its fields; the seconds and nanoseconds,
+// when there are any, move the instant, and the fields are read back.
+// Inlined into kxstd_timestamp_add, whose hot path it is.
+[[gnu::always_inline]] inline int32_t shift_in_place(TimestampStruct *t, int32_t type, int64_t months,
+                                                     int64_t seconds, int64_t nanoseconds)
+{
+    if (months != 0 && !shift_months(t, months))
+        return KXSTD_DATETIME_OVERFLOW;
+    if (seconds == 0 && nanoseconds == 0)
+        return KXSTD_OK;
+    if (type != VALUE_TIME && moves_within_month(t, seconds, nanoseconds))
+        return KXSTD_OK;  // the fields moved within the month
+    Instant start = instant_of(*t);   // a time's is on day 0
+    Instant end = shifted(start, seconds, nanoseconds);
+    if (type == VALUE_TIME)
+        end.days = 0;
+    else if (!day_in_range(end.days))
+        return KXSTD_DATETIME_OVERFLOW;
+    *t = timestamp_of(end);
+    return KXSTD_OK;
+}
+
 }  // namespace
 
 extern "C" {
@@ -839,7 +873,7 @@ KX_API int32_t kxstd_timestamp_add(Value *result, const Value *source, int64_t m
     TimestampStruct t;
     int32_t status = fields_of_value(source, &t);
     if (status == KXSTD_OK)
-        status = kx::stdiv::shift_fields(&t, type, months, seconds, nanoseconds);
+        status = shift_in_place(&t, type, months, seconds, nanoseconds);
     if (status != KXSTD_OK)
         return status;
 
@@ -963,25 +997,10 @@ KX_API int32_t kxstd_timestamp_diff(const char *unit, const Value *from, const V
 
 }  // extern "C"
 
-// The months move the date by its fields; the seconds and nanoseconds,
-// when there are any, move the instant, and the fields are read back.
 int32_t kx::stdiv::shift_fields(TimestampStruct *t, int32_t type, int64_t months, int64_t seconds,
                                 int64_t nanoseconds)
 {
-    if (months != 0 && !shift_months(t, months))
-        return KXSTD_DATETIME_OVERFLOW;
-    if (type != VALUE_TIME && nanoseconds == 0 && moves_within_month(t, seconds))
-        return KXSTD_OK;  // the day field moved and nothing else did
-    if (seconds != 0 || nanoseconds != 0) {
-        Instant start = instant_of(*t);   // a time's is on day 0
-        Instant end = shifted(start, seconds, nanoseconds);
-        if (type == VALUE_TIME)
-            end.days = 0;
-        else if (!day_in_range(end.days))
-            return KXSTD_DATETIME_OVERFLOW;
-        *t = timestamp_of(end);
-    }
-    return KXSTD_OK;
+    return shift_in_place(t, type, months, seconds, nanoseconds);
 }
 
 int32_t kx::stdiv::timestamp_diff_in(int32_t unit, const Value *from, const Value *to,

@@ -304,6 +304,74 @@ TEST(EvalintStd, WholeDayShiftsAgreeWithChronoAroundEveryMonthEnd)
     EXPECT_EQ(kxstd_timestamp_add(&r, &bad, 0, -86400, 0), KXSTD_INVALID_DATETIME);
 }
 
+// Shifts of seconds and nanoseconds of either sign, from times of day near
+// midnight and within the day, across month ends (the shortcut that moves
+// the fields within a month, and the instant's arithmetic past it) agree
+// with std::chrono; a date takes the day its shifted midnight falls on.
+TEST(EvalintStd, ShiftsOfSecondsAndNanosecondsAgreeWithChrono)
+{
+    using namespace std::chrono;
+    struct Clock {
+        unsigned h, m, s, f;
+    };
+    int checked = 0;
+    for (int y : {1, 1999, 2000, 2023, 2024, 9999}) {
+        for (unsigned mo : {1u, 2u, 3u, 12u}) {
+            unsigned month_end = static_cast<unsigned>(year_month_day_last(year(y), month_day_last(month(mo))).day());
+            for (unsigned d : {1u, 15u, month_end}) {
+                for (Clock c : {Clock{0, 0, 0, 0}, Clock{13, 14, 15, 16}, Clock{23, 59, 59, 999999999}}) {
+                    for (int64_t sec : {int64_t{0}, int64_t{-1}, int64_t{1}, int64_t{3599}, int64_t{86399},
+                                        int64_t{-86400 * 3 - 7}, int64_t{86400 * 3 + 7}, int64_t{86400 * 31},
+                                        int64_t{-86400 * 31}, int64_t{86400 * 40}}) {
+                        for (int64_t ns : {int64_t{0}, int64_t{250000000}, int64_t{-1}, int64_t{999999999},
+                                           int64_t{-86400} * 1000000000 * 2}) {
+                            // days by chrono's calendar; the time of day as a count of
+                            // nanoseconds (a sys_time in nanoseconds spans only 584 years)
+                            nanoseconds of_day = hours(c.h) + minutes(c.m) + std::chrono::seconds(c.s) +
+                                                 nanoseconds(c.f) + std::chrono::seconds(sec) + nanoseconds(ns);
+                            days carried = floor<days>(of_day);
+                            sys_days to_day = sys_days(year_month_day(year(y), month(mo), day(d))) + carried;
+                            year_month_day want(to_day);
+                            hh_mm_ss<nanoseconds> clock(of_day - carried);
+                            bool in_range = want.year() >= year(1) && want.year() <= year(9999);
+                            Value tv = timestamp(static_cast<int16_t>(y), static_cast<uint16_t>(mo),
+                                                 static_cast<uint16_t>(d), static_cast<uint16_t>(c.h),
+                                                 static_cast<uint16_t>(c.m), static_cast<uint16_t>(c.s), c.f);
+                            Value r = blank();
+                            int32_t status = kxstd_timestamp_add(&r, &tv, 0, sec, ns);
+                            if (!in_range) {
+                                EXPECT_EQ(status, KXSTD_DATETIME_OVERFLOW);
+                                continue;
+                            }
+                            ASSERT_EQ(status, KXSTD_OK);
+                            TimestampStruct expected{
+                                static_cast<int16_t>(static_cast<int>(want.year())),
+                                static_cast<uint16_t>(static_cast<unsigned>(want.month())),
+                                static_cast<uint16_t>(static_cast<unsigned>(want.day())),
+                                static_cast<uint16_t>(clock.hours().count()),
+                                static_cast<uint16_t>(clock.minutes().count()),
+                                static_cast<uint16_t>(clock.seconds().count()),
+                                static_cast<uint32_t>(clock.subseconds().count())};
+                            EXPECT_EQ(ts_text(r.payload.timestamp), ts_text(expected))
+                                << ts_text(tv.payload.timestamp) << " + " << sec << " s " << ns << " ns";
+                            if (c.h == 0 && c.m == 0 && c.s == 0 && c.f == 0) {
+                                // the same shift of a date: the day of the shifted midnight
+                                Value dv = date(static_cast<int16_t>(y), static_cast<uint16_t>(mo),
+                                                static_cast<uint16_t>(d));
+                                ASSERT_EQ(kxstd_timestamp_add(&r, &dv, 0, sec, ns), KXSTD_OK);
+                                EXPECT_EQ(r.type, VALUE_DATE);
+                                EXPECT_EQ(date_text(r.payload.date), ts_text(expected).substr(0, 10));
+                            }
+                            ++checked;
+                        }
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_GT(checked, 3000);
+}
+
 // ---- D4: exact lengths, overflow reported ----
 
 TEST(EvalintStd, DayShiftOf30000DaysBesideTheFamilys32BitWrap)
