@@ -44,7 +44,7 @@ bool is_binary_sql_type(SQLSMALLINT t)
 bool data_at_exec(const ParamBinding &b)
 {
     return b.indicator != nullptr &&
-           (*b.indicator == SQL_DATA_AT_EXEC || *b.indicator <= SQL_LEN_DATA_AT_EXEC_OFFSET);
+           (length_at(b.indicator) == SQL_DATA_AT_EXEC || length_at(b.indicator) <= SQL_LEN_DATA_AT_EXEC_OFFSET);
 }
 
 SQLSMALLINT default_c_type(SQLSMALLINT sql_type)
@@ -134,7 +134,7 @@ ParamBinding parameter_binding(const Statement *stmt, size_t index)
         b.null_indicator = static_cast<SQLLEN *>(
             bound_element(b.null_indicator, offset, apd.bind_type, stmt->param_set, sizeof(SQLLEN)));
     }
-    if (b.null_indicator != nullptr && *b.null_indicator == SQL_NULL_DATA)
+    if (b.null_indicator != nullptr && length_at(b.null_indicator) == SQL_NULL_DATA)
         b.indicator = &null_data;
     b.null_indicator = nullptr;
     return b;
@@ -315,12 +315,12 @@ Value *text_as_sql_type(MemHandle *mem, ErrorHeader *errors, const std::string &
 // The octet length of a character or binary parameter buffer.
 size_t buffer_octets(const ParamBinding &b, size_t unit)
 {
-    SQLLEN n = b.indicator != nullptr ? *b.indicator : SQL_NTS;
+    SQLLEN n = b.indicator != nullptr ? length_at(b.indicator) : SQL_NTS;
     if (n == SQL_NTS) {
         if (unit == 2) {
-            const uint16_t *w = static_cast<const uint16_t *>(b.data);
+            const char *w = static_cast<const char *>(b.data);
             size_t count = 0;
-            while (w[count] != 0)
+            while (read_buffer<uint16_t>(w + 2 * count) != 0)
                 ++count;
             return count * 2;
         }
@@ -469,23 +469,23 @@ Value *bound_value(Statement *stmt, MemHandle *mem, const ParamBinding &b, bool 
     }
     case SQL_C_SLONG:
     case SQL_C_LONG:
-        return integer(*static_cast<const SQLINTEGER *>(p));
+        return integer(read_buffer<SQLINTEGER>(p));
     case SQL_C_ULONG:
-        return integer(*static_cast<const SQLUINTEGER *>(p));
+        return integer(read_buffer<SQLUINTEGER>(p));
     case SQL_C_SSHORT:
     case SQL_C_SHORT:
-        return integer(*static_cast<const SQLSMALLINT *>(p));
+        return integer(read_buffer<SQLSMALLINT>(p));
     case SQL_C_USHORT:
-        return integer(*static_cast<const SQLUSMALLINT *>(p));
+        return integer(read_buffer<SQLUSMALLINT>(p));
     case SQL_C_STINYINT:
     case SQL_C_TINYINT:
-        return integer(*static_cast<const SQLSCHAR *>(p));
+        return integer(read_buffer<SQLSCHAR>(p));
     case SQL_C_UTINYINT:
-        return integer(*static_cast<const SQLCHAR *>(p));
+        return integer(read_buffer<SQLCHAR>(p));
     case SQL_C_SBIGINT:
-        return integer(*static_cast<const SQLBIGINT *>(p));
+        return integer(read_buffer<SQLBIGINT>(p));
     case SQL_C_UBIGINT: {
-        SQLUBIGINT v = *static_cast<const SQLUBIGINT *>(p);
+        SQLUBIGINT v = read_buffer<SQLUBIGINT>(p);
         if (v > static_cast<SQLUBIGINT>(INT64_MAX)) {
             post_error(stmt->errors, "22003", "Numeric value out of range");
             *failed = true;
@@ -495,14 +495,14 @@ Value *bound_value(Statement *stmt, MemHandle *mem, const ParamBinding &b, bool 
     }
     case SQL_C_BIT: {
         Value *out = make_value(mem, VALUE_BIT);
-        out->payload.integer = *static_cast<const SQLCHAR *>(p) != 0;
+        out->payload.integer = read_buffer<SQLCHAR>(p) != 0;
         return out;
     }
     case SQL_C_DOUBLE:
     case SQL_C_FLOAT: {
         Value *out = make_value(mem, VALUE_DOUBLE);
-        out->payload.dbl = c == SQL_C_DOUBLE ? *static_cast<const SQLDOUBLE *>(p)
-                                             : *static_cast<const SQLREAL *>(p);
+        out->payload.dbl = c == SQL_C_DOUBLE ? read_buffer<SQLDOUBLE>(p)
+                                             : read_buffer<SQLREAL>(p);
         return out;
     }
     case SQL_C_NUMERIC: {
@@ -548,7 +548,7 @@ SQLRETURN build_parameters(Statement *stmt, MemHandle *mem, std::vector<Value *>
             return post_error(stmt->errors, "07002", "COUNT field incorrect");
         const ParamBinding b = parameter_binding(stmt, static_cast<size_t>(i));
         Value *v = nullptr;
-        if (b.indicator != nullptr && *b.indicator == SQL_NULL_DATA) {
+        if (b.indicator != nullptr && length_at(b.indicator) == SQL_NULL_DATA) {
             TypeInfo t = parameter_type(b);
             v = make_value(mem, t.value_type == VALUE_LONG_STRING ? VALUE_STRING
                                 : t.value_type == VALUE_LONG_BINARY ? VALUE_BINARY
@@ -712,9 +712,9 @@ SQLRETURN store_integer(ErrorHeader *errors, const Value *v, void *target, SQLLE
     if (v->type == VALUE_INTEGER && std::in_range<T>(v->payload.integer)) {
         // the common case: an integer that fits, stored as it is
         if (target != nullptr)
-            *static_cast<T *>(target) = static_cast<T>(v->payload.integer);
+            write_buffer(target, static_cast<T>(v->payload.integer));
         if (indicator != nullptr)
-            *indicator = sizeof(T);
+            set_length(indicator, sizeof(T));
         return SQL_SUCCESS;
     }
     double d = 0;
@@ -726,9 +726,9 @@ SQLRETURN store_integer(ErrorHeader *errors, const Value *v, void *target, SQLLE
     if (!(value >= low && value <= high))
         return post_error(errors, "22003", "Numeric value out of range");
     if (target != nullptr)
-        *static_cast<T *>(target) = exact ? static_cast<T>(i) : static_cast<T>(std::trunc(d));
+        write_buffer(target, exact ? static_cast<T>(i) : static_cast<T>(std::trunc(d)));
     if (indicator != nullptr)
-        *indicator = sizeof(T);
+        set_length(indicator, sizeof(T));
     if (!exact && std::trunc(d) != d)
         return post_warning(errors, "01S07", "Fractional truncation");
     return SQL_SUCCESS;
@@ -748,7 +748,7 @@ SQLRETURN store_bit(ErrorHeader *errors, const Value *v, void *target, SQLLEN *i
     if (target != nullptr)
         *static_cast<SQLCHAR *>(target) = d >= 1 ? 1 : 0;
     if (indicator != nullptr)
-        *indicator = 1;
+        set_length(indicator, 1);
     if (d != 0 && d != 1)
         return post_warning(errors, "01S07", "Fractional truncation");
     return SQL_SUCCESS;
@@ -765,17 +765,17 @@ SQLRETURN store_approximate(ErrorHeader *errors, const Value *v, SQLSMALLINT c, 
         return SQL_ERROR;
     if (c == SQL_C_DOUBLE) {
         if (target != nullptr)
-            *static_cast<SQLDOUBLE *>(target) = d;
+            write_buffer<SQLDOUBLE>(target, d);
         if (indicator != nullptr)
-            *indicator = sizeof(SQLDOUBLE);
+            set_length(indicator, sizeof(SQLDOUBLE));
         return SQL_SUCCESS;
     }
     if (std::fabs(d) > 3.402823466e38)
         return post_error(errors, "22003", "Numeric value out of range");
     if (target != nullptr)
-        *static_cast<SQLREAL *>(target) = static_cast<SQLREAL>(d);
+        write_buffer(target, static_cast<SQLREAL>(d));
     if (indicator != nullptr)
-        *indicator = sizeof(SQLREAL);
+        set_length(indicator, sizeof(SQLREAL));
     return SQL_SUCCESS;
 }
 
@@ -817,7 +817,7 @@ SQLRETURN store_datetime(ErrorHeader *errors, const Value *v, SQLSMALLINT c, voi
         if (target != nullptr)
             std::memcpy(target, &d, sizeof d);
         if (indicator != nullptr)
-            *indicator = sizeof d;
+            set_length(indicator, sizeof d);
         if (ts.hour || ts.minute || ts.second || ts.fraction)
             rc = post_warning(errors, "01S07", "Fractional truncation");
     } else if (time_target) {
@@ -825,7 +825,7 @@ SQLRETURN store_datetime(ErrorHeader *errors, const Value *v, SQLSMALLINT c, voi
         if (target != nullptr)
             std::memcpy(target, &t, sizeof t);
         if (indicator != nullptr)
-            *indicator = sizeof t;
+            set_length(indicator, sizeof t);
         if (ts.fraction)
             rc = post_warning(errors, "01S07", "Fractional truncation");
     } else {
@@ -841,7 +841,7 @@ SQLRETURN store_datetime(ErrorHeader *errors, const Value *v, SQLSMALLINT c, voi
         if (target != nullptr)
             std::memcpy(target, &ts, sizeof ts);
         if (indicator != nullptr)
-            *indicator = sizeof ts;
+            set_length(indicator, sizeof ts);
     }
     return rc;
 }
@@ -871,7 +871,7 @@ SQLRETURN store_interval(ErrorHeader *errors, const Value *v, SQLSMALLINT c, voi
     if (target != nullptr)
         std::memcpy(target, &shaped.payload.interval, sizeof(SQL_INTERVAL_STRUCT));
     if (indicator != nullptr)
-        *indicator = sizeof(SQL_INTERVAL_STRUCT);
+        set_length(indicator, sizeof(SQL_INTERVAL_STRUCT));
     return SQL_SUCCESS;
 }
 
@@ -899,7 +899,7 @@ SQLRETURN store_numeric(ErrorHeader *errors, const Value *v, void *target, SQLLE
     if (target != nullptr)
         std::memcpy(target, &n, sizeof n);
     if (indicator != nullptr)
-        *indicator = sizeof n;
+        set_length(indicator, sizeof n);
     return SQL_SUCCESS;
 }
 
@@ -917,7 +917,7 @@ SQLRETURN deliver_chars(ErrorHeader *errors, const char *data, size_t size, SQLP
         static_cast<char *>(target)[n] = '\0';
     }
     if (indicator != nullptr)
-        *indicator = static_cast<SQLLEN>(size);
+        set_length(indicator, static_cast<SQLLEN>(size));
     if (target == nullptr || n < size)
         return post_warning(errors, "01004", "String data, right truncated");
     return SQL_SUCCESS;
@@ -952,7 +952,7 @@ SQLRETURN deliver_null(Statement *stmt, int column, SQLLEN *indicator, bool piec
 {
     if (indicator == nullptr)
         return post_error(stmt->errors, "22002", "Indicator variable required but not supplied");
-    *indicator = SQL_NULL_DATA;
+    set_length(indicator, SQL_NULL_DATA);
     if (piecewise) {
         ResultSet *r = stmt->result.get();
         r->getdata_column = column;
@@ -996,7 +996,7 @@ SQLRETURN deliver_octets(Statement *stmt, int column, Value *v, SQLSMALLINT c, S
         }
     }
     if (indicator != nullptr)
-        *indicator = static_cast<SQLLEN>(remaining);
+        set_length(indicator, static_cast<SQLLEN>(remaining));
     if (target == nullptr || n < remaining) {
         if (target != nullptr)
             r->getdata_offset += n;
@@ -1081,7 +1081,7 @@ SQLRETURN deliver_column(Statement *stmt, int column, Value *v, SQLSMALLINT c, S
                 // room for the longest text of the type: no truncation
                 size_t n = plain_text(v, static_cast<char *>(target), static_cast<size_t>(buffer_length));
                 if (indicator != nullptr)
-                    *indicator = static_cast<SQLLEN>(n);
+                    set_length(indicator, static_cast<SQLLEN>(n));
                 return SQL_SUCCESS;
             }
             char text[160];

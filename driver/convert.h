@@ -7,9 +7,30 @@
 #ifndef KXEVALDRV_CONVERT_H
 #define KXEVALDRV_CONVERT_H
 
+#include <cstring>
+
 #include "driver/query.h"
 
 namespace kxdrv {
+
+// The application's buffers need not be aligned: a row-wise binding lays
+// each row's fields out as the application packs them (pyodbc packs its
+// parameter rows), so every read and write of a number, length or
+// indicator there is a memcpy, which compiles to a plain move.
+template <typename T>
+T read_buffer(const void *at)
+{
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return value;
+}
+template <typename T>
+void write_buffer(void *at, T value)
+{
+    std::memcpy(at, &value, sizeof value);
+}
+inline SQLLEN length_at(const SQLLEN *at) { return read_buffer<SQLLEN>(at); }
+inline void set_length(SQLLEN *at, SQLLEN value) { write_buffer(at, value); }
 
 // The Value type and size a bound parameter will have.
 TypeInfo parameter_type(const ParamBinding &binding);

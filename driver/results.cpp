@@ -90,13 +90,13 @@ SQLRETURN deliver_split(Statement *stmt, int column, Value *value, SQLSMALLINT c
     if (got == SQL_NULL_DATA) {
         if (indicator == nullptr)
             return post_error(stmt->errors, "22002", "Indicator variable required but not supplied");
-        *indicator = SQL_NULL_DATA;
+        set_length(indicator, SQL_NULL_DATA);
         return rc;
     }
     if (indicator != nullptr)
-        *indicator = 0;
+        set_length(indicator, 0);
     if (length != nullptr)
-        *length = got;
+        set_length(length, got);
     return rc;
 }
 

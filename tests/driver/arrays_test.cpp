@@ -278,3 +278,94 @@ TEST(ParameterArrays, TheDriverSaysItGivesOneResultPerSet)
 }
 
 }  // namespace
+
+namespace {
+
+// Rows packed without padding, as pyodbc lays out its parameter rows: every
+// number, length and indicator sits at an odd address. The driver reads and
+// writes them whatever their alignment (UndefinedBehaviorSanitizer reports
+// any access that assumes one).
+constexpr size_t kPackedNumber = 1;       // SQLINTEGER
+constexpr size_t kPackedNumberInd = 5;    // SQLLEN
+constexpr size_t kPackedText = 13;        // char[8]
+constexpr size_t kPackedTextInd = 21;     // SQLLEN
+constexpr size_t kPackedRow = 29;
+
+template <typename T>
+T packed(const unsigned char *row, size_t at)
+{
+    T value;
+    std::memcpy(&value, row + at, sizeof value);
+    return value;
+}
+
+template <typename T>
+void pack(unsigned char *row, size_t at, T value)
+{
+    std::memcpy(row + at, &value, sizeof value);
+}
+
+TEST(ParameterArrays, PackedRowsAtOddAddresses)
+{
+    Session s;
+    ASSERT_TRUE(s.connected);
+    alignas(16) unsigned char rows[3 * kPackedRow] = {};
+    const SQLINTEGER numbers[3] = {7, 0, 9};
+    const SQLLEN number_inds[3] = {0, SQL_NULL_DATA, 0};
+    const char *texts[3] = {"a", "bb", "ccc"};
+    for (size_t k = 0; k < 3; ++k) {
+        unsigned char *row = rows + k * kPackedRow;
+        pack(row, kPackedNumber, numbers[k]);
+        pack(row, kPackedNumberInd, number_inds[k]);
+        std::memcpy(row + kPackedText, texts[k], std::strlen(texts[k]) + 1);
+        pack<SQLLEN>(row, kPackedTextInd, SQL_NTS);
+    }
+    ASSERT_EQ(set_attr(s, SQL_ATTR_PARAMSET_SIZE, 3), SQL_SUCCESS);
+    ASSERT_EQ(set_attr(s, SQL_ATTR_PARAM_BIND_TYPE, kPackedRow), SQL_SUCCESS);
+    ASSERT_EQ(SQLBindParameter(s.stmt, 1, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 0, 0, rows + kPackedNumber,
+                               0, reinterpret_cast<SQLLEN *>(rows + kPackedNumberInd)),
+              SQL_SUCCESS);
+    ASSERT_EQ(SQLBindParameter(s.stmt, 2, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 7, 0, rows + kPackedText, 8,
+                               reinterpret_cast<SQLLEN *>(rows + kPackedTextInd)),
+              SQL_SUCCESS);
+    ASSERT_TRUE(SQL_SUCCEEDED(s.exec("SELECT {fn CONCAT(CAST(? + 1 AS VARCHAR(9)), ?)}")));
+    EXPECT_EQ(every_result(s), (std::vector<std::string>{"8a", "NULL", "10ccc"}));
+}
+
+TEST(BlockFetch, PackedRowsAtOddAddresses)
+{
+    Session s;
+    ASSERT_TRUE(s.connected);
+    alignas(16) unsigned char rows[4 * kPackedRow];
+    std::memset(rows, 0xbe, sizeof rows);
+    SQLULEN fetched = 0;
+    ASSERT_EQ(set_attr(s, SQL_ATTR_ROW_ARRAY_SIZE, 4), SQL_SUCCESS);
+    ASSERT_EQ(set_attr(s, SQL_ATTR_ROW_BIND_TYPE, kPackedRow), SQL_SUCCESS);
+    ASSERT_EQ(set_pointer(s, SQL_ATTR_ROWS_FETCHED_PTR, &fetched), SQL_SUCCESS);
+    ASSERT_EQ(SQLBindCol(s.stmt, 1, SQL_C_SLONG, rows + kPackedNumber, 0,
+                         reinterpret_cast<SQLLEN *>(rows + kPackedNumberInd)),
+              SQL_SUCCESS);
+    ASSERT_EQ(SQLBindCol(s.stmt, 2, SQL_C_CHAR, rows + kPackedText, 8,
+                         reinterpret_cast<SQLLEN *>(rows + kPackedTextInd)),
+              SQL_SUCCESS);
+    ASSERT_TRUE(SQL_SUCCEEDED(
+        s.exec("SELECT CASE WHEN n = 2 THEN NULL ELSE n * 3 END, {fn CONCAT('r', CAST(n AS VARCHAR(5)))} "
+               "FROM SERIES(1, 4) AS s(n)")));
+    ASSERT_EQ(SQLFetch(s.stmt), SQL_SUCCESS);
+    ASSERT_EQ(fetched, 4u);
+    for (size_t k = 0; k < 4; ++k) {
+        const unsigned char *row = rows + k * kPackedRow;
+        int n = static_cast<int>(k) + 1;
+        if (n == 2) {
+            EXPECT_EQ(packed<SQLLEN>(row, kPackedNumberInd), SQL_NULL_DATA);
+        } else {
+            EXPECT_EQ(packed<SQLLEN>(row, kPackedNumberInd), static_cast<SQLLEN>(sizeof(SQLINTEGER)));
+            EXPECT_EQ(packed<SQLINTEGER>(row, kPackedNumber), n * 3);
+        }
+        EXPECT_EQ(packed<SQLLEN>(row, kPackedTextInd), 2);
+        EXPECT_EQ(std::string(reinterpret_cast<const char *>(row + kPackedText)), "r" + std::to_string(n));
+        EXPECT_EQ(row[0], 0xbe);  // the byte before each row's fields is left alone
+    }
+}
+
+}  // namespace
