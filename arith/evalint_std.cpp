@@ -335,6 +335,14 @@ inline bool moves_within_month(TimestampStruct *t, int64_t seconds, int64_t nano
     if (seconds < -kMonthSeconds || seconds > kMonthSeconds || nanoseconds < -kMonthSeconds * kNanosPerSecond ||
         nanoseconds > kMonthSeconds * kNanosPerSecond)
         return false;
+    if (nanoseconds == 0 && seconds % kSecondsPerDay == 0) {
+        // whole days: the day field alone (a day at a time, the commonest)
+        int64_t day = t->day + seconds / kSecondsPerDay;
+        if (day < 1 || day > days_in_month(t->year, t->month))
+            return false;
+        t->day = static_cast<uint16_t>(day);
+        return true;
+    }
     // within +-63 days of nanoseconds: no product passes 64 bits
     int64_t total = time_nanos(t->hour, t->minute, t->second, t->fraction) + seconds * kNanosPerSecond +
                     nanoseconds;
