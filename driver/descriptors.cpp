@@ -530,8 +530,9 @@ SQLRETURN set_header_field(Descriptor *d, SQLSMALLINT field, SQLPOINTER value)
 
 // ---- record fields ----
 
-// The record fields an application descriptor has.
-bool application_field(SQLSMALLINT field)
+// The fields that give a record's type, which every descriptor but the
+// IRD lets the application set.
+bool type_field(SQLSMALLINT field)
 {
     switch (field) {
     case SQL_DESC_TYPE:
@@ -543,37 +544,26 @@ bool application_field(SQLSMALLINT field)
     case SQL_DESC_PRECISION:
     case SQL_DESC_SCALE:
     case SQL_DESC_NUM_PREC_RADIX:
-    case SQL_DESC_DATA_PTR:
-    case SQL_DESC_INDICATOR_PTR:
-    case SQL_DESC_OCTET_LENGTH_PTR:
         return true;
     default:
         return false;
     }
 }
 
+// The record fields an application descriptor has: the type and the
+// buffers.
+bool application_field(SQLSMALLINT field)
+{
+    return type_field(field) || field == SQL_DESC_DATA_PTR || field == SQL_DESC_INDICATOR_PTR ||
+           field == SQL_DESC_OCTET_LENGTH_PTR;
+}
+
 // The record fields an IPD has that the application may set (DATA_PTR only
 // to have the record checked).
 bool ipd_settable_field(SQLSMALLINT field)
 {
-    switch (field) {
-    case SQL_DESC_TYPE:
-    case SQL_DESC_CONCISE_TYPE:
-    case SQL_DESC_DATETIME_INTERVAL_CODE:
-    case SQL_DESC_DATETIME_INTERVAL_PRECISION:
-    case SQL_DESC_OCTET_LENGTH:
-    case SQL_DESC_LENGTH:
-    case SQL_DESC_PRECISION:
-    case SQL_DESC_SCALE:
-    case SQL_DESC_NUM_PREC_RADIX:
-    case SQL_DESC_NAME:
-    case SQL_DESC_UNNAMED:
-    case SQL_DESC_PARAMETER_TYPE:
-    case SQL_DESC_DATA_PTR:
-        return true;
-    default:
-        return false;
-    }
+    return type_field(field) || field == SQL_DESC_NAME || field == SQL_DESC_UNNAMED ||
+           field == SQL_DESC_PARAMETER_TYPE || field == SQL_DESC_DATA_PTR;
 }
 
 // The IPD's read-only record fields, from the record's type.
